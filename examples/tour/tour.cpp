@@ -1,6 +1,7 @@
 // A tour of zyn: what the library is built for, and each subsystem at work on embedded data.
 #include <cstdio>
 
+#include "tour.hpp"
 #include "zyn/core.h"
 
 extern "C" int dll_cpu_version(void);
@@ -9,5 +10,9 @@ int main() {
   printf("zyn tour\n");
   printf("  processor level of this build: %d (SSE4.1)\n", dll_cpu_version());
   printf("  threads available to the core layer: %d\n", zyn_rnx_serv_threader_get_num_threads_limit());
+  tour_vector();
+  tour_random();
+  tour_stats();
+  tour_fitting();
   return 0;
 }

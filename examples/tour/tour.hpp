@@ -1,0 +1,6 @@
+// Each subsystem's part of the tour lives in its own file.
+#pragma once
+void tour_vector();
+void tour_random();
+void tour_stats();
+void tour_fitting();
