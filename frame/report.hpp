@@ -1,0 +1,29 @@
+// The reporters every vector kernel calls for an element that went wrong. Each takes the status,
+// the element's index within the call, the input vectors a1 and a2 (the same vector twice for a
+// function of one input), the result vectors r1 and r2 (likewise), and the function's name
+// ("vdLn"). They record the status in the thread's state, call the callback, set errno, print and
+// raise exceptions as the thread's mode word says, and write the record's results back into r2
+// then r1 at `index`.
+#pragma once
+
+#include <cstdint>
+
+namespace zyn::frame {
+
+struct Complex8 {
+  float re, im;
+};
+struct Complex16 {
+  double re, im;
+};
+
+void ReportErrorS(int status, int index, const float *a1, const float *a2, float *r1, float *r2,
+                  const char *name);
+void ReportErrorD(int status, int index, const double *a1, const double *a2, double *r1,
+                  double *r2, const char *name);
+void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2, Complex8 *r1,
+                  Complex8 *r2, const char *name);
+void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
+                  Complex16 *r2, const char *name);
+
+}  // namespace zyn::frame
