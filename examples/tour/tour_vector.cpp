@@ -1,3 +1,49 @@
-#include "tour.hpp"
+// The vector functions: the logarithm of a vector at its three accuracy levels, with the error
+// each level leaves, and an error callback that replaces the result of ln(0).
+#include <cmath>
+#include <cstdio>
 
-void tour_vector() {}
+#include "tour.hpp"
+#include "zyn/vex.h"
+
+namespace {
+int replace_ln_zero(ErrorContext *c) {
+  printf("    callback: %s element %d, status %d, argument %g -> result set to -1e300\n", c->funcName,
+         c->index, c->code, c->arg1);
+  c->res1 = -1e300;
+  return 0;
+}
+}  // namespace
+
+void tour_vector() {
+  const int n = 8;
+  const double x[n] = {0.001, 0.5, 0.999, 1.0, 1.0001, 2.718281828459045, 1e100, 1e-300};
+  double y[3][n];
+  const char *level[3] = {"LA", "HA", "EP"};
+  _vexdLn_50(n, x, y[0]);
+  _vexdLn(n, x, y[1]);
+  _vexdLn_26(n, x, y[2]);
+  printf("\nvector functions (mode word 0x%x)\n", _vexGetMode());
+  printf("  vdLn at three levels; error against the long double logarithm, in units of 2^-52 relative:\n");
+  printf("  %-22s %-24s %8s %8s %8s\n", "x", "ln x (HA)", "LA", "HA", "EP");
+  for (int i = 0; i < n; ++i) {
+    long double ref = logl(static_cast<long double>(x[i]));
+    printf("  %-22.17g %-24.17g", x[i], y[1][i]);
+    for (int l = 0; l < 3; ++l) {
+      long double rel = ref == 0 ? 0 : fabsl((y[l][i] - ref) / ref) / 0x1p-52L;
+      printf(" %8.3Lg", rel);
+    }
+    printf("\n");
+  }
+  (void)level;
+  VexErrorCallBack old = _vexSetErrorCallBack(replace_ln_zero);
+  double bad[4] = {1.0, 0.0, -1.0, 10.0}, r[4];
+  printf("  vdLn of {1, 0, -1, 10} with a callback:\n");
+  _vexdLn(4, bad, r);
+  printf("    results {%g, %g, %g, %g}, last status %d\n", r[0], r[1], r[2], r[3], _vexGetErrStatus());
+  if (old)
+    _vexSetErrorCallBack(old);
+  else
+    _vexClearErrorCallBack();
+  _vexClearErrStatus();
+}

@@ -1,0 +1,77 @@
+// The MPFR oracle of the vector functions: reference values, error measures, input sets, and
+// the table of functions the accuracy tool and the accuracy tests know. Kernels are reached by
+// their exported names (looked up at run time), so a row not built yet is simply absent.
+#pragma once
+
+#include <mpfr.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace zyn::oracle {
+
+using Mpfr1 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+using Mpfr2 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+
+// Where random inputs come from, per input: [lo, hi], spread by exponent, and points near
+// which the function is delicate (edges of the domain, zeros of the result).
+struct Domain {
+  double lo, hi;
+  std::vector<double> edges;
+};
+
+struct Function {
+  std::string stem;  // "Ln"
+  int arity;         // 1 or 2
+  Mpfr1 f1;
+  Mpfr2 f2;
+  Domain dom[2];
+  // EP accuracy is relative to max(|f|, zero_scale): absolute near the zeros of f when
+  // zero_scale > 0 (the level's error near a zero is meant to be absolute).
+  double zero_scale;
+};
+
+// All functions the oracle knows.
+const std::vector<Function> &functions();
+const Function *find(const std::string &stem);
+
+// Correctly rounded reference of f at x (and x2), in double or float.
+double reference_d(const Function &f, double x, double x2 = 0);
+float reference_s(const Function &f, float x, float x2 = 0);
+
+// Error of y against the exact value of f at the inputs, in units in the last place of the
+// result's type (precision 53 or 24), and the relative error measure of the EP level. Both are
+// 0 when y and the reference are the same NaN-ness or the same infinity.
+struct Error {
+  double ulp = 0;
+  double rel = 0;
+};
+Error error_d(const Function &f, double y, double x, double x2 = 0);
+Error error_s(const Function &f, float y, float x, float x2 = 0);
+
+// Deterministic input sets: (a) random over the domain by exponent, (b) near 1 and near the
+// domain's edges, (c) special values. `count` random inputs in all, for the given precision.
+std::vector<double> inputs_d(const Domain &d, size_t count, uint64_t seed);
+std::vector<float> inputs_s(const Domain &d, size_t count, uint64_t seed);
+std::vector<double> specials_d();
+std::vector<float> specials_s();
+
+// A row and level reached through its exported stub ("_vexdLn_50"), or null when the row is not
+// built.
+void *stub(const std::string &name);
+// The stub name of a row at a level (0 LA, 1 HA, 2 EP): type 'd' or 's'.
+std::string stub_name(char type, const std::string &stem, int level);
+
+// Worst errors of one row and level over the given inputs.
+struct Sweep {
+  double max_ulp = 0, max_rel = 0;
+  double worst_x = 0, worst_x2 = 0;
+  size_t count = 0;
+};
+Sweep sweep_d(const Function &f, void *kernel, const std::vector<double> &x,
+              const std::vector<double> &x2);
+Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x,
+              const std::vector<float> &x2);
+
+}  // namespace zyn::oracle
