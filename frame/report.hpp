@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "zyn/vex.h"
+
 namespace zyn::frame {
 
 struct Complex8 {
@@ -25,5 +27,9 @@ void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2,
                   Complex8 *r2, const char *name);
 void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
                   Complex16 *r2, const char *name);
+
+// Sets errno from the record's status: EDOM, ERANGE, EINVAL, EACCES, else EFAULT (0 for
+// STATUS_OK).
+void SetErrnoForStatus(const ErrorContext *context);
 
 }  // namespace zyn::frame
