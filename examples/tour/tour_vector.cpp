@@ -7,10 +7,14 @@
 #include "zyn/vex.h"
 
 namespace {
+// Replaces the result of ln(0) by a large negative finite value; other reports keep theirs.
 int replace_ln_zero(ErrorContext *c) {
-  printf("    callback: %s element %d, status %d, argument %g -> result set to -1e300\n", c->funcName,
-         c->index, c->code, c->arg1);
-  c->res1 = -1e300;
+  printf("    callback: %s element %d, status %d, argument %g", c->funcName, c->index, c->code, c->arg1);
+  if (c->code == STATUS_SINGULARITY) {
+    c->res1 = -1e300;
+    printf(" -> result set to -1e300");
+  }
+  printf("\n");
   return 0;
 }
 }  // namespace

@@ -7,8 +7,9 @@
 //   ln_ha[513][2]  for r = 512 + j: -ln(r/1024) - 1023 ln2 as high + low. The high part is
 //                  round(-ln(r/1024), 2^-36) - 1023 * LN2_HIGH, a multiple of 2^-36 below 2^10
 //                  in magnitude, so k * LN2_HIGH + high is exact for any biased exponent k; the
-//                  low part is the rest minus 1023 * LN2_LOW. At r = 1024 both parts cancel the
-//                  exponent term exactly, so ln(1) is 0.
+//                  low part is the rest minus 1023 * LN2_LOW. At r = 1024 and r = 512 the entry
+//                  is an exact multiple of LN2_HIGH + LN2_LOW, so the exponent term cancels
+//                  exactly just above and just below 1, and ln(1) is 0.
 //   ln_scalar[65][3] reciprocal c_i of 1 + i/64 rounded to 21 significant bits (so that
 //                  mh * c_i is exact for the 32-bit mh of the scalar path), then -ln(c_i) split
 //                  as a multiple of 2^-42 (exact with k * LN2_SCALAR_HIGH) and the rest.
@@ -116,6 +117,10 @@ int main() {
     // the exponent term k * (LN2_HIGH + LN2_LOW) is matched by the same split
     mpfr_sub_d(w, w, 1023.0 * ln2_low, MPFR_RNDN);
     double lo = mpfr_get_d(w, MPFR_RNDN);
+    if (j == 0) {  // -ln(1/2) - 1023 ln2 is -1022 ln2: the same split as the exponent term
+      hi = -1022.0 * ln2_high;
+      lo = -1022.0 * ln2_low;
+    }
     printf("  {");
     print(hi);
     printf(", ");

@@ -94,7 +94,10 @@ int ln_scalar_d(double x, double *r) {
   const double *t = ln_scalar[idx];
   double mh = (m + 2097152.0) - 2097152.0, ml = m - mh;
   double uh = mh * t[0] - 1, ul = ml * t[0], u = uh + ul;
-  *r = (k * kLn2ScalarHigh + t[1] + uh) + (k * kLn2ScalarLow + t[2] + ul + u * u * p8(u));
+  // k * LN2_HIGH + high is exact; its sum with uh is taken with the rounding error kept.
+  double a = k * kLn2ScalarHigh + t[1], s = a + uh, bb = s - a;
+  double e = (a - (s - bb)) + (uh - bb);
+  *r = s + (e + (k * kLn2ScalarLow + t[2] + ul + u * u * p8(u)));
   return 0;
 }
 
@@ -181,6 +184,13 @@ struct LnDoubleEp {
 
 // ---- double, LA and HA -----------------------------------------------------------------------
 
+// a + b = s + e exactly (Knuth's two-sum, any magnitudes).
+inline void two_sum(__m128d a, __m128d b, __m128d &s, __m128d &e) {
+  s = _mm_add_pd(a, b);
+  __m128d bb = _mm_sub_pd(s, a);
+  e = _mm_add_pd(_mm_sub_pd(a, _mm_sub_pd(s, bb)), _mm_sub_pd(b, bb));
+}
+
 // A lane is bad below the smallest normal (zero, denormals, negatives) or not at or below the
 // largest finite (plus infinity, NaN).
 inline int bad_not_positive_normal(__m128d x) {
@@ -232,10 +242,12 @@ struct LnDoubleLaHa {
       V tl = _mm_setr_pd(ln_ha[j0][1], ln_ha[j1][1]);
       V y = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), th);  // exact
       V low = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaLow)), tl);
-      V s = _mm_add_pd(y, uh);  // two-sum of y and uh
-      V bb = _mm_sub_pd(s, y);
-      V err = _mm_add_pd(_mm_sub_pd(y, _mm_sub_pd(s, bb)), _mm_sub_pd(uh, bb));
-      V t = _mm_add_pd(_mm_add_pd(_mm_add_pd(low, ul), err), p);
+      // uh and ul cancel when x is near 1 (u far below either): join them with their
+      // rounding error first, then y and u's high part with theirs, and add the small terms.
+      V uhi, ulo, s, err;
+      two_sum(uh, ul, uhi, ulo);
+      two_sum(y, uhi, s, err);
+      V t = _mm_add_pd(_mm_add_pd(_mm_add_pd(low, ulo), err), p);
       r[0] = _mm_add_pd(s, t);
     } else {
       V t = _mm_setr_pd(ln_la[j0], ln_la[j1]);
@@ -243,7 +255,7 @@ struct LnDoubleLaHa {
       V big = _mm_cmpgt_pd(rr, _mm_set1_pd(724.0));
       V off = _mm_or_pd(_mm_and_pd(big, _mm_set1_pd(1023.0)), _mm_andnot_pd(big, _mm_set1_pd(1022.0)));
       V hi = _mm_add_pd(_mm_mul_pd(_mm_sub_pd(k, off), _mm_set1_pd(kLn2La)), t);
-      r[0] = _mm_add_pd(_mm_add_pd(hi, uh), _mm_add_pd(ul, p));
+      r[0] = _mm_add_pd(hi, _mm_add_pd(u, p));  // hi is 0 near 1, where u + p is the result
     }
   }
   static int scalar(const T *x, T *r) { return ln_scalar_d(*x, r); }
