@@ -32,8 +32,15 @@ struct Function {
   double zero_scale;
 };
 
-// All functions the oracle knows.
+// All functions the oracle knows, in the order they were registered.
 const std::vector<Function> &functions();
+
+// Adds functions to the table; each family does it from a static object in its own
+// functions_<family>.cpp:
+//   static const zyn::oracle::Register reg({{"Ln", 1, mpfr_log, nullptr, {...}, 1.0}});
+struct Register {
+  explicit Register(std::vector<Function> fs);
+};
 const Function *find(const std::string &stem);
 
 // Correctly rounded reference of f at x (and x2), in double or float.
