@@ -2,6 +2,7 @@
 // status services and the level index route.
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <string>
 
@@ -187,4 +188,32 @@ TEST(Services, TwoNamesOneAddress) {
   ZYN_VEX_SERVICES(ZYN_SAME_ADDRESS)
 #undef ZYN_SAME_ADDRESS
   EXPECT_EQ(dll_cpu_version(), 4);
+}
+
+TEST(ThreadState, RecordsGoAtThreadExit) {
+  _vexGetMode();
+  int before = zyn::frame::LiveRecordsForTesting();
+  std::thread threads[8];
+  for (auto &t : threads) t = std::thread([] { _vexSetMode(VEX_EP); });
+  for (auto &t : threads) t.join();
+  EXPECT_EQ(zyn::frame::LiveRecordsForTesting(), before);
+  InFreshThread([&] {
+    _vexGetMode();
+    EXPECT_EQ(zyn::frame::LiveRecordsForTesting(), before + 1);
+  });
+  EXPECT_EQ(zyn::frame::LiveRecordsForTesting(), before);
+}
+
+// The record handed to callbacks is part of the interface: its layout is fixed.
+TEST(ErrorContextLayout, FieldsInOrder) {
+  EXPECT_EQ(offsetof(ErrorContext, index), 4u);
+  EXPECT_EQ(offsetof(ErrorContext, arg1), 8u);
+  EXPECT_EQ(offsetof(ErrorContext, res2), 32u);
+  EXPECT_EQ(offsetof(ErrorContext, funcName), 40u);
+  EXPECT_EQ(offsetof(ErrorContext, funcNameLen), 104u);
+  EXPECT_EQ(offsetof(ErrorContext, arg1Im), 112u);
+  EXPECT_EQ(offsetof(ErrorContext, res2Im), 136u);
+  EXPECT_EQ(sizeof(ErrorContext), 144u);
+  EXPECT_EQ(offsetof(zyn::frame::ThreadState, callback), 8u);
+  EXPECT_EQ(offsetof(zyn::frame::ThreadState, inputVector), 24u);
 }

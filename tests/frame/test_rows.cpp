@@ -8,7 +8,7 @@
 #include "zyn/vex.h"
 
 namespace {
-const RowsProbe &probe = zyn_test_rows_probe;
+const RowsProbe &probe = *zyn_test_rows_probe();
 
 template <class F>
 const void *addr(F *f) {

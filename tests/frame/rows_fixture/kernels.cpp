@@ -3,11 +3,15 @@
 
 #include "rows_fixture/probe.hpp"
 
-RowsProbe zyn_test_rows_probe{};
+namespace {
+RowsProbe g_probe;
+}  // namespace
+
+RowsProbe *zyn_test_rows_probe(void) { return &g_probe; }
 
 namespace {
 RowsProbe &start(const char *kernel) {
-  RowsProbe &p = zyn_test_rows_probe;
+  RowsProbe &p = g_probe;
   p = RowsProbe{};
   p.kernel = kernel;
   // The caller's frame: 16-byte aligned at the call when the frame address is.

@@ -11,4 +11,5 @@ struct RowsProbe {
   bool aligned;
 };
 
-ZYN_API_DATA RowsProbe zyn_test_rows_probe;
+// A function rather than exported data: sanitizer builds add symbols beside exported data.
+ZYN_API RowsProbe *zyn_test_rows_probe(void);
