@@ -1,6 +1,7 @@
 // Dummy kernels for the rows of rows.on: each records its name and arguments in the probe.
 #include <cstdint>
 
+#include "frame/kernels.hpp"
 #include "rows_fixture/probe.hpp"
 
 namespace {
