@@ -162,6 +162,16 @@ constexpr size_t kModeBuffer = 256;
 
 void FailAllocationsForTesting(bool fail) { g_fail_allocations.store(fail); }
 
+int LiveRecordsForTesting() {
+  PrivateHeap *h = g_heap.load(std::memory_order_acquire);
+  if (h == nullptr) return 0;
+  int count = 0;
+  pthread_mutex_lock(&h->lock);
+  for (Block *b = h->head.next; b != &h->head; b = b->next) ++count;
+  pthread_mutex_unlock(&h->lock);
+  return count;
+}
+
 int64_t ParseModeEnvironment() {
   char buf[kModeBuffer] = {};
   zyn::core::zyn_serv_lock(&g_env_lock);
