@@ -115,14 +115,17 @@ ZYN_API int __rnxAddChunk(StreamState *stream, int id, const uint64_t *sharedId,
     if (!found && used >= RNX_GLOB_TABLE_SHARE_LIMIT) {
       c->sharedId[0] = c->sharedId[1] = 0;  // no room left for new shared ids: private
     } else {
-      // Join the present entry (the caller keeps its block), or publish this block. An entry
-      // that appeared or vanished since the first look is taken as it now stands.
+      // Join the entry (the caller keeps its block) or publish this block, as the table stands
+      // now: the entry may have appeared or vanished since the first look. A chunk that keeps
+      // its shared id always holds one counted reference, so its release can't drop another's.
       Locked guard;
       if (GlobRODataTableEntry *e = find_locked(c->sharedId)) {
         ++e->refCount;
         c->data = e->data;
-      } else if (!found && g_used < RNX_GLOB_TABLE_SIZE) {
+      } else if (g_used < RNX_GLOB_TABLE_SIZE) {
         append_locked(c->sharedId, c->data);
+      } else {
+        c->sharedId[0] = c->sharedId[1] = 0;
       }
     }
   }

@@ -79,6 +79,13 @@ int check_row(const BrngEntry *table, int row, int sub) {
   return status;
 }
 
+// A stream needs a generator: the zero rows 279 and 280 are valid but make none.
+int check_stream_row(const BrngEntry *table, int row, int sub) {
+  int status = check_row(table, row, sub);
+  if (status == RNX_STATUS_OK && table[row].init == nullptr) status = RNX_STATUS_BAD_BRNG;
+  return status;
+}
+
 size_t record_bytes(const BrngEntry &e) {
   return e.stateSize < static_cast<int32_t>(sizeof(StreamState)) ? sizeof(StreamState)
                                                                   : static_cast<size_t>(e.stateSize);
@@ -120,7 +127,7 @@ ZYN_API int __rnxIsBrngValid(const BrngEntry *table, int row, int sub) {
 
 ZYN_API int __rnxAllocateStream(StreamState **stream, const BrngEntry *table, int id, int row,
                                 int sub) {
-  int status = check_row(table, row, sub);
+  int status = check_stream_row(table, row, sub);
   if (status != RNX_STATUS_OK) return status;
   auto *s = static_cast<StreamState *>(
       zyn::core::zyn_serv_allocate(record_bytes(table[row]), 128));
@@ -141,7 +148,7 @@ ZYN_API int __rnxNewStreamEx(StreamState **stream, int id, int n, const uint32_t
 
 ZYN_API int __rnxCopyStream(StreamState **newStream, const StreamState *source) {
   zyn::rng::Resolved r = zyn::rng::resolve(source->brngId);
-  if (int status = check_row(r.table, r.row, r.sub); status != RNX_STATUS_OK) return status;
+  if (int status = check_stream_row(r.table, r.row, r.sub); status != RNX_STATUS_OK) return status;
   size_t bytes = record_bytes(r.entry());
   auto *s = static_cast<StreamState *>(zyn::core::zyn_serv_allocate(bytes, 128));
   *newStream = s;
