@@ -60,6 +60,16 @@ inline F32ViaF64Out float_out(float *r, float a, float b, double c) {
   return {r, (db - da) * c, da};
 }
 
+// The double and single output functions of a generator whose words u map to u * scale with
+// scale (b - a) * c, through its run(stream, n, out).
+#define ZYN_RNX_UNIFORM_OUTPUTS(name, run, c)                                                  \
+  ZYN_API int __rnxdBRng##name(StreamState *stream, int n, double *r, double a, double b) {    \
+    return run(stream, n, zyn::rng::double_out(r, a, b, c));                                   \
+  }                                                                                            \
+  ZYN_API int __rnxsBRng##name(StreamState *stream, int n, float *r, float a, float b) {       \
+    return run(stream, n, zyn::rng::float_out(r, a, b, c));                                    \
+  }
+
 // Feeds raw words from a buffer to an output, four at a time.
 template <class Out>
 inline void emit_words(const Out &out, int at, const uint32_t *u, int n) {

@@ -122,12 +122,6 @@ ZYN_API int __rnxiBRngMCG31M1(StreamState *stream, int n, uint32_t *r) {
   return run(stream, n, U32Out{r});
 }
 
-ZYN_API int __rnxdBRngMCG31M1(StreamState *stream, int n, double *r, double a, double b) {
-  return run(stream, n, double_out(r, a, b, kInvM));
-}
-
-ZYN_API int __rnxsBRngMCG31M1(StreamState *stream, int n, float *r, float a, float b) {
-  return run(stream, n, float_out(r, a, b, kInvM));
-}
+ZYN_RNX_UNIFORM_OUTPUTS(MCG31M1, run, kInvM)
 
 }  // extern "C"

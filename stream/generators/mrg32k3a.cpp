@@ -211,12 +211,6 @@ ZYN_API int __rnxiBRngMRG32K3A(StreamState *stream, int n, uint32_t *r) {
   return run(stream, n, U32Out{r});
 }
 
-ZYN_API int __rnxdBRngMRG32K3A(StreamState *stream, int n, double *r, double a, double b) {
-  return run(stream, n, double_out(r, a, b, kInvM1));
-}
-
-ZYN_API int __rnxsBRngMRG32K3A(StreamState *stream, int n, float *r, float a, float b) {
-  return run(stream, n, float_out(r, a, b, kInvM1));
-}
+ZYN_RNX_UNIFORM_OUTPUTS(MRG32K3A, run, kInvM1)
 
 }  // extern "C"

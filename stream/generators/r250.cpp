@@ -112,12 +112,6 @@ ZYN_API int __rnxiBRngR250(StreamState *stream, int n, uint32_t *r) {
   return RNX_STATUS_OK;
 }
 
-ZYN_API int __rnxdBRngR250(StreamState *stream, int n, double *r, double a, double b) {
-  return convert(stream, n, double_out(r, a, b, kTwoM32));
-}
-
-ZYN_API int __rnxsBRngR250(StreamState *stream, int n, float *r, float a, float b) {
-  return convert(stream, n, float_out(r, a, b, kTwoM32));
-}
+ZYN_RNX_UNIFORM_OUTPUTS(R250, convert, kTwoM32)
 
 }  // extern "C"
