@@ -60,6 +60,20 @@ inline F32ViaF64Out float_out(float *r, float a, float b, double c) {
   return {r, (db - da) * c, da};
 }
 
+// The status of an init method that a generator lacks, or of a method outside 0 to 3.
+inline int lacking(int method) {
+  switch (method) {
+    case RNX_METHOD_LEAPFROG:
+      return RNX_STATUS_NO_LEAPFROG;
+    case RNX_METHOD_SKIP:
+      return RNX_STATUS_NO_SKIP;
+    case RNX_METHOD_SKIP_EX:
+      return RNX_STATUS_NO_SKIP_EX;
+    default:
+      return RNX_STATUS_BAD_METHOD;
+  }
+}
+
 // The double and single output functions of a generator whose words u map to u * scale with
 // scale (b - a) * c, through its run(stream, n, out).
 #define ZYN_RNX_UNIFORM_OUTPUTS(name, run, c)                                                  \

@@ -111,10 +111,8 @@ ZYN_API int __rnxBRngMCG31M1InitStream(int method, StreamState *stream, int n,
     case RNX_METHOD_SKIP:
       s.x = mul_mod(s.x, __rnxiPowMod2P31M1(s.a, skip_count(params)));
       return RNX_STATUS_OK;
-    case RNX_METHOD_SKIP_EX:
-      return RNX_STATUS_NO_SKIP_EX;
     default:
-      return RNX_STATUS_BAD_METHOD;
+      return lacking(method);
   }
 }
 

@@ -114,10 +114,8 @@ ZYN_API int __rnxBRngMCG59InitStream(int method, StreamState *stream, int n, con
     case RNX_METHOD_SKIP:
       s.x = (s.x * __rnxiPowMod2P59(s.a, skip_count(params))) & kMask;
       return RNX_STATUS_OK;
-    case RNX_METHOD_SKIP_EX:
-      return RNX_STATUS_NO_SKIP_EX;
     default:
-      return RNX_STATUS_BAD_METHOD;
+      return lacking(method);
   }
 }
 

@@ -192,8 +192,6 @@ ZYN_API int __rnxBRngMRG32K3AInitStream(int method, StreamState *stream, int n,
       if ((s.y[0] | s.y[1] | s.y[2]) == 0) s.y[0] = 1;
       return RNX_STATUS_OK;
     }
-    case RNX_METHOD_LEAPFROG:
-      return RNX_STATUS_NO_LEAPFROG;
     case RNX_METHOD_SKIP: {
       uint64_t k = skip_count(params);
       __rnxiVect3PowMod(s.x, kCoeff1, kM1, k);
@@ -203,7 +201,7 @@ ZYN_API int __rnxBRngMRG32K3AInitStream(int method, StreamState *stream, int n,
     case RNX_METHOD_SKIP_EX:
       return skip_words(s, n, static_cast<const uint64_t *>(params));
     default:
-      return RNX_STATUS_BAD_METHOD;
+      return lacking(method);
   }
 }
 

@@ -96,14 +96,8 @@ ZYN_API int __rnxBRngR250InitStream(int method, StreamState *stream, int n, cons
       s.q = kQStart;
       return RNX_STATUS_OK;
     }
-    case RNX_METHOD_LEAPFROG:
-      return RNX_STATUS_NO_LEAPFROG;
-    case RNX_METHOD_SKIP:
-      return RNX_STATUS_NO_SKIP;
-    case RNX_METHOD_SKIP_EX:
-      return RNX_STATUS_NO_SKIP_EX;
     default:
-      return RNX_STATUS_BAD_METHOD;
+      return lacking(method);
   }
 }
 

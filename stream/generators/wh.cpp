@@ -149,10 +149,8 @@ ZYN_API int __rnxBRngWHInitStream(int method, StreamState *stream, int n, const 
         s.x[i] = static_cast<uint32_t>(uint64_t{s.x[i]} * __rnxiPowMod(s.a[i], k, m[i]) % m[i]);
       return RNX_STATUS_OK;
     }
-    case RNX_METHOD_SKIP_EX:
-      return RNX_STATUS_NO_SKIP_EX;
     default:
-      return RNX_STATUS_BAD_METHOD;
+      return lacking(method);
   }
 }
 
