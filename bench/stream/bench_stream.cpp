@@ -116,6 +116,7 @@ void Anchor_scalar_MRG32K3A_dGen(benchmark::State &state) {
 // carries other jobs) and prints the comparisons at the end.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
+  RatioReporter() : ConsoleReporter(OO_None) {}
   void ReportRuns(const std::vector<Run> &runs) override {
     for (const Run &r : runs)
       if (r.iterations > 0) {

@@ -109,12 +109,13 @@ TEST(Generators, MatchReferenceInOneCall) {
 // n then m gives the numbers of n + m, for every n around the block sizes (8, 16, 250, 1024)
 // and with the kinds mixed.
 TEST(Generators, SplittingInvariance) {
-  const int cuts[] = {1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 1000};
+  const int cuts[] = {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 1000};
   constexpr int kTotal = 1300;
   for (const Gen &g : reftest::all_generators()) {
     auto ref = g.raw(kTotal + 1100);
     for (int n : cuts)
       for (Kind first : {kInt, kDouble, kFloat}) {
+        if (n == 0 && g.id == RNX_BRNG_MCG31) continue;  // an empty call draws one: EmptyCalls
         Kind second = Kind((first + 1) % 3);
         Stream st(g);
         draw_and_check(st, g, first, 0, n, ref);
