@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <iterator>
+#include <string>
 #include <cstdlib>
 #include <cstring>
 
@@ -153,6 +154,12 @@ constexpr Token kTokens[] = {
     {"TRAP_UNDERFLOW", 14, VEX_TRAP_UNDERFLOW},
 };
 static_assert(std::size(kTokens) == 18);
+constexpr bool lengths_match() {
+  for (const Token &t : kTokens)
+    if (std::char_traits<char>::length(t.text) != t.length) return false;
+  return true;
+}
+static_assert(lengths_match());
 
 constexpr char kTokenPrefix[] = "VEX_";
 constexpr size_t kPrefixLength = 4;

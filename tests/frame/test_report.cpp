@@ -162,6 +162,12 @@ TEST(Reporter, WriteBackOrderAndComplexParts) {
     ReportErrorZ(STATUS_UNDERFLOW, 0, za, za, zy, zy, "vzExp");
     EXPECT_EQ(g_seen.arg1Im, 0.5);
     EXPECT_EQ(zy[0].re, 1.0);
+
+    ZynComplex8 pa[1] = {{0.5f, 0.25f}}, py[1] = {{0, -3}};  // the public types
+    ReportErrorC(STATUS_DOMAIN, 0, pa, pa, py, py, "vcLn");
+    EXPECT_EQ(g_seen.arg1Im, 0.25);
+    EXPECT_EQ(py[0].re, 1.0f);
+    EXPECT_EQ(py[0].im, -3.0f);
   });
 }
 
