@@ -281,7 +281,13 @@ template <class T, bool Matrix, int Level, bool Weighted, bool OM>
 void one_pass(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
   constexpr Orders o = orders(Method::one_pass, Level);
   const int64_t q = c.q;
-  T *d = scratch;
+  // The running mean is kept relative to a shift K, the range's first observation, so that its
+  // rounding scales with the spread of the data and not with its offset.
+  T *d = scratch, *K = scratch + q;
+  for (int64_t k = 0; k < q; ++k) {
+    K[k] = OM ? c.x[r.first * c.p + c.act[k]] : c.x[c.act[k] * c.n + r.first];
+    a.mean[k] -= K[k];
+  }
   for (int64_t j = r.first; j < r.second; ++j) {
     const T w = Weighted ? c.w[j] : T(1);
     if (Weighted && w == 0) continue;
@@ -297,7 +303,7 @@ void one_pass(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
     const T wa = w * aa;
     for (int64_t k = 0; k < q; ++k) {
       const T x = OM ? c.x[j * c.p + c.act[k]] : c.x[c.act[k] * c.n + j];
-      const T dk = x - a.mean[k];
+      const T dk = (x - K[k]) - a.mean[k];
       if constexpr (o.m4)
         a.M4[k] += wa * (aa * aa - aa * b + b * b) * dk * dk * dk * dk +
                    6 * b * b * a.M2[k] * dk * dk - 4 * b * a.M3[k] * dk;
@@ -323,6 +329,7 @@ void one_pass(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
     a.W += w;
     a.W2 += w * w;
   }
+  for (int64_t k = 0; k < q; ++k) a.mean[k] += K[k];
 }
 
 // Blocks of `rows` observations. Per block and variable: a centre (the block's mean, or the
