@@ -264,12 +264,6 @@ struct Ctx {
   std::atomic<int> status;
 };
 
-template <class T, bool OM>
-inline const T *column(const Ctx<T> &c, int64_t k, int64_t j0, int64_t &stride) {
-  stride = OM ? c.p : 1;
-  return OM ? c.x + j0 * c.p + c.act[k] : c.x + c.act[k] * c.n + j0;
-}
-
 using Range = std::pair<int64_t, int64_t>;
 template <class T>
 using Kernel = void (*)(Ctx<T> &, Range, Acc<T> &, T *);
@@ -332,6 +326,57 @@ void one_pass(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
   for (int64_t k = 0; k < q; ++k) a.mean[k] += K[k];
 }
 
+// Observation-major blocks, a row at a time so that the inner loops run along memory across the
+// variables: the centre (block mean, or the caller's mean), then the sums of w (x - centre)^k in
+// s1..s4, and with Copy the centred block into A (q x len, a column per observation).
+template <class T, bool UserMean, int Top, bool Weighted, bool Copy>
+void rowwise(const Ctx<T> &c, int64_t j0, int64_t len, const T *w, T Wb, T *centre, T *s1, T *s2,
+             T *s3, T *s4, T *A) {
+  const int64_t q = c.q, p = c.p;
+  const int64_t *act = c.act;
+  const bool all = q == p;  // then act[k] == k
+  const T *x = c.x + j0 * p;
+  if constexpr (UserMean) {
+    std::copy(c.centre, c.centre + q, centre);
+  } else {
+    std::fill(s1, s1 + q, T(0));
+    for (int64_t j = 0; j < len; ++j) {
+      const T *row = x + j * p;
+      const T wj = Weighted ? w[j] : T(1);
+      if (all)
+        for (int64_t k = 0; k < q; ++k) s1[k] += Weighted ? wj * row[k] : row[k];
+      else
+        for (int64_t k = 0; k < q; ++k) s1[k] += Weighted ? wj * row[act[k]] : row[act[k]];
+    }
+    for (int64_t k = 0; k < q; ++k) centre[k] = Wb != 0 ? s1[k] / Wb : T(0);
+  }
+  for (T *s : {s1, s2, s3, s4}) std::fill(s, s + q, T(0));
+  auto step = [&](int64_t k, T xv, T wj, T *col) {
+    const T d = xv - centre[k];
+    const T wd = Weighted ? wj * d : d;
+    s1[k] += wd;
+    if constexpr (Top >= 2) {
+      const T p2 = wd * d;
+      s2[k] += p2;
+      if constexpr (Top >= 3) {
+        const T p3 = p2 * d;
+        s3[k] += p3;
+        if constexpr (Top >= 4) s4[k] += p3 * d;
+      }
+    }
+    if constexpr (Copy) col[k] = d;
+  };
+  for (int64_t j = 0; j < len; ++j) {
+    const T *row = x + j * p;
+    const T wj = Weighted ? w[j] : T(1);
+    T *col = A + j * q;
+    if (all)
+      for (int64_t k = 0; k < q; ++k) step(k, row[k], wj, col);
+    else
+      for (int64_t k = 0; k < q; ++k) step(k, row[act[k]], wj, col);
+  }
+}
+
 // Blocks of `rows` observations. Per block and variable: a centre (the block's mean, or the
 // caller's mean), then the sums of w (x - centre)^k, from which the raw sums follow by the
 // binomial expansion and the central sums by a shift to the exact block mean. Cross-products of
@@ -354,49 +399,60 @@ void blocked(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
       Wb = ws[1];
       W2b = ws[2];
     }
-    for (int64_t k = 0; k < q; ++k) {
-      int64_t stride;
-      const T *xk = column<T, OM>(c, k, j0, stride);
-      T ctr;
-      if constexpr (UserMean) {
-        ctr = c.centre[k];
-      } else {
-        T s[5];
-        centred_sums<T, 1, Weighted>(xk, stride, w, len, T(0), s);
-        ctr = Wb != 0 ? s[1] / Wb : T(0);
+    // Per variable: the centre, and in t1..t4 the sums of w (x - centre)^k.
+    if constexpr (OM) {
+      if (c.matrix)
+        rowwise<T, UserMean, o.top, Weighted, true>(c, j0, len, w, Wb, centre, t1, t2, t3, t4, A);
+      else
+        rowwise<T, UserMean, o.top, Weighted, false>(c, j0, len, w, Wb, centre, t1, t2, t3, t4, A);
+    } else {
+      for (int64_t k = 0; k < q; ++k) {
+        const T *xk = c.x + c.act[k] * c.n + j0;
+        T ctr, s[5] = {0, 0, 0, 0, 0};
+        if constexpr (UserMean) {
+          ctr = c.centre[k];
+        } else {
+          centred_sums<T, 1, Weighted>(xk, 1, w, len, T(0), s);
+          ctr = Wb != 0 ? s[1] / Wb : T(0);
+        }
+        centred_sums<T, o.top, Weighted>(xk, 1, w, len, ctr, s);
+        centre[k] = ctr;
+        t1[k] = s[1];
+        t2[k] = s[2];
+        t3[k] = s[3];
+        t4[k] = s[4];
       }
-      T s[5] = {0, 0, 0, 0, 0};
-      centred_sums<T, o.top, Weighted>(xk, stride, w, len, ctr, s);
-      centre[k] = ctr;
-      t1[k] = s[1];
+      if (c.matrix)
+        for (int64_t k = 0; k < q; ++k) {
+          const T *xk = c.x + c.act[k] * c.n + j0;
+          for (int64_t j = 0; j < len; ++j) A[k + j * q] = xk[j] - centre[k];
+        }
+    }
+    for (int64_t k = 0; k < q; ++k) {
+      const T ctr = centre[k], s1 = t1[k], s2 = t2[k], s3 = t3[k], s4 = t4[k];
       // Raw sums: sum w x^k with x = ctr + d.
       const T c2 = ctr * ctr;
-      a.R1[k] += Wb * ctr + s[1];
-      if constexpr (o.r2) a.R2[k] += Wb * c2 + 2 * ctr * s[1] + s[2];
+      a.R1[k] += Wb * ctr + s1;
+      if constexpr (o.r2) a.R2[k] += Wb * c2 + 2 * ctr * s1 + s2;
       if constexpr (o.r34) {
-        a.R3[k] += Wb * c2 * ctr + 3 * c2 * s[1] + 3 * ctr * s[2] + s[3];
-        a.R4[k] += Wb * c2 * c2 + 4 * c2 * ctr * s[1] + 6 * c2 * s[2] + 4 * ctr * s[3] + s[4];
+        a.R3[k] += Wb * c2 * ctr + 3 * c2 * s1 + 3 * ctr * s2 + s3;
+        a.R4[k] += Wb * c2 * c2 + 4 * c2 * ctr * s1 + 6 * c2 * s2 + 4 * ctr * s3 + s4;
       }
       if constexpr (UserMean) {
-        a.M1[k] += s[1];
-        if constexpr (o.m2) a.M2[k] += s[2];
-        if constexpr (o.m3) a.M3[k] += s[3];
-        if constexpr (o.m4) a.M4[k] += s[4];
+        a.M1[k] += s1;
+        if constexpr (o.m2) a.M2[k] += s2;
+        if constexpr (o.m3) a.M3[k] += s3;
+        if constexpr (o.m4) a.M4[k] += s4;
       } else {
         // Shift from the centre to the exact block mean, e = T1 / W (tiny).
-        const T e = Wb != 0 ? s[1] / Wb : T(0);
+        const T e = Wb != 0 ? s1 / Wb : T(0);
         mean[k] = ctr + e;
-        t2[k] = s[2] - e * s[1];
-        t3[k] = s[3] - 3 * e * s[2] + 2 * e * e * s[1];
-        t4[k] = s[4] - 4 * e * s[3] + 6 * e * e * s[2] - 3 * e * e * e * s[1];
+        t2[k] = s2 - e * s1;
+        t3[k] = s3 - 3 * e * s2 + 2 * e * e * s1;
+        t4[k] = s4 - 4 * e * s3 + 6 * e * e * s2 - 3 * e * e * e * s1;
       }
     }
     if (c.matrix) {
-      for (int64_t k = 0; k < q; ++k) {
-        int64_t stride;
-        const T *xk = column<T, OM>(c, k, j0, stride);
-        for (int64_t j = 0; j < len; ++j) A[k + j * q] = xk[j * stride] - centre[k];
-      }
       T *target = UserMean ? a.C : Cb;
       const T beta = UserMean ? T(1) : T(0);
       if constexpr (Weighted) {
@@ -746,7 +802,8 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
     c.q = q;
     c.act = act;
     c.matrix = matrix;
-    c.rows = std::clamp<int64_t>(32768 / q, 16, 2048);
+    // Blocks stay in the first-level cache by observation, in the second by variable.
+    c.rows = std::clamp<int64_t>((om && !matrix ? 4096 : 32768) / q, 16, 2048);
     c.threads = static_cast<int>(threads);
     c.status = SsStatusOk;
 
