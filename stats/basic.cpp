@@ -156,14 +156,22 @@ void merge(Acc<T> &a, T Wb, T W2b, const T *mb, const T *M2b, const T *M3b, cons
   a.W2 += W2b;
 }
 
+// Adds summary b to a: by the pairwise formulas, or, for sums about one fixed centre (the
+// caller's mean), by plain addition.
 template <class T>
-void add_raw(Acc<T> &a, const Acc<T> &b, int64_t q) {
-  for (int64_t k = 0; k < q; ++k) {
-    a.R1[k] += b.R1[k];
-    a.R2[k] += b.R2[k];
-    a.R3[k] += b.R3[k];
-    a.R4[k] += b.R4[k];
+void combine(Acc<T> &a, const Acc<T> &b, int64_t q, const Orders &o, bool fixed_centre) {
+  T *to[] = {a.R1, a.R2, a.R3, a.R4, a.M1, a.M2, a.M3, a.M4};
+  const T *from[] = {b.R1, b.R2, b.R3, b.R4, b.M1, b.M2, b.M3, b.M4};
+  for (int s = 0; s < (fixed_centre ? 8 : 4); ++s)
+    for (int64_t k = 0; k < q; ++k) to[s][k] += from[s][k];
+  if (!fixed_centre) {
+    merge(a, b.W, b.W2, b.mean, b.M2, b.M3, b.M4, b.C, q, o);
+    return;
   }
+  if (a.C)
+    for (int64_t e = 0; e < q * q; ++e) a.C[e] += b.C[e];
+  a.W += b.W;
+  a.W2 += b.W2;
 }
 
 // ---- the inner loops ----------------------------------------------------------------------------
@@ -847,24 +855,7 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
       // Merge the threads into thread 0, in order.
       const Orders o = orders(m, level);
       Acc<T> &a = accs[0];
-      for (int64_t t = 1; t < threads; ++t) {
-        const Acc<T> &b = accs[t];
-        add_raw(a, b, q);
-        if (user_mean) {
-          for (int64_t k = 0; k < q; ++k) {
-            a.M1[k] += b.M1[k];
-            a.M2[k] += b.M2[k];
-            a.M3[k] += b.M3[k];
-            a.M4[k] += b.M4[k];
-          }
-          if (matrix)
-            for (int64_t e = 0; e < q * q; ++e) a.C[e] += b.C[e];
-          a.W += b.W;
-          a.W2 += b.W2;
-        } else {
-          merge(a, b.W, b.W2, b.mean, b.M2, b.M3, b.M4, b.C, q, o);
-        }
-      }
+      for (int64_t t = 1; t < threads; ++t) combine(a, accs[t], q, o, user_mean);
       // Earlier calls: a zero accumulated weight starts afresh.
       Acc<T> &prev = accs[threads];
       const T Wp = accw ? accw[0] : T(0), W2p = accw ? accw[1] : T(0);
@@ -884,20 +875,8 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
             for (int64_t l = 0; l < q; ++l)
               for (int64_t i = 0; i <= l; ++i)
                 prev.C[i + l * q] += Wp * (pm[act[i]] - centre[i]) * (pm[act[l]] - centre[l]);
-          add_raw(prev, a, q);
-          for (int64_t k = 0; k < q; ++k) {
-            prev.M2[k] += a.M2[k];
-            prev.M3[k] += a.M3[k];
-            prev.M4[k] += a.M4[k];
-          }
-          if (matrix)
-            for (int64_t e = 0; e < q * q; ++e) prev.C[e] += a.C[e];
-          prev.W += a.W;
-          prev.W2 += a.W2;
-        } else {
-          add_raw(prev, a, q);
-          merge(prev, a.W, a.W2, a.mean, a.M2, a.M3, a.M4, a.C, q, o);
         }
+        combine(prev, a, q, o, user_mean);
       }
       const Acc<T> &total_acc = Wp != 0 ? prev : a;
       if (user_mean)  // moments about the caller's mean

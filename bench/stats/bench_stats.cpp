@@ -190,27 +190,20 @@ void BM_Cov(benchmark::State &state) {
   state.counters["x_dsyrk_centred"] = g_dsyrk_seconds / t.mean();
 }
 
+void methods_and_threads(benchmark::internal::Benchmark *b) {
+  b->ArgNames({"method", "threads"});
+  for (int64_t m : {int64_t(SsMethodFast), int64_t(SsMethodOnePass)})
+    for (int64_t t : {1, 2}) b->Args({m, t});
+  b->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
 }  // namespace
 
 BENCHMARK(BM_Anchor_SumSumSq)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_Moments)
-    ->ArgNames({"method", "threads"})
-    ->Args({SsMethodFast, 1})
-    ->Args({SsMethodFast, 2})
-    ->Args({SsMethodOnePass, 1})
-    ->Args({SsMethodOnePass, 2})
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+BENCHMARK(BM_Moments)->Apply(methods_and_threads);
 BENCHMARK(BM_Anchor_CovTwoPass)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_DsyrkCentred)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_Cov)
-    ->ArgNames({"method", "threads"})
-    ->Args({SsMethodFast, 1})
-    ->Args({SsMethodFast, 2})
-    ->Args({SsMethodOnePass, 1})
-    ->Args({SsMethodOnePass, 2})
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+BENCHMARK(BM_Cov)->Apply(methods_and_threads);
 
 int main(int argc, char **argv) {
   openblas_set_num_threads(1);  // the anchor and zyn's blocks both on one BLAS thread
