@@ -734,7 +734,6 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
   for (int b = 0; b < kBits; ++b)
     if ((needed & bit(b)) && !(available & bit(b))) return kResults[b].status;
   cl.needed = needed;
-  if (needed == 0) return SsStatusOk;
 
   // Data checks.
   int64_t n = 0;
@@ -765,6 +764,8 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
     if (s.storage == nullptr) return SsStatusStorage;
     *s.form = form_of(read_int(wide, s.storage), s.cp_rule);
   }
+
+  if (needed == 0) return SsStatusOk;
 
   // The processed variables.
   auto *act = static_cast<int64_t *>(core::zyn_serv_allocate(sizeof(int64_t) * p, 128));
@@ -798,7 +799,7 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
 
     // Threads: at least 16 observations and about 8192 element operations each.
     const int64_t work = matrix ? n * p * p : n * p;
-    int64_t threads = threader && threader->limit ? threader->limit() : 1;
+    int64_t threads = threader && threader->limit && threader->run ? threader->limit() : 1;
     threads = std::min({threads, work >> 13, n >> 4});
     if (threads < 1) threads = 1;
 

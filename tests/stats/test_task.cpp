@@ -64,6 +64,14 @@ TEST(SsTask, IntegerWidthGovernsEveryCount) {
   ASSERT_EQ(_rnxdSSBasic(t, SsEstimateMean, SsMethodOnePass, nullptr), SsStatusOk);
   EXPECT_DOUBLE_EQ(mean[0], 2.5);
   EXPECT_DOUBLE_EQ(mean[1], 25);
+  // Flags are 32-bit too: {1, 0} as two 32-bit integers in one 64-bit word.
+  const int64_t flags = 1;
+  _rnxiSSEditTask(t, SsEditIndices, &flags);
+  mean[0] = mean[1] = -1;
+  accw[0] = 0;
+  ASSERT_EQ(_rnxdSSBasic(t, SsEstimateMean, SsMethodFast, nullptr), SsStatusOk);
+  EXPECT_DOUBLE_EQ(mean[0], 2.5);
+  EXPECT_EQ(mean[1], -1);
   _rnxSSDeleteTask(&t);
 }
 
