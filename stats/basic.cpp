@@ -595,6 +595,24 @@ void previous(const Call<T> &cl, Acc<T> &a, T W, T W2, bool user_mean, const T *
   }
 }
 
+// Writes cov = cp / D, cor and (with write_cp) cp itself from the cross-products cp_at(i, l),
+// i <= l, of the processed variables, in each matrix's storage.
+template <class T, class Get>
+void write_matrices(const Call<T> &cl, Get cp_at, T D, bool write_cp) {
+  for (int64_t l = 0; l < cl.q; ++l)
+    for (int64_t i = 0; i <= l; ++i) {
+      const T v = cp_at(i, l);
+      const T r = i == l ? T(1) : v / std::sqrt(cp_at(i, i) * cp_at(l, l));
+      const std::pair<int, T> out[] = {{kCp, v}, {kCov, v / D}, {kCor, r}};
+      for (auto [b, value] : out) {
+        if (!cl.has(b) || (b == kCp && !write_cp)) continue;
+        const Form f = b == kCp ? cl.cp_form : b == kCov ? cl.cov_form : cl.cor_form;
+        cl.mat(b, f, i, l) = value;
+        cl.mat(b, f, l, i) = value;
+      }
+    }
+}
+
 // Writes the normalised results of a summary. `sample` selects the divisor W - W2 / W for c2m
 // and cov (n - 1 without weights); otherwise every divisor is W.
 template <class T>
@@ -623,25 +641,7 @@ void store(const Call<T> &cl, const Acc<T> &a, bool write_mean, bool sample) {
     if (cl.has(kSkewness)) cl.at(kSkewness, k) = M3 * rW / std::sqrt(m2 * m2 * m2);
     if (cl.has(kVariation)) cl.at(kVariation, k) = std::sqrt(M2 / D) / a.mean[k];
   }
-  if (a.C) {
-    for (int64_t l = 0; l < q; ++l)
-      for (int64_t i = 0; i <= l; ++i) {
-        const T v = a.C[i + l * q];
-        if (cl.has(kCp)) {
-          cl.mat(kCp, cl.cp_form, i, l) = v;
-          cl.mat(kCp, cl.cp_form, l, i) = v;
-        }
-        if (cl.has(kCov)) {
-          cl.mat(kCov, cl.cov_form, i, l) = v / D;
-          cl.mat(kCov, cl.cov_form, l, i) = v / D;
-        }
-        if (cl.has(kCor)) {
-          const T r = i == l ? T(1) : v / std::sqrt(a.C[i + i * q] * a.C[l + l * q]);
-          cl.mat(kCor, cl.cor_form, i, l) = r;
-          cl.mat(kCor, cl.cor_form, l, i) = r;
-        }
-      }
-  }
+  if (a.C) write_matrices(cl, [&](int64_t i, int64_t l) { return a.C[i + l * q]; }, D, true);
 }
 
 // Moments from existing sums. For each order whose sum and moment are both wanted the moment is
@@ -666,23 +666,9 @@ int from_sums(const Call<T> &cl, T W, T W2, bool sample) {
     }
     if (cl.has(kVariation)) cl.at(kVariation, k) = std::sqrt(cl.at(kC2m, k)) / cl.at(kMean, k);
   }
-  if (cl.has(kCp) && (cl.has(kCov) || cl.has(kCor))) {
-    for (int64_t l = 0; l < cl.q; ++l)
-      for (int64_t i = 0; i <= l; ++i) {
-        const T v = cl.mat(kCp, cl.cp_form, i, l);
-        if (cl.has(kCov)) {
-          cl.mat(kCov, cl.cov_form, i, l) = v / D;
-          cl.mat(kCov, cl.cov_form, l, i) = v / D;
-        }
-        if (cl.has(kCor)) {
-          const T r = i == l ? T(1)
-                             : v / std::sqrt(cl.mat(kCp, cl.cp_form, i, i) *
-                                             cl.mat(kCp, cl.cp_form, l, l));
-          cl.mat(kCor, cl.cor_form, i, l) = r;
-          cl.mat(kCor, cl.cor_form, l, i) = r;
-        }
-      }
-  }
+  if (cl.has(kCp))
+    write_matrices(cl, [&](int64_t i, int64_t l) { return cl.mat(kCp, cl.cp_form, i, l); }, D,
+                   false);
   return SsStatusOk;
 }
 
