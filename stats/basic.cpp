@@ -552,6 +552,20 @@ struct Call {
   }
 };
 
+template <class T>
+void zero_results(const Call<T> &cl, bool keep_mean) {
+  for (int b = 0; b < kUnavailable; ++b) {
+    if (!cl.has(b) || (b == kMean && keep_mean)) continue;
+    if (b == kCov || b == kCor || b == kCp) {
+      const Form f = b == kCp ? cl.cp_form : b == kCov ? cl.cov_form : cl.cor_form;
+      for (int64_t l = 0; l < cl.q; ++l)
+        for (int64_t i = 0; i < cl.q; ++i) cl.mat(b, f, i, l) = 0;
+    } else {
+      for (int64_t k = 0; k < cl.q; ++k) cl.at(b, k) = 0;
+    }
+  }
+}
+
 // Rebuilds the running summary of earlier calls from the result arrays, taking each quantity
 // from the most direct array present: sums over moments, central over raw.
 template <class T>
@@ -831,6 +845,10 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
     c.acc = accs;
     c.scratch = scratch;
 
+    // A zero accumulated weight marks the first block: the arrays of this call start at zero
+    // (the caller's mean, an input of the user-mean method, excepted).
+    if (accw == nullptr || accw[0] == 0) zero_results(cl, user_mean);
+
     Job<T> job{&c, kKernels<T>[row]};
     if (threads > 1)
       threader->run(static_cast<int>(threads), &job, &body<T>);
@@ -843,7 +861,7 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
       const Orders o = orders(m, level);
       Acc<T> &a = accs[0];
       for (int64_t t = 1; t < threads; ++t) combine(a, accs[t], q, o, user_mean);
-      // Earlier calls: a zero accumulated weight starts afresh.
+      // Earlier calls, if any.
       Acc<T> &prev = accs[threads];
       const T Wp = accw ? accw[0] : T(0), W2p = accw ? accw[1] : T(0);
       if (Wp != 0) {
