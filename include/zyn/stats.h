@@ -306,7 +306,6 @@ enum {
 #define SsEstimateOrderStatistics 0x20000ULL
 #define SsEstimatePartialCov 0x100000ULL
 #define SsEstimatePartialCor 0x200000ULL
-#define SsEstimateMahDistance 0x4000000ULL /* as passed to the distance entry */
 #define SsEstimateSum 0x2000000ULL
 #define SsEstimateR2s 0x4000000ULL
 #define SsEstimateR3s 0x8000000ULL
