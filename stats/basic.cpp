@@ -704,6 +704,135 @@ int level_of(Method m, uint32_t needed) {
   return 0;
 }
 
+// The data methods: thread summaries by the kernel of the call's row, merged with each other
+// and with the state of earlier calls, then stored.
+template <class T>
+int data_path(Call<T> &cl, SsTask *task, uint64_t method, int64_t n,
+              const ZynThreader *threader) {
+  const int64_t p = cl.p, q = cl.q;
+  const int64_t *act = cl.act;
+  const uint32_t needed = cl.needed;
+  T *accw = static_cast<T *>(task->accumulatedWeights);
+  const Method m = (method & SsMethodFast)       ? Method::fast
+                   : (method & SsMethodOnePass) ? Method::one_pass
+                                                : Method::user_mean;
+  const bool matrix = (needed & (bit(kCov) | bit(kCor) | bit(kCp))) != 0;
+  const bool weighted = task->weights != nullptr;
+  const bool om = p > 1 && !(read_int(cl.wide, task->storage) & SsStorageByVariable);
+  const int level = level_of(m, needed);
+  int row;
+  if (m == Method::one_pass)
+    row = matrix + 2 * level + 8 * weighted + 16 * om;
+  else
+    row = (m == Method::fast ? 32 : 48) + level + 4 * weighted + 8 * om;
+
+  // Threads: at least 16 observations and about 8192 element operations each.
+  const int64_t work = matrix ? n * p * p : n * p;
+  int64_t threads = threader && threader->limit && threader->run ? threader->limit() : 1;
+  threads = std::min({threads, work >> 13, n >> 4});
+  if (threads < 1) threads = 1;
+
+  Ctx<T> c{};
+  c.x = static_cast<const T *>(task->data);
+  c.w = static_cast<const T *>(task->weights);
+  c.n = n;
+  c.p = p;
+  c.q = q;
+  c.act = act;
+  c.matrix = matrix;
+  // Blocks stay in the first-level cache by observation, in the second by variable.
+  c.rows = std::clamp<int64_t>((om && !matrix ? 4096 : 32768) / q, 16, 2048);
+  c.threads = static_cast<int>(threads);
+  c.status = SsStatusOk;
+
+  // One block: summaries of the threads and of earlier calls, each thread's scratch, the
+  // caller's mean in compact order.
+  auto round = [](int64_t e) { return (e + 15) & ~int64_t(15); };
+  const int64_t acc_elems = round(kAccArrays * q + (matrix ? q * q : 0));
+  const int64_t scratch_elems =
+      round(6 * q + (matrix ? q * q + q * c.rows * (weighted ? 2 : 1) : 0));
+  const int64_t total = (threads + 1) * acc_elems + threads * scratch_elems + round(q);
+  T *block = static_cast<T *>(core::zyn_serv_allocate(sizeof(T) * total, 128));
+  Acc<T> *accs = static_cast<Acc<T> *>(
+      core::zyn_serv_allocate(sizeof(Acc<T>) * (threads + 1) + sizeof(T *) * threads, 128));
+  if (block == nullptr || accs == nullptr) {
+    core::zyn_serv_deallocate(block);
+    core::zyn_serv_deallocate(accs);
+    return SsStatusMemory;
+  }
+  std::memset(block, 0, sizeof(T) * total);
+  T **scratch = reinterpret_cast<T **>(accs + threads + 1);
+  for (int64_t t = 0; t <= threads; ++t) bind(accs[t], block + t * acc_elems, q, matrix);
+  for (int64_t t = 0; t < threads; ++t)
+    scratch[t] = block + (threads + 1) * acc_elems + t * scratch_elems;
+  T *centre = block + (threads + 1) * acc_elems + threads * scratch_elems;
+  const bool user_mean = m == Method::user_mean;
+  if (user_mean)
+    for (int64_t k = 0; k < q; ++k) centre[k] = cl.at(kMean, k);
+  c.centre = centre;
+  c.acc = accs;
+  c.scratch = scratch;
+
+  // A zero accumulated weight marks the first block: the arrays of this call start at zero
+  // (the caller's mean, an input of the user-mean method, excepted).
+  if (accw == nullptr || accw[0] == 0) zero_results(cl, user_mean);
+
+  Job<T> job{&c, kKernels<T>[row]};
+  if (threads > 1)
+    threader->run(static_cast<int>(threads), &job, &body<T>);
+  else
+    body<T>(0, 1, &job);
+  int status = c.status.load();
+
+  if (status == SsStatusOk) {
+    // Merge the threads into thread 0, in order.
+    const Orders o = orders(m, level);
+    Acc<T> &a = accs[0];
+    for (int64_t t = 1; t < threads; ++t) combine(a, accs[t], q, o, user_mean);
+    // Earlier calls, if any.
+    Acc<T> &prev = accs[threads];
+    const T Wp = accw ? accw[0] : T(0), W2p = accw ? accw[1] : T(0);
+    if (Wp != 0) {
+      const T *pm = static_cast<const T *>(task->previousMean);
+      previous(cl, prev, Wp, W2p, user_mean, centre);
+      if (user_mean) {
+        // Sums about the mean of earlier calls, moved to the present one.
+        for (int64_t k = 0; k < q; ++k) {
+          const T dl = pm ? pm[act[k]] - centre[k] : T(0);
+          const T S2 = prev.M2[k], S3 = prev.M3[k];
+          prev.M4[k] += 4 * dl * S3 + 6 * dl * dl * S2 + Wp * dl * dl * dl * dl;
+          prev.M3[k] += 3 * dl * S2 + Wp * dl * dl * dl;
+          prev.M2[k] += Wp * dl * dl;
+        }
+        if (matrix && pm)
+          for (int64_t l = 0; l < q; ++l)
+            for (int64_t i = 0; i <= l; ++i)
+              prev.C[i + l * q] += Wp * (pm[act[i]] - centre[i]) * (pm[act[l]] - centre[l]);
+      }
+      combine(prev, a, q, o, user_mean);
+    }
+    const Acc<T> &total_acc = Wp != 0 ? prev : a;
+    if (user_mean)  // moments about the caller's mean
+      for (int64_t k = 0; k < q; ++k) const_cast<Acc<T> &>(total_acc).mean[k] = centre[k];
+    store(cl, total_acc, !user_mean, true);
+    if (accw) {
+      accw[0] = total_acc.W;
+      accw[1] = total_acc.W2;
+    }
+    if (user_mean) {
+      if (task->previousMean == nullptr)
+        task->previousMean = core::zyn_serv_allocate(sizeof(T) * p, 128);
+      if (task->previousMean == nullptr)
+        status = SsStatusMemory;
+      else
+        std::memcpy(task->previousMean, cl.res[kMean], sizeof(T) * p);
+    }
+  }
+  core::zyn_serv_deallocate(accs);
+  core::zyn_serv_deallocate(block);
+  return status;
+}
+
 template <class T>
 int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *threader) {
   if (task == nullptr) return SsStatusNullTask;
@@ -775,133 +904,15 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
     if (task->indices == nullptr || read_int(wide, task->indices, i) != 0) act[q++] = i;
   cl.act = act;
   cl.q = q;
-  T *accw = static_cast<T *>(task->accumulatedWeights);
 
   int status = SsStatusOk;
-  if (q == 0) {
-  } else if (method_count == 0) {
+  if (q > 0 && method_count == 0) {
+    T *accw = static_cast<T *>(task->accumulatedWeights);
     const T W = accw ? accw[0] : static_cast<T>(n), W2 = accw ? accw[1] : static_cast<T>(n);
     const bool sample = !(method & SsMethodFromSumsPopulation) || (method & SsMethodFromSums);
     status = from_sums(cl, W, W2, sample);
-  } else {
-    const Method m = (method & SsMethodFast)       ? Method::fast
-                     : (method & SsMethodOnePass) ? Method::one_pass
-                                                  : Method::user_mean;
-    const bool matrix = (needed & (bit(kCov) | bit(kCor) | bit(kCp))) != 0;
-    const bool weighted = task->weights != nullptr;
-    const bool om = p > 1 && !(read_int(wide, task->storage) & SsStorageByVariable);
-    const int level = level_of(m, needed);
-    int row;
-    if (m == Method::one_pass)
-      row = matrix + 2 * level + 8 * weighted + 16 * om;
-    else
-      row = (m == Method::fast ? 32 : 48) + level + 4 * weighted + 8 * om;
-
-    // Threads: at least 16 observations and about 8192 element operations each.
-    const int64_t work = matrix ? n * p * p : n * p;
-    int64_t threads = threader && threader->limit && threader->run ? threader->limit() : 1;
-    threads = std::min({threads, work >> 13, n >> 4});
-    if (threads < 1) threads = 1;
-
-    Ctx<T> c{};
-    c.x = static_cast<const T *>(task->data);
-    c.w = static_cast<const T *>(task->weights);
-    c.n = n;
-    c.p = p;
-    c.q = q;
-    c.act = act;
-    c.matrix = matrix;
-    // Blocks stay in the first-level cache by observation, in the second by variable.
-    c.rows = std::clamp<int64_t>((om && !matrix ? 4096 : 32768) / q, 16, 2048);
-    c.threads = static_cast<int>(threads);
-    c.status = SsStatusOk;
-
-    // One block: summaries of the threads and of earlier calls, each thread's scratch, the
-    // caller's mean in compact order.
-    auto round = [](int64_t e) { return (e + 15) & ~int64_t(15); };
-    const int64_t acc_elems = round(kAccArrays * q + (matrix ? q * q : 0));
-    const int64_t scratch_elems =
-        round(6 * q + (matrix ? q * q + q * c.rows * (weighted ? 2 : 1) : 0));
-    const int64_t total = (threads + 1) * acc_elems + threads * scratch_elems + round(q);
-    T *block = static_cast<T *>(core::zyn_serv_allocate(sizeof(T) * total, 128));
-    Acc<T> *accs = static_cast<Acc<T> *>(
-        core::zyn_serv_allocate(sizeof(Acc<T>) * (threads + 1) + sizeof(T *) * threads, 128));
-    if (block == nullptr || accs == nullptr) {
-      core::zyn_serv_deallocate(block);
-      core::zyn_serv_deallocate(accs);
-      core::zyn_serv_deallocate(act);
-      return SsStatusMemory;
-    }
-    std::memset(block, 0, sizeof(T) * total);
-    T **scratch = reinterpret_cast<T **>(accs + threads + 1);
-    for (int64_t t = 0; t <= threads; ++t) bind(accs[t], block + t * acc_elems, q, matrix);
-    for (int64_t t = 0; t < threads; ++t)
-      scratch[t] = block + (threads + 1) * acc_elems + t * scratch_elems;
-    T *centre = block + (threads + 1) * acc_elems + threads * scratch_elems;
-    const bool user_mean = m == Method::user_mean;
-    if (user_mean)
-      for (int64_t k = 0; k < q; ++k) centre[k] = cl.at(kMean, k);
-    c.centre = centre;
-    c.acc = accs;
-    c.scratch = scratch;
-
-    // A zero accumulated weight marks the first block: the arrays of this call start at zero
-    // (the caller's mean, an input of the user-mean method, excepted).
-    if (accw == nullptr || accw[0] == 0) zero_results(cl, user_mean);
-
-    Job<T> job{&c, kKernels<T>[row]};
-    if (threads > 1)
-      threader->run(static_cast<int>(threads), &job, &body<T>);
-    else
-      body<T>(0, 1, &job);
-    status = c.status.load();
-
-    if (status == SsStatusOk) {
-      // Merge the threads into thread 0, in order.
-      const Orders o = orders(m, level);
-      Acc<T> &a = accs[0];
-      for (int64_t t = 1; t < threads; ++t) combine(a, accs[t], q, o, user_mean);
-      // Earlier calls, if any.
-      Acc<T> &prev = accs[threads];
-      const T Wp = accw ? accw[0] : T(0), W2p = accw ? accw[1] : T(0);
-      if (Wp != 0) {
-        const T *pm = static_cast<const T *>(task->previousMean);
-        previous(cl, prev, Wp, W2p, user_mean, centre);
-        if (user_mean) {
-          // Sums about the mean of earlier calls, moved to the present one.
-          for (int64_t k = 0; k < q; ++k) {
-            const T dl = pm ? pm[act[k]] - centre[k] : T(0);
-            const T S2 = prev.M2[k], S3 = prev.M3[k];
-            prev.M4[k] += 4 * dl * S3 + 6 * dl * dl * S2 + Wp * dl * dl * dl * dl;
-            prev.M3[k] += 3 * dl * S2 + Wp * dl * dl * dl;
-            prev.M2[k] += Wp * dl * dl;
-          }
-          if (matrix && pm)
-            for (int64_t l = 0; l < q; ++l)
-              for (int64_t i = 0; i <= l; ++i)
-                prev.C[i + l * q] += Wp * (pm[act[i]] - centre[i]) * (pm[act[l]] - centre[l]);
-        }
-        combine(prev, a, q, o, user_mean);
-      }
-      const Acc<T> &total_acc = Wp != 0 ? prev : a;
-      if (user_mean)  // moments about the caller's mean
-        for (int64_t k = 0; k < q; ++k) const_cast<Acc<T> &>(total_acc).mean[k] = centre[k];
-      store(cl, total_acc, !user_mean, true);
-      if (accw) {
-        accw[0] = total_acc.W;
-        accw[1] = total_acc.W2;
-      }
-      if (user_mean) {
-        if (task->previousMean == nullptr)
-          task->previousMean = core::zyn_serv_allocate(sizeof(T) * p, 128);
-        if (task->previousMean == nullptr)
-          status = SsStatusMemory;
-        else
-          std::memcpy(task->previousMean, cl.res[kMean], sizeof(T) * p);
-      }
-    }
-    core::zyn_serv_deallocate(accs);
-    core::zyn_serv_deallocate(block);
+  } else if (q > 0) {
+    status = data_path(cl, task, method, n, threader);
   }
   core::zyn_serv_deallocate(act);
   return status;
