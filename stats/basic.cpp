@@ -335,29 +335,15 @@ void one_pass(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
 }
 
 // Observation-major blocks, a row at a time so that the inner loops run along memory across the
-// variables: the centre (block mean, or the caller's mean), then the sums of w (x - centre)^k in
-// s1..s4, and with Copy the centred block into A (q x len, a column per observation).
-template <class T, bool UserMean, int Top, bool Weighted, bool Copy>
-void rowwise(const Ctx<T> &c, int64_t j0, int64_t len, const T *w, T Wb, T *centre, T *s1, T *s2,
-             T *s3, T *s4, T *A) {
+// variables: the sums of w (x - centre)^k in s1..s4, and with Copy the centred block into A
+// (q x len, a column per observation).
+template <class T, int Top, bool Weighted, bool Copy>
+void rowwise(const Ctx<T> &c, int64_t j0, int64_t len, const T *w, const T *centre, T *s1,
+             T *s2, T *s3, T *s4, T *A) {
   const int64_t q = c.q, p = c.p;
   const int64_t *act = c.act;
   const bool all = q == p;  // then act[k] == k
   const T *x = c.x + j0 * p;
-  if constexpr (UserMean) {
-    std::copy(c.centre, c.centre + q, centre);
-  } else {
-    std::fill(s1, s1 + q, T(0));
-    for (int64_t j = 0; j < len; ++j) {
-      const T *row = x + j * p;
-      const T wj = Weighted ? w[j] : T(1);
-      if (all)
-        for (int64_t k = 0; k < q; ++k) s1[k] += Weighted ? wj * row[k] : row[k];
-      else
-        for (int64_t k = 0; k < q; ++k) s1[k] += Weighted ? wj * row[act[k]] : row[act[k]];
-    }
-    for (int64_t k = 0; k < q; ++k) centre[k] = Wb != 0 ? s1[k] / Wb : T(0);
-  }
   for (T *s : {s1, s2, s3, s4}) std::fill(s, s + q, T(0));
   auto step = [&](int64_t k, T xv, T wj, T *col) {
     const T d = xv - centre[k];
@@ -393,6 +379,8 @@ void rowwise(const Ctx<T> &c, int64_t j0, int64_t len, const T *w, T Wb, T *cent
 template <class T, bool UserMean, int Level, bool Weighted, bool OM>
 void blocked(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
   constexpr Orders o = orders(UserMean ? Method::user_mean : Method::fast, Level);
+  // The fast method always forms the second power: it decides whether a block's centre is kept.
+  constexpr int top = UserMean ? o.top : std::max(o.top, 2);
   const int64_t q = c.q, R = c.rows;
   // Scratch: block summary (centre, T1..T4), block cross-products, centred copies.
   T *centre = scratch, *t1 = centre + q, *t2 = t1 + q, *t3 = t2 + q, *t4 = t3 + q;
@@ -407,34 +395,49 @@ void blocked(Ctx<T> &c, Range r, Acc<T> &a, T *scratch) {
       Wb = ws[1];
       W2b = ws[2];
     }
-    // Per variable: the centre, and in t1..t4 the sums of w (x - centre)^k.
-    if constexpr (OM) {
-      if (c.matrix)
-        rowwise<T, UserMean, o.top, Weighted, true>(c, j0, len, w, Wb, centre, t1, t2, t3, t4, A);
-      else
-        rowwise<T, UserMean, o.top, Weighted, false>(c, j0, len, w, Wb, centre, t1, t2, t3, t4, A);
-    } else {
-      for (int64_t k = 0; k < q; ++k) {
-        const T *xk = c.x + c.act[k] * c.n + j0;
-        T ctr, s[5] = {0, 0, 0, 0, 0};
-        if constexpr (UserMean) {
-          ctr = c.centre[k];
-        } else {
-          centred_sums<T, 1, Weighted>(xk, 1, w, len, T(0), s);
-          ctr = Wb != 0 ? s[1] / Wb : T(0);
-        }
-        centred_sums<T, o.top, Weighted>(xk, 1, w, len, ctr, s);
-        centre[k] = ctr;
-        t1[k] = s[1];
-        t2[k] = s[2];
-        t3[k] = s[3];
-        t4[k] = s[4];
-      }
-      if (c.matrix)
+    // Per variable, in t1..t4, the sums of w (x - centre)^k (and the centred block in A).
+    auto sums_about_centre = [&] {
+      if constexpr (OM) {
+        if (c.matrix)
+          rowwise<T, top, Weighted, true>(c, j0, len, w, centre, t1, t2, t3, t4, A);
+        else
+          rowwise<T, top, Weighted, false>(c, j0, len, w, centre, t1, t2, t3, t4, A);
+      } else {
         for (int64_t k = 0; k < q; ++k) {
           const T *xk = c.x + c.act[k] * c.n + j0;
-          for (int64_t j = 0; j < len; ++j) A[k + j * q] = xk[j] - centre[k];
+          T s[5] = {0, 0, 0, 0, 0};
+          centred_sums<T, top, Weighted>(xk, 1, w, len, centre[k], s);
+          t1[k] = s[1];
+          t2[k] = s[2];
+          t3[k] = s[3];
+          t4[k] = s[4];
+          if (c.matrix)
+            for (int64_t j = 0; j < len; ++j) A[k + j * q] = xk[j] - centre[k];
         }
+      }
+    };
+    if constexpr (UserMean) {
+      std::copy(c.centre, c.centre + q, centre);
+      sums_about_centre();
+    } else {
+      // Centre on the previous block's mean (the first observation for the first block): one
+      // pass over the data. The block is kept when the centre lies within sigma / sqrt(3) of the
+      // block's mean, e^2 <= (sum w (x - centre)^2 / W) / 4, so that shifting the sums to the
+      // mean loses at most a factor 4/3 to cancellation; otherwise it is summed again about its
+      // own mean, an exact two-pass.
+      for (int64_t k = 0; k < q; ++k)
+        centre[k] = j0 > r.first ? mean[k]
+                                 : c.x[c.act[k] * (OM ? 1 : c.n) + j0 * (OM ? c.p : 1)];
+      sums_about_centre();
+      bool near = true;
+      for (int64_t k = 0; k < q && Wb != 0; ++k) {
+        const T e = t1[k] / Wb;
+        near = near && 4 * e * e * Wb <= t2[k];
+      }
+      if (!near) {
+        for (int64_t k = 0; k < q; ++k) centre[k] += t1[k] / Wb;
+        sums_about_centre();
+      }
     }
     for (int64_t k = 0; k < q; ++k) {
       const T ctr = centre[k], s1 = t1[k], s2 = t2[k], s3 = t3[k], s4 = t4[k];
