@@ -371,7 +371,7 @@ void rowwise(const Ctx<T> &c, int64_t j0, int64_t len, const T *w, const T *cent
   }
 }
 
-// Blocks of `rows` observations. Per block and variable: a centre (the block's mean, or the
+// Blocks of `rows` observations. Per block and variable: a centre (near the block's mean, or the
 // caller's mean), then the sums of w (x - centre)^k, from which the raw sums follow by the
 // binomial expansion and the central sums by a shift to the exact block mean. Cross-products of
 // the centred block by the level-3 routines. Fast blocks are merged into the thread's summary;
