@@ -823,12 +823,15 @@ int data_path(Call<T> &cl, SsTask *task, uint64_t method, int64_t n,
       accw[1] = total_acc.W2;
     }
     if (user_mean) {
-      if (task->previousMean == nullptr)
-        task->previousMean = core::zyn_serv_allocate(sizeof(T) * p, 128);
-      if (task->previousMean == nullptr)
+      // A fresh block each time: p may have changed since the last call.
+      void *kept = core::zyn_serv_allocate(sizeof(T) * p, 128);
+      if (kept == nullptr) {
         status = SsStatusMemory;
-      else
-        std::memcpy(task->previousMean, cl.res[kMean], sizeof(T) * p);
+      } else {
+        std::memcpy(kept, cl.res[kMean], sizeof(T) * p);
+        core::zyn_serv_deallocate(task->previousMean);
+        task->previousMean = kept;
+      }
     }
   }
   core::zyn_serv_deallocate(accs);
