@@ -1,0 +1,39 @@
+// Shared pieces of the fitting subsystem: the task's typed views, memory, the threading table.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "frame/core_link.hpp"
+#include "zyn/fitting.h"
+
+namespace zyn::df {
+
+static_assert(sizeof(DfTask) == 160, "DfTask is a 160-byte record");
+
+template <class T>
+inline const T *xs(const DfTask *t) { return static_cast<const T *>(t->x); }
+template <class T>
+inline const T *fn(const DfTask *t, int64_t f) { return static_cast<const T *>(t->y[f]); }
+template <class T>
+inline T cell_scale(const DfTask *t) {
+  if constexpr (sizeof(T) == 8) return t->cellScale.d; else return t->cellScale.s;
+}
+
+inline void *allocate(size_t bytes) { return zyn::core::zyn_serv_allocate(bytes, 128); }
+inline void release(void *p) {
+  if (p) zyn::core::zyn_serv_deallocate(p);
+}
+
+// Thread count from the caller's table; no table means one thread.
+inline int thread_count(const ZynThreading *th) {
+  if (!th || !th->num_threads) return 1;
+  int n = th->num_threads();
+  return n < 1 ? 1 : n;
+}
+
+// Builds the cell-lookup table of `t` from its nx and x (the block must exist).
+template <class T>
+void build_cell_table(DfTask *t);
+
+}  // namespace zyn::df
