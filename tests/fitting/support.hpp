@@ -52,6 +52,14 @@ int64_t scan_cell(const std::vector<T> &x, T s) {
   return c;
 }
 
+// The same cell by binary search, for callbacks that must be quick.
+template <class T>
+int64_t bsearch_cell(const std::vector<T> &x, T s) {
+  const int64_t nx = static_cast<int64_t>(x.size());
+  if (s == x[nx - 1]) return nx - 1;
+  return std::upper_bound(x.begin(), x.end(), s) - x.begin();
+}
+
 // Sites: random inside and around the partition, the breakpoints themselves, the ends.
 template <class T>
 std::vector<T> sites(const std::vector<T> &x, int64_t n, uint32_t seed) {
