@@ -126,15 +126,17 @@ void run_quasi(const SearchPlan<T> &p, int64_t n, const T *s, O *c) {
   }
 }
 
-// Hybrid over groups of sites whose halving steps are interleaved, so that the cache misses of
-// different sites overlap. Each site takes exactly the steps of hybrid_one.
+// Hybrid over groups of sites whose steps are interleaved, so that the cache misses of different
+// sites overlap. Each site takes the halving steps of hybrid_one; its final scan over at most 21
+// breakpoints is done as a count of the breakpoints at or below the site, which for a sorted
+// partition stops where the scan stops, without a branch per breakpoint.
 template <class T, class O>
 [[gnu::noipa]] void run_hybrid(const SearchPlan<T> &p, int64_t n, const T *s, O *c) {
   const int64_t nx = p.nx;
   const T *x = p.x;
   const T x0 = x[0], xl = x[nx - 1];
   const int64_t tn = table_size(nx);
-  constexpr int G = 16;
+  constexpr int G = 32;
   int64_t lo[G], hi[G];
   int64_t i0 = 0;
   for (; i0 + G <= n; i0 += G) {
@@ -152,18 +154,24 @@ template <class T, class O>
     while (busy) {
       busy = false;
       for (int j = 0; j < G; ++j) {
-        if (lo[j] < hi[j] - 20) {
-          const int64_t m = (lo[j] + hi[j]) >> 1;
-          const bool le = x[m] <= sg[j];
-          lo[j] = le ? m : lo[j];
-          hi[j] = le ? hi[j] : m;
-          busy |= lo[j] < hi[j] - 20;
-        }
+        const bool active = lo[j] < hi[j] - 20;
+        const int64_t m = (lo[j] + hi[j]) >> 1;
+        const bool le = active && x[m < nx ? m : nx - 1] <= sg[j];
+        const bool ge = active && !le;
+        lo[j] = le ? m : lo[j];
+        hi[j] = ge ? m : hi[j];
+        busy |= lo[j] < hi[j] - 20;
       }
     }
     for (int j = 0; j < G; ++j) {
+      const T *q = x + (lo[j] < nx ? lo[j] : nx - 1);
+      __builtin_prefetch(q);
+      __builtin_prefetch(q + 8);
+      __builtin_prefetch(q + 16);
+    }
+    for (int j = 0; j < G; ++j) {
       int64_t l = lo[j];
-      while (l < hi[j] && x[l] <= sg[j]) ++l;
+      for (int64_t k = lo[j]; k < hi[j]; ++k) l += x[k] <= sg[j];
       c[i0 + j] = static_cast<O>(l);
     }
   }

@@ -254,22 +254,52 @@ int default_cubic(DfTask *t) {
 // u, and Sherman-Morrison combines them. All of these systems are diagonally dominant after
 // the first elimination step, so factoring without pivoting is stable.
 
+// An array whose element 0 may stand apart from the others (see the one-function path).
 template <class T>
-struct Rows {
-  T *dl, *d, *du;
+struct Vec {
+  T *first, *rest;
+  static Vec of(T *p) { return {p, p + 1}; }
+  T &operator[](int64_t k) const { return k == 0 ? *first : rest[k - 1]; }
 };
 
-template <class T, bool Uni>
-void natural_matrix(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
-  const int64_t nx = t->nx, bcType = t->bcType;
-  for (int64_t i = 1; i + 1 < nx; ++i) {
-    if constexpr (Uni) {
-      a.dl[i - 1] = T(1), a.d[i] = T(4), a.du[i] = T(1);
-    } else {
-      const T hp = g.step(i - 1), hi = g.step(i);
-      a.dl[i - 1] = hi, a.d[i] = T(2) * (hp + hi), a.du[i] = hp;
+template <class T>
+struct Rows {
+  Vec<T> dl;
+  T *d, *du;
+};
+
+// Inner rows, the matrix (Mat) and the right-hand side of function f (Rhs), in one pass.
+template <bool Mat, bool Rhs, class T, bool Uni>
+void natural_inner(const DfTask *t, const Grid<T, Uni> &g, int64_t f, Rows<T> a, Vec<T> b) {
+  const int64_t nx = t->nx;
+  if constexpr (Uni) {
+    if constexpr (Mat)
+      for (int64_t i = 1; i + 1 < nx; ++i) a.dl[i - 1] = T(1), a.d[i] = T(4), a.du[i] = T(1);
+    if constexpr (Rhs) {
+      const Fn<T> y = function<T>(t, f);
+      const T k = T(3) * g.invh;
+      for (int64_t i = 1; i + 1 < nx; ++i) b.rest[i - 1] = (y[i + 1] - y[i - 1]) * k;
+    }
+  } else {
+    const T *x = g.x;
+    const Fn<T> y = Rhs ? function<T>(t, f) : Fn<T>{x, 1};
+    T hp = x[1] - x[0], sp = Rhs ? (y[1] - y[0]) / hp : T(0);
+    for (int64_t i = 1; i + 1 < nx; ++i) {
+      const T hi = x[i + 1] - x[i];
+      if constexpr (Mat) a.dl[i - 1] = hi, a.d[i] = T(2) * (hp + hi), a.du[i] = hp;
+      if constexpr (Rhs) {
+        const T si = (y[i + 1] - y[i]) / hi;
+        b.rest[i - 1] = T(3) * (hi * sp + hp * si);
+        sp = si;
+      }
+      hp = hi;
     }
   }
+}
+
+template <class T, bool Uni>
+void natural_matrix_ends(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
+  const int64_t nx = t->nx, bcType = t->bcType;
   if (bcType == DF_BC_PERIODIC) {
     const int64_t N = nx - 1;
     if (N >= 2) {
@@ -284,14 +314,12 @@ void natural_matrix(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
     a.d[N] = T(1);
     return;
   }
-  const T h0 = g.step(0), hl = g.step(nx - 2);
   if (bcType == DF_BC_NOT_A_KNOT) {
-    const T h1 = g.step(1), hm = g.step(nx - 3);
+    const T h0 = g.step(0), hl = g.step(nx - 2), h1 = g.step(1), hm = g.step(nx - 3);
     a.d[0] = h1, a.du[0] = h0 + h1;
     a.dl[nx - 2] = hl + hm, a.d[nx - 1] = hm;
     return;
   }
-  (void)h0, (void)hl;
   if (bcType & DF_BC_1ST_LEFT_DER) a.d[0] = T(1), a.du[0] = T(0);
   else a.d[0] = T(2), a.du[0] = T(1);
   if (bcType & DF_BC_1ST_RIGHT_DER) a.dl[nx - 2] = T(0), a.d[nx - 1] = T(1);
@@ -299,21 +327,10 @@ void natural_matrix(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
 }
 
 template <class T, bool Uni>
-void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
+void natural_rhs_ends(const DfTask *t, const Grid<T, Uni> &g, int64_t f, Vec<T> b) {
   const int64_t nx = t->nx, bcType = t->bcType;
   const Fn<T> y = function<T>(t, f);
   const T *bc = static_cast<const T *>(t->bc);
-  if constexpr (Uni) {
-    const T k = T(3) * g.invh;
-    for (int64_t i = 1; i + 1 < nx; ++i) b[i] = (y[i + 1] - y[i - 1]) * k;
-  } else {
-    T hp = g.step(0), sp = (y[1] - y[0]) / hp;
-    for (int64_t i = 1; i + 1 < nx; ++i) {
-      const T hi = g.step(i), si = (y[i + 1] - y[i]) / hi;
-      b[i] = T(3) * (hi * sp + hp * si);
-      hp = hi, sp = si;
-    }
-  }
   const T h0 = g.step(0), hl = g.step(nx - 2);
   const T s0 = g.slope(y[1] - y[0], 0), sl = g.slope(y[nx - 1] - y[nx - 2], nx - 2);
   if (bcType == DF_BC_PERIODIC) {
@@ -341,6 +358,17 @@ void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
   else b[nx - 1] = T(3) * sl;
 }
 
+template <class T, bool Uni>
+void natural_matrix(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
+  natural_inner<true, false>(t, g, 0, a, Vec<T>{});
+  natural_matrix_ends(t, g, a);
+}
+template <class T, bool Uni>
+void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
+  natural_inner<false, true>(t, g, f, Rows<T>{}, Vec<T>::of(b));
+  natural_rhs_ends(t, g, f, Vec<T>::of(b));
+}
+
 // Slopes of the parabola through three points (the same-cubic condition on two cells).
 template <class T, bool Uni>
 void parabola_slopes(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m) {
@@ -351,7 +379,30 @@ void parabola_slopes(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m) {
   m[0] = s0 - h0 * d2, m[1] = s0 + h0 * d2, m[2] = s1 + h1 * d2;
 }
 
-// Coefficients of function f from its slopes m (periodic: corrected by the column q first).
+// Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1]. mr may lie in the
+// coefficient storage itself, behind the cells written so far: each cell's slopes are read
+// before the cell is stored, and cell i ends below mr[i] for i < nx - 2.
+template <class T, bool Uni>
+void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr) {
+  const int64_t nx = t->nx;
+  const Fn<T> y = function<T>(t, f);
+  T *c = coeffs<T>(t, f);
+  T mi = m0;
+  for (int64_t i = 0; i + 1 < nx; ++i) {
+    const T mn = mr[i];
+    const T ih = Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]);
+    const T s = (y[i + 1] - y[i]) * ih;
+    const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
+    const T c3 = (mi + mn - T(2) * s) * (ih * ih);
+    c[4 * i] = y[i];
+    c[4 * i + 1] = mi;
+    c[4 * i + 2] = c2;
+    c[4 * i + 3] = c3;
+    mi = mn;
+  }
+}
+
+// The same from a full slope vector m (periodic: corrected by the column q first).
 template <class T, bool Uni>
 void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, const T *q) {
   const int64_t nx = t->nx;
@@ -365,27 +416,7 @@ void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, con
     }
     m[N] = m[0];
   }
-  const Fn<T> y = function<T>(t, f);
-  T *c = coeffs<T>(t, f);
-  if constexpr (Uni) {
-    const T ih = g.invh, ih2 = g.invh * g.invh;
-    for (int64_t i = 0; i + 1 < nx; ++i) {
-      const T s = (y[i + 1] - y[i]) * ih;
-      c[4 * i] = y[i];
-      c[4 * i + 1] = m[i];
-      c[4 * i + 2] = (T(3) * s - T(2) * m[i] - m[i + 1]) * ih;
-      c[4 * i + 3] = (m[i] + m[i + 1] - T(2) * s) * ih2;
-    }
-  } else {
-    for (int64_t i = 0; i + 1 < nx; ++i) {
-      const T ih = T(1) / (g.x[i + 1] - g.x[i]);
-      const T s = (y[i + 1] - y[i]) * ih;
-      c[4 * i] = y[i];
-      c[4 * i + 1] = m[i];
-      c[4 * i + 2] = (T(3) * s - T(2) * m[i] - m[i + 1]) * ih;
-      c[4 * i + 3] = (m[i] + m[i + 1] - T(2) * s) * (ih * ih);
-    }
-  }
+  natural_cells(t, g, f, m[0], m + 1);
 }
 
 template <class T>
@@ -438,7 +469,7 @@ void natural_functions(const NaturalJob<T, Uni> &j, int64_t f0, int64_t f1) {
   for (int64_t f = f0; f < f1; ++f) natural_rhs(j.t, *j.g, f, j.b + f * nx);
   const int n = static_cast<int>(nx), k = static_cast<int>(f1 - f0);
   int info = 0;
-  Solver<T>::trs(&n, &k, j.a.dl, j.a.d, j.a.du, j.b + f0 * nx, &n, &info);
+  Solver<T>::trs(&n, &k, j.a.dl.first, j.a.d, j.a.du, j.b + f0 * nx, &n, &info);
   for (int64_t f = f0; f < f1; ++f) {
     if (info) { j.status[f] = DF_ERROR_LINEAR_SOLVER; continue; }
     natural_coeffs(j.t, *j.g, f, j.b + f * nx, j.q);
@@ -468,48 +499,61 @@ int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
     }
     return DF_STATUS_OK;
   }
+  const int n = static_cast<int>(nx);
+  int info = 0, st = DF_STATUS_OK;
+  if (!threaded && ny == 1 && !periodic) {
+    // One function: no work block. The system lives in the coefficient storage, which the
+    // coefficients overwrite once the slopes are known. Row 0 is eliminated first (its pivot is
+    // h1, 1 or 2), so the solver sees rows 1..nx-1: dl (nx-2), d (nx-1), du (nx-2) and b (nx-1)
+    // fill the 4nx - 4 elements with d[0], du[0] just before their arrays and dl[0], b[0] apart.
+    T *c = coeffs<T>(t, 0);
+    T dl0 = 0, b0 = 0;
+    Rows<T> a{Vec<T>{&dl0, c}, c + (nx - 2), c + (2 * nx - 2)};
+    Vec<T> b{&b0, c + (3 * nx - 3)};
+    natural_inner<true, true>(t, g, 0, a, b);
+    natural_matrix_ends(t, g, a);
+    natural_rhs_ends(t, g, 0, b);
+    const T f = dl0 / a.d[0];
+    a.d[1] -= f * a.du[0];
+    b.rest[0] -= f * b0;
+    const int n1 = n - 1, one = 1;
+    Solver<T>::sv(&n1, &one, a.dl.rest, a.d + 1, a.du + 1, b.rest, &n1, &info);
+    if (info) return DF_ERROR_LINEAR_SOLVER;
+    natural_cells(t, g, 0, (b0 - a.du[0] * b.rest[0]) / a.d[0], b.rest);
+    return DF_STATUS_OK;
+  }
   const int64_t nrhs = ny + (periodic ? 1 : 0);
   const size_t elems = static_cast<size_t>(3 * nx - 2 + nx * nrhs);
   const size_t bytes = elems * sizeof(T) + static_cast<size_t>(ny) * sizeof(int32_t);
   T *work = static_cast<T *>(allocate(bytes));
   if (!work) return DF_ERROR_MEM_FAILURE;
-  Rows<T> a{work, work + (nx - 1), work + (2 * nx - 1)};
+  Rows<T> a{Vec<T>::of(work), work + (nx - 1), work + (2 * nx - 1)};
   T *b = work + (3 * nx - 2);
   int32_t *status = reinterpret_cast<int32_t *>(work + elems);
   std::memset(status, 0, static_cast<size_t>(ny) * sizeof(int32_t));
   natural_matrix(t, g, a);
-  const int n = static_cast<int>(nx);
-  int info = 0, st = DF_STATUS_OK;
-  if (!threaded && ny == 1 && !periodic) {
-    natural_rhs(t, g, 0, b);
+  Solver<T>::trf(&n, a.dl.first, a.d, a.du, &info);
+  T *q = nullptr;
+  if (!info && periodic) {
+    q = b + ny * nx;
+    std::fill(q, q + nx, T(0));
+    q[0] = T(1);
+    q[nx - 2] = T(1);
     const int one = 1;
-    Solver<T>::sv(&n, &one, a.dl, a.d, a.du, b, &n, &info);
-    if (info) st = DF_ERROR_LINEAR_SOLVER;
-    else natural_coeffs(t, g, 0, b, static_cast<const T *>(nullptr));
+    Solver<T>::trs(&n, &one, a.dl.first, a.d, a.du, q, &n, &info);
+  }
+  if (info) {
+    st = DF_ERROR_LINEAR_SOLVER;
   } else {
-    Solver<T>::trf(&n, a.dl, a.d, a.du, &info);
-    T *q = nullptr;
-    if (!info && periodic) {
-      q = b + ny * nx;
-      std::fill(q, q + nx, T(0));
-      q[0] = T(1);
-      q[nx - 2] = T(1);
-      const int one = 1;
-      Solver<T>::trs(&n, &one, a.dl, a.d, a.du, q, &n, &info);
-    }
-    if (info) {
-      st = DF_ERROR_LINEAR_SOLVER;
+    NaturalJob<T, Uni> job{t, &g, a, b, q, status, ny};
+    if (threaded) {
+      job.perThread = (ny + G - 1) / G;
+      th->run(static_cast<int>(G), static_cast<int>(G), &job, natural_worker<T, Uni>);
     } else {
-      NaturalJob<T, Uni> job{t, &g, a, b, q, status, ny};
-      if (threaded) {
-        job.perThread = (ny + G - 1) / G;
-        th->run(static_cast<int>(G), static_cast<int>(G), &job, natural_worker<T, Uni>);
-      } else {
-        natural_functions(job, 0, ny);
-      }
-      for (int64_t f = 0; f < ny; ++f)
-        if (status[f]) st = status[f];
+      natural_functions(job, 0, ny);
     }
+    for (int64_t f = 0; f < ny; ++f)
+      if (status[f]) st = status[f];
   }
   release(work);
   return st;

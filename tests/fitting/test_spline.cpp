@@ -256,7 +256,7 @@ TEST(FittingNaturalCubic, StorageFunctionsAndThreadsAgree) {
           ASSERT_EQ(b.status, 0);
           EXPECT_EQ(dftest::g_runs, threads > 1 ? 1 : 0);
           for (size_t k = 0; k < single.size(); ++k)
-            ASSERT_NEAR(b.c[k], single[k], 1e-13 * (1 + std::fabs(single[k]))) << k;
+            ASSERT_NEAR(b.c[k], single[k], 1e-10 * (1 + std::fabs(single[k]))) << k;  // other elimination order
         }
       }
     }
