@@ -154,12 +154,13 @@ template <class T, class O>
     while (busy) {
       busy = false;
       for (int j = 0; j < G; ++j) {
-        const bool active = lo[j] < hi[j] - 20;
+        // Masks, not branches: a mispredicted branch on the loaded breakpoint would discard the
+        // loads of the other sites in flight.
+        const int64_t active = -static_cast<int64_t>(lo[j] < hi[j] - 20);
         const int64_t m = (lo[j] + hi[j]) >> 1;
-        const bool le = active && x[m < nx ? m : nx - 1] <= sg[j];
-        const bool ge = active && !le;
-        lo[j] = le ? m : lo[j];
-        hi[j] = ge ? m : hi[j];
+        const int64_t le = -static_cast<int64_t>(x[m < nx ? m : nx - 1] <= sg[j]);
+        lo[j] ^= (lo[j] ^ m) & (active & le);
+        hi[j] ^= (hi[j] ^ m) & (active & ~le);
         busy |= lo[j] < hi[j] - 20;
       }
     }
