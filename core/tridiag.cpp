@@ -19,12 +19,15 @@ struct Range<float> {
 
 // Elimination without pivoting. The pivots follow d[i+1] = d[i+1] - dl[i]*du[i]/d[i], a chain
 // with a division in every step. They are computed instead as ratios of the continuants
-// p[i+1] = d[i+1]*p[i] - dl[i]*du[i]*p[i-1] (d[i] = p[i]/p[i-1]), whose chain is one multiply
-// and one subtraction; the divisions then run off the chain. The continuants are rescaled by
-// exact powers of two, so the ratios are unchanged. When `b` is given, the forward substitution
-// of that right-hand side runs in the same loop.
+// p[i+1] = a[i+1] p[i] - e[i] p[i-1] (a = d, e[i] = dl[i]*du[i], pivot i = p[i]/p[i-1]). Two
+// steps at a time, p[i+2] = (a[i+2] a[i+1] - e[i+1]) p[i] - a[i+2] e[i] p[i-1], so the chain is
+// one multiply and one subtraction for every two rows; p[i+1] and the divisions (two in one
+// vector division) run beside it. The continuants are rescaled by exact powers of two, so the
+// ratios are unchanged. When `b` is given, its forward substitution runs in the same loop, also
+// two rows a step: z[i+2] = (b[i+2] - l[i+1] b[i+1]) + l[i+1] l[i] z[i].
 template <class T>
 void factor(const int *n, T *dl, T *d, const T *du, int *info, T *b = nullptr) {
+  typedef T V __attribute__((vector_size(2 * sizeof(T))));
   *info = 0;
   const int m = *n;
   if (m < 0) {
@@ -32,47 +35,66 @@ void factor(const int *n, T *dl, T *d, const T *du, int *info, T *b = nullptr) {
     return;
   }
   if (m == 0) return;
-  T pm = T(1), p = d[0], piv = d[0];
-  if (piv == T(0)) {
+  T pm = T(1), p = d[0];
+  if (p == T(0)) {
     *info = 1;
     return;
   }
   T z = b ? b[0] : T(0);  // carried in a register, not through memory
-  for (int i = 0; i + 1 < m; ++i) {
-    const T pn = d[i + 1] * p - (dl[i] * du[i]) * pm;
-    // One division a step: 1/p gives both the multiplier of row i and the pivot of row i + 1.
-    const T rp = T(1) / p;
-    const T l = dl[i] * (pm * rp);
-    dl[i] = l;
+  auto bad = [](T piv) { return piv == T(0) || !(piv == piv); };  // zero, or a lost continuant
+  int i = 0;
+  for (; i + 2 < m; i += 2) {
+    const T a1 = d[i + 1], a2 = d[i + 2], e0 = dl[i] * du[i], e1 = dl[i + 1] * du[i + 1];
+    const T p1 = a1 * p - e0 * pm;
+    const T p2 = (a2 * a1 - e1) * p - (a2 * e0) * pm;
+    const V r = T(1) / V{p, p1};
+    const T l0 = dl[i] * (pm * r[0]), l1 = dl[i + 1] * (p * r[1]);
+    const T piv1 = p1 * r[0], piv2 = p2 * r[1];
+    dl[i] = l0, dl[i + 1] = l1;
+    d[i + 1] = piv1, d[i + 2] = piv2;
     if (b) {
-      z = b[i + 1] - l * z;
-      b[i + 1] = z;
+      const T b1 = b[i + 1] - l0 * z;
+      z = (b[i + 2] - l1 * b[i + 1]) + (l1 * l0) * z;
+      b[i + 1] = b1, b[i + 2] = z;
     }
-    piv = pn * rp;
-    d[i + 1] = piv;
-    if (piv == T(0) || !(piv == piv)) {  // zero pivot (or one that follows a lost continuant)
-      *info = i + 2;
+    if (bad(piv1) || bad(piv2)) {
+      *info = bad(piv1) ? i + 2 : i + 3;
       return;
     }
-    pm = p;
-    p = pn;
+    pm = p1;
+    p = p2;
     const T a = p < T(0) ? -p : p;
     if (a > Range<T>::big) p *= Range<T>::down, pm *= Range<T>::down;
     else if (a < Range<T>::small) p *= Range<T>::up, pm *= Range<T>::up;
   }
+  if (i + 1 < m) {  // one row left
+    const T p1 = d[i + 1] * p - (dl[i] * du[i]) * pm;
+    const T r = T(1) / p;
+    const T l0 = dl[i] * (pm * r), piv1 = p1 * r;
+    dl[i] = l0;
+    d[i + 1] = piv1;
+    if (b) b[i + 1] -= l0 * z;
+    if (bad(piv1)) *info = i + 2;
+  }
 }
 
-// Back substitution with U: x[i] = x[i]/d[i] - (du[i]/d[i]) x[i+1]; the reciprocal is off the
-// chain, so each step waits for one multiply and one subtraction.
+// Back substitution with U: x[i] = A[i] - B[i] x[i+1], A = x/d, B = du/d, off the chain. Two rows
+// a step: x[i-1] = (A[i-1] - B[i-1] A[i]) + B[i-1] B[i] x[i+1], one multiply and one addition of
+// latency for every two rows.
 template <class T>
 void backward(int m, const T *d, const T *du, T *x) {
+  typedef T V __attribute__((vector_size(2 * sizeof(T))));
   T v = x[m - 1] / d[m - 1];
   x[m - 1] = v;
-  for (int i = m - 2; i >= 0; --i) {
-    const T r = T(1) / d[i];
-    v = x[i] * r - (du[i] * r) * v;
-    x[i] = v;
+  int i = m - 2;
+  for (; i >= 1; i -= 2) {  // two reciprocals from one vector division
+    const V r = T(1) / V{d[i], d[i - 1]};
+    const T A0 = x[i] * r[0], B0 = du[i] * r[0], A1 = x[i - 1] * r[1], B1 = du[i - 1] * r[1];
+    x[i] = A0 - B0 * v;
+    v = (A1 - B1 * A0) + (B1 * B0) * v;
+    x[i - 1] = v;
   }
+  if (i == 0) x[0] = x[0] / d[0] - (du[0] / d[0]) * v;
 }
 
 template <class T>

@@ -32,6 +32,15 @@ inline int thread_count(const ZynThreading *th) {
   return n < 1 ? 1 : n;
 }
 
+// Two quotients in one vector division (divisions bound several loops of the constructors).
+template <class T>
+inline void div2(T a0, T b0, T a1, T b1, T &q0, T &q1) {
+  typedef T V __attribute__((vector_size(2 * sizeof(T))));
+  const V q = V{a0, a1} / V{b0, b1};
+  q0 = q[0];
+  q1 = q[1];
+}
+
 // Builds the cell-lookup table of `t` from its nx and x (the block must exist).
 template <class T>
 void build_cell_table(DfTask *t);
