@@ -75,6 +75,14 @@ int check_cubic_bc(const DfTask *t, bool periodicNeedsBc) {
   if (t->bcType == DF_BC_PERIODIC && periodicNeedsBc && !t->bc) return DF_ERROR_NULL_BC;
   return DF_STATUS_OK;
 }
+// The values and the coefficient storage must be there; a task made with no functions, or
+// never given coefficient storage, is refused rather than read through a null table.
+int data_ready(const DfTask *t) {
+  if (!t->y || !t->y[0]) return DF_ERROR_NULL_Y;
+  if (!t->coeff || !t->coeff[0]) return DF_ERROR_NULL_COEFF;
+  return DF_STATUS_OK;
+}
+
 bool y_hint_ok(int64_t h) {
   return h == DF_FUNCS_NO_HINT || h == DF_FUNCS_ROWS || h == DF_FUNCS_COLUMNS ||
          h == DF_FUNCS_ROWS_BY_POINTER;
@@ -122,6 +130,7 @@ int linear(DfTask *t, int64_t b, const ZynThreading *th) {
   if (b != 0) return DF_ERROR_METHOD_NOT_SUPPORTED;
   if (t->nx < 2) return DF_ERROR_BAD_NX;
   if (!y_hint_ok(t->yHint)) return DF_ERROR_BAD_Y_HINT;
+  if (int st = data_ready(t)) return st;
   if (t->bcType == DF_BC_PERIODIC && !periodic_values_ok<T>(t)) return DF_ERROR_BAD_PERIODIC_VAL;
   return by_partition<T>(t, [&](const auto &g) {
     using G = std::decay_t<decltype(g)>;
@@ -230,6 +239,7 @@ int default_cubic(DfTask *t) {
   if (!y_hint_ok(t->yHint)) return DF_ERROR_BAD_Y_HINT;
   const bool needs = t->splineType == DF_PP_DEFAULT || t->splineType == DF_PP_HERMITE;
   if (int st = check_cubic_bc(t, needs)) return st;
+  if (int st = data_ready(t)) return st;
   T *work = static_cast<T *>(allocate(static_cast<size_t>(3 * t->nx - 2) * sizeof(T)));
   if (!work) return DF_ERROR_MEM_FAILURE;
   const int st = by_partition<T>(t, [&](const auto &g) {
@@ -581,6 +591,7 @@ int natural_cubic(DfTask *t, int64_t b, const ZynThreading *th) {
   if (!y_hint_ok(t->yHint)) return DF_ERROR_BAD_Y_HINT;
   const bool needs = t->splineType == DF_PP_DEFAULT || t->splineType == DF_PP_HERMITE;
   if (int st = check_cubic_bc(t, needs)) return st;
+  if (int st = data_ready(t)) return st;
   if (t->bcType == DF_BC_PERIODIC && !periodic_values_ok<T>(t)) return DF_ERROR_BAD_PERIODIC_VAL;
   return by_partition<T>(t, [&](const auto &g) { return natural_run(t, g, th); });
 }
@@ -669,6 +680,7 @@ int quadratic(DfTask *t) {
   if (t->splineType == DF_PP_DEFAULT) {
     if (t->bcType != DF_BC_Q_VAL) return DF_ERROR_BAD_BC_TYPE;
     if (!t->bc) return DF_ERROR_NULL_BC;
+    if (int st = data_ready(t)) return st;
     return by_partition<T>(t, [&](const auto &g) { return quadratic_default(t, g); });
   }
   if (t->splineType == DF_PP_SUBBOTIN) {
@@ -678,6 +690,7 @@ int quadratic(DfTask *t) {
     if (t->bcType == DF_BC_NOT_A_KNOT || t->bcType == DF_BC_FREE_END ||
         t->bcType == DF_BC_PERIODIC)
       return DF_ERROR_BAD_BC_TYPE;
+    if (int st = data_ready(t)) return st;
     const bool mid = t->icType & DF_IC_Q_KNOT_MIDPOINT;
     return by_partition<T>(t, [&](const auto &g) { return quadratic_knots(t, g, mid); });
   }

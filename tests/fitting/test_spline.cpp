@@ -301,6 +301,17 @@ TEST(FittingNaturalCubic, Statuses) {
   t->yHint = 64;
   EXPECT_EQ(nat(t, 0, 0, nullptr), DF_ERROR_BAD_Y_HINT);
   zyn_df_kernel_DeleteTask(&t);
+  // No functions or no coefficient storage: refused, not read through a null table.
+  ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, 4, x.data(), 0, 0, nullptr, 0, 1), 0);
+  t->splineType = 2;
+  t->bcType = 2;
+  EXPECT_EQ(nat(t, 0, 0, nullptr), DF_ERROR_NULL_Y);
+  EXPECT_EQ(zyn_df_kernel_dDFLinearSpline1D(t, 0, 0, nullptr), DF_ERROR_NULL_Y);
+  zyn_df_kernel_DeleteTask(&t);
+  ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, 4, x.data(), 0, 1, y.data(), 0, 1), 0);
+  t->bcType = 2;
+  EXPECT_EQ(nat(t, 0, 0, nullptr), DF_ERROR_NULL_COEFF);
+  zyn_df_kernel_DeleteTask(&t);
   // Two breakpoints: the free end gives the line, the same-cubic condition is refused.
   Built b = build(two, false, y2, 1, 0, 4, 2, 2, nullptr, 0, nullptr, nat);
   EXPECT_EQ(b.status, 0);
