@@ -321,23 +321,15 @@ int interpolate(DfTask *t, int64_t type, int64_t nsite, const T *site, int64_t s
 
 using namespace zyn::df;
 
-int zyn_df_kernel_dDFInterpolate1D(DfTask *task, int64_t type, int64_t, int64_t nsite,
-                                   const double *site, int64_t siteHint, int64_t ndorder,
-                                   const int64_t *dorder, const double *dataHint, double *r,
-                                   int64_t rHint, void *cell, DfdInterpCallback le, void *leP,
-                                   DfdInterpCallback re, void *reP, DfdInterpCallback in,
-                                   void *inP, DfdSearchCallback search, void *searchP,
-                                   const ZynThreading *th) {
-  return interpolate(task, type, nsite, site, siteHint, ndorder, dorder, dataHint, r, rHint, cell,
-                     le, leP, re, reP, in, inP, search, searchP, th);
-}
-int zyn_df_kernel_sDFInterpolate1D(DfTask *task, int64_t type, int64_t, int64_t nsite,
-                                   const float *site, int64_t siteHint, int64_t ndorder,
-                                   const int64_t *dorder, const float *dataHint, float *r,
-                                   int64_t rHint, void *cell, DfsInterpCallback le, void *leP,
-                                   DfsInterpCallback re, void *reP, DfsInterpCallback in,
-                                   void *inP, DfsSearchCallback search, void *searchP,
-                                   const ZynThreading *th) {
-  return interpolate(task, type, nsite, site, siteHint, ndorder, dorder, dataHint, r, rHint, cell,
-                     le, leP, re, reP, in, inP, search, searchP, th);
-}
+#define ZYN_DF_INTERPOLATE(P, T)                                                               \
+  int zyn_df_kernel_##P##DFInterpolate1D(                                                      \
+      DfTask *task, int64_t type, int64_t, int64_t nsite, const T *site, int64_t siteHint,      \
+      int64_t ndorder, const int64_t *dorder, const T *dataHint, T *r, int64_t rHint,           \
+      void *cell, Df##P##InterpCallback le, void *leP, Df##P##InterpCallback re, void *reP,     \
+      Df##P##InterpCallback in, void *inP, Df##P##SearchCallback search, void *searchP,         \
+      const ZynThreading *th) {                                                                 \
+    return interpolate(task, type, nsite, site, siteHint, ndorder, dorder, dataHint, r, rHint, \
+                       cell, le, leP, re, reP, in, inP, search, searchP, th);                  \
+  }
+ZYN_DF_INTERPOLATE(d, double)
+ZYN_DF_INTERPOLATE(s, float)
