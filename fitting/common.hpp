@@ -41,6 +41,12 @@ inline void div2(T a0, T b0, T a1, T b1, T &q0, T &q1) {
   q1 = q[1];
 }
 
+// Buckets of the cell-lookup table for nx breakpoints.
+inline int64_t cell_table_size(int64_t nx) {
+  const int64_t n = nx / 16, lo = DF_CELL_TABLE_MIN, hi = DF_CELL_TABLE_MAX;
+  return n < lo ? lo : (n > hi ? hi : n);
+}
+
 // Builds the cell-lookup table of `t` from its nx and x (the block must exist).
 template <class T>
 void build_cell_table(DfTask *t);

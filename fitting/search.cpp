@@ -105,8 +105,6 @@ inline int64_t userdef_fix(int64_t nx, const T *x, T s, int64_t c) {
   return walk_up(x, nx, c, s);
 }
 
-// Table size of a built table, from its scale's definition.
-inline int64_t table_size(int64_t nx) { return std::clamp<int64_t>(nx / 16, DF_CELL_TABLE_MIN, DF_CELL_TABLE_MAX); }
 
 // ---- batch routines (serial), writing cells of type O ------------------------------------
 
@@ -135,7 +133,7 @@ template <class T, class O>
   const int64_t nx = p.nx;
   const T *x = p.x;
   const T x0 = x[0], xl = x[nx - 1];
-  const int64_t tn = table_size(nx);
+  const int64_t tn = cell_table_size(nx);
   constexpr int G = 32;
   int64_t lo[G], hi[G];
   int64_t i0 = 0;
@@ -456,6 +454,11 @@ int plan_search(const DfTask *t, int64_t siteHint, const T *dataHint, SearchCall
     return 0;
   } else {
     return DF_ERROR_BAD_DATA_HINT;
+  }
+  if (p->kind == DF_SEARCH_HYBRID && t->cellTableSize == 0) {
+    // No table was built (a uniform partition edited to another kind without the rebuild of
+    // edit code 15 with value 1): estimate and walk instead of reading an unset table.
+    p->kind = DF_SEARCH_QUASI_UNIFORM;
   }
   if (p->kind == DF_SEARCH_HYBRID) p->v = cell_scale<T>(t);
   else if (p->kind != DF_SEARCH_SORTED) p->v = inv_step();

@@ -206,9 +206,7 @@ template <class T>
 void build_cell_table(DfTask *t) {
   const int64_t nx = t->nx;
   const T *x = xs<T>(t);
-  int64_t n = nx / 16;
-  if (n < DF_CELL_TABLE_MIN) n = DF_CELL_TABLE_MIN;
-  if (n > DF_CELL_TABLE_MAX) n = DF_CELL_TABLE_MAX;
+  const int64_t n = cell_table_size(nx);
   int64_t *e = t->cellTable;  // entry j: e[2j] = lo, e[2j+1] = hi
   t->cellTableSize = n;
   for (int64_t j = 0; j < n; ++j) e[2 * j] = e[2 * j + 1] = -1;

@@ -327,6 +327,19 @@ TEST(FittingSearch, SortedKeepsPositionOnUnsortedSites) {
   EXPECT_EQ(p, 6);
 }
 
+TEST(FittingSearch, TaskWithoutTable) {
+  // Made uniform, then edited to non-uniform without the rebuild: no table to read.
+  std::vector<double> x = partition<double>(3000, 6), s = dftest::sites(x, 2000, 7);
+  DfTask *t = nullptr;
+  ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, 3000, x.data(), DF_PARTITION_UNIFORM, 0, nullptr, 0, 1), 0);
+  ASSERT_EQ(zyn_df_kernel_iEditVal(t, DF_EDIT_X_HINT, DF_PARTITION_NO_HINT), 0);
+  std::vector<int64_t> c(s.size());
+  ASSERT_EQ(zyn_df_kernel_dDFSearch1D(t, 0, 2000, s.data(), 0, nullptr, c.data(), nullptr, nullptr,
+                                      &kThreading), 0);
+  for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c[i], dftest::bsearch_cell(x, s[i])) << i;
+  zyn_df_kernel_DeleteTask(&t);
+}
+
 TEST(FittingSearch, NotANumberSites) {
   std::vector<double> x = partition<double>(100, 5);
   const double nan = std::nan("");
