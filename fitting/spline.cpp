@@ -325,6 +325,8 @@ void natural_matrix_ends(const DfTask *t, const Grid<T, Uni> &g, Rows<T> a) {
       a.du[0] = hl / h0;
       a.dl[N - 2] = hl / hp;
       a.d[N - 1] = T(2) * (hp + hl) / hp - T(1);
+    } else {
+      a.d[0] = T(1);  // one cell: the slope is 0, set after the solve
     }
     a.du[N - 1] = T(0);  // m[nx-1] is decoupled and set to m[0] afterwards
     a.dl[N - 1] = T(0);
@@ -356,6 +358,8 @@ void natural_rhs_ends(const DfTask *t, const Grid<T, Uni> &g, int64_t f, Vec<T> 
       const T hp = g.step(N - 2), sp = g.slope(y[N - 1] - y[N - 2], N - 2);
       b[0] = T(3) * (h0 * sl + hl * s0) / h0;
       b[N - 1] = T(3) * (hl * sp + hp * sl) / hp;
+    } else {
+      b[0] = T(0);
     }
     b[N] = T(0);
     return;

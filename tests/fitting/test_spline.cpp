@@ -318,6 +318,11 @@ TEST(FittingNaturalCubic, Statuses) {
   EXPECT_DOUBLE_EQ(b.c[1], 2.0);
   EXPECT_DOUBLE_EQ(b.c[2], 0.0);
   EXPECT_EQ(build(two, false, y2, 1, 0, 4, 2, 1, nullptr, 0, nullptr, nat).status, DF_ERROR_BAD_NX);
+  // Periodic on one cell: the constant.
+  std::vector<double> flat = {4, 4};
+  b = build(two, false, flat, 1, 0, 4, 2, 64, nullptr, 0, nullptr, nat);
+  ASSERT_EQ(b.status, 0);
+  EXPECT_EQ(b.c, (std::vector<double>{4, 0, 0, 0}));
   EXPECT_EQ(build(two, false, y2, 1, 0, 4, 0, 1, nullptr, 0, nullptr,
                   zyn_df_kernel_dDFDefaultCubicSpline1D).status, DF_ERROR_BAD_NX);
 }
