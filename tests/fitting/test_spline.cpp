@@ -365,14 +365,24 @@ TEST(FittingDefaultCubic, InnerContinuityAndEnds) {
   auto p = [](double v) { return 1 + v - 0.2 * v * v + 0.01 * v * v * v; };
   auto d2 = [](double v) { return -0.4 + 0.06 * v; };
   auto d1 = [](double v) { return 1 - 0.4 * v + 0.03 * v * v; };
-  std::vector<double> y = values(x, p), ic;
-  for (int64_t i = 1; i + 1 < nx; ++i) ic.push_back(d2(x[i]));
-  for (int64_t bcType : {int64_t(1), int64_t(12), int64_t(24), int64_t(36), int64_t(48)}) {
-    SCOPED_TRACE(bcType);
+  std::vector<double> xu(nx);  // a uniform partition of the same span
+  for (int64_t i = 0; i < nx; ++i) xu[i] = static_cast<double>(i) * (10.0 / (nx - 1));
+  for (int64_t bcType : {int64_t(1), int64_t(12), int64_t(24), int64_t(36), int64_t(48)})
+  for (bool uniform : {false, true})
+  for (int64_t yHint : {int64_t(DF_FUNCS_ROWS), int64_t(DF_FUNCS_COLUMNS)}) {
+    SCOPED_TRACE(testing::Message() << bcType << " uniform " << uniform << " yHint " << yHint);
+    if (uniform) x = xu;
+    std::vector<double> y = values(x, p), ic;
+    for (int64_t i = 1; i + 1 < nx; ++i) ic.push_back(d2(x[i]));
+    std::vector<double> both;  // two functions with the same values, in the storage under test
+    for (int64_t i = 0; i < nx; ++i)
+      if (yHint == DF_FUNCS_COLUMNS) both.push_back(y[i]), both.push_back(y[i]);
+    if (yHint == DF_FUNCS_ROWS) both = y, both.insert(both.end(), y.begin(), y.end());
     const double bc[2] = {bcType & 4 ? d1(x[0]) : d2(x[0]), bcType & 8 ? d1(x[nx - 1]) : d2(x[nx - 1])};
-    Built b = build(x, false, y, 1, 0, 4, 0, bcType, bc, 2, ic.data(),
+    Built b = build(x, uniform, both, 2, yHint, 4, 0, bcType, bc, 2, ic.data(),
                     zyn_df_kernel_dDFDefaultCubicSpline1D);
     ASSERT_EQ(b.status, 0);
+    for (int64_t k = 0; k < 4 * (nx - 1); ++k) ASSERT_EQ(b.c[k], b.c[4 * (nx - 1) + k]) << k;
     // The cubic is reproduced: every cell is the Taylor expansion of p at its left end.
     for (int64_t i = 0; i + 1 < nx; ++i) {
       ASSERT_NEAR(b.c[4 * i], p(x[i]), 1e-12) << i;
@@ -381,6 +391,9 @@ TEST(FittingDefaultCubic, InnerContinuityAndEnds) {
       ASSERT_NEAR(b.c[4 * i + 3], 0.01, 1e-10) << i;
     }
   }
+  x = partition<double>(nx, 2);
+  std::vector<double> y = values(x, p), ic;
+  for (int64_t i = 1; i + 1 < nx; ++i) ic.push_back(d2(x[i]));
   // Free ends: zero curvature at the left; the right end keeps c3 = -c2/(6h).
   Built b = build(x, false, y, 1, 0, 4, 0, 2, nullptr, 2, ic.data(), zyn_df_kernel_dDFDefaultCubicSpline1D);
   ASSERT_EQ(b.status, 0);
