@@ -125,7 +125,8 @@ void run_quasi(const SearchPlan<T> &p, int64_t n, const T *s, O *c) {
 }
 
 // Hybrid over groups of sites whose steps are interleaved, so that the cache misses of different
-// sites overlap. Each site takes the halving steps of hybrid_one; its final scan over at most 21
+// sites overlap; each halving step also prefetches both breakpoints the next step may probe, so
+// a site's misses overlap its own earlier ones too. Each site takes the halving steps of hybrid_one; its final scan over at most 21
 // breakpoints is done as a count of the breakpoints at or below the site, which for a sorted
 // partition stops where the scan stops, without a branch per breakpoint.
 template <class T, class O>
@@ -156,6 +157,8 @@ template <class T, class O>
         // loads of the other sites in flight.
         const int64_t active = -static_cast<int64_t>(lo[j] < hi[j] - 20);
         const int64_t m = (lo[j] + hi[j]) >> 1;
+        __builtin_prefetch(x + ((lo[j] + m) >> 1));  // both possible next probes
+        __builtin_prefetch(x + ((m + hi[j]) >> 1));
         const int64_t le = -static_cast<int64_t>(x[m < nx ? m : nx - 1] <= sg[j]);
         lo[j] ^= (lo[j] ^ m) & (active & le);
         hi[j] ^= (hi[j] ^ m) & (active & ~le);
