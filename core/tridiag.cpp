@@ -1,20 +1,25 @@
 // Tridiagonal factor and solve without pivoting (LAPACK has no such routine: its gttrf
 // pivots). Meant for diagonally dominant systems such as the spline equations, where
 // elimination without pivoting is stable. One template serves double and float.
+#include <cmath>
+
 #include "zyn/core.h"
 
 namespace {
 
-// Powers of two that keep the continuants below in range; scaling by them is exact.
+// The band in which the continuants below are left alone; outside it they are brought back to
+// magnitude 1 by an exact power of two. Each two-row step can grow or shrink them by the square
+// of the largest ratio of matrix entries, which the margin to the overflow and underflow
+// thresholds must absorb (2^88 for float, 2^600 for double).
 template <class T>
 struct Range;
 template <>
 struct Range<double> {
-  static constexpr double big = 0x1p400, small = 0x1p-400, down = 0x1p-400, up = 0x1p400;
+  static constexpr double big = 0x1p400, small = 0x1p-400;
 };
 template <>
 struct Range<float> {
-  static constexpr float big = 0x1p50f, small = 0x1p-50f, down = 0x1p-50f, up = 0x1p50f;
+  static constexpr float big = 0x1p40f, small = 0x1p-40f;
 };
 
 // Elimination without pivoting. The pivots follow d[i+1] = d[i+1] - dl[i]*du[i]/d[i], a chain
@@ -64,8 +69,11 @@ void factor(const int *n, T *dl, T *d, const T *du, int *info, T *b = nullptr) {
     pm = p1;
     p = p2;
     const T a = p < T(0) ? -p : p;
-    if (a > Range<T>::big) p *= Range<T>::down, pm *= Range<T>::down;
-    else if (a < Range<T>::small) p *= Range<T>::up, pm *= Range<T>::up;
+    if (a > Range<T>::big || a < Range<T>::small) {  // rare: back to magnitude 1, exactly
+      int e = 0;
+      p = std::frexp(p, &e);
+      pm = std::ldexp(pm, -e);
+    }
   }
   if (i + 1 < m) {  // one row left
     const T p1 = d[i + 1] * p - (dl[i] * du[i]) * pm;

@@ -281,6 +281,29 @@ TEST(FittingNaturalCubic, FloatTwin) {
   zyn_df_kernel_DeleteTask(&t);
 }
 
+// Float systems whose entries are far from 1 (steps of 1e9 and of 1e-9): the elimination must
+// neither overflow nor underflow on the way.
+TEST(FittingNaturalCubic, FloatExtremeSteps) {
+  for (double scale : {1e9, 1e-9}) {
+    const int64_t nx = 400;
+    std::vector<double> x = partition<double>(nx, 12);
+    for (auto &v : x) v *= scale;
+    std::vector<double> y = values(x, [&](double v) { return std::sin(v / scale); });
+    Built ref = build(x, false, y, 1, 0, 4, 2, 12, std::vector<double>{0.1 / scale, 0.2 / scale}.data(),
+                      0, nullptr, zyn_df_kernel_dDFNaturalCubicSpline1D);
+    ASSERT_EQ(ref.status, 0);
+    std::vector<float> xf(x.begin(), x.end()), yf(y.begin(), y.end()), c(4 * (nx - 1));
+    const float bc[2] = {static_cast<float>(0.1 / scale), static_cast<float>(0.2 / scale)};
+    DfTask *t = nullptr;
+    ASSERT_EQ(zyn_df_kernel_sNewTask1D(&t, nx, xf.data(), 0, 1, yf.data(), 0, 0), 0);
+    ASSERT_EQ(zyn_df_kernel_sEditPPSpline1D(t, 4, 2, 12, bc, 0, nullptr, c.data(), 0), 0);
+    ASSERT_EQ(zyn_df_kernel_sDFNaturalCubicSpline1D(t, 0, 0, nullptr), 0) << scale;
+    for (size_t k = 1; k < c.size(); k += 4)  // first derivatives, relative to 1/scale
+      ASSERT_NEAR(c[k] * scale, ref.c[k] * scale, 1e-3) << scale << " " << k;
+    zyn_df_kernel_DeleteTask(&t);
+  }
+}
+
 TEST(FittingNaturalCubic, Statuses) {
   std::vector<double> x = {0, 1, 2, 3}, y = {1, 2, 0, 3}, two = {0, 1}, y2 = {3, 5};
   auto nat = zyn_df_kernel_dDFNaturalCubicSpline1D;
