@@ -1,0 +1,161 @@
+// Common ground of the arithmetic, rounding and selection kernels: a policy base for the
+// generic skeleton, type-generic vector operations on one register of floats or doubles, and
+// names of the rows.
+#pragma once
+
+#include <smmintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "vector/skeleton/map.hpp"
+#include "zyn/vex.h"
+
+namespace zyn::vk::arith {
+
+// Policy defaults: masks-only x87, one kernel for the row, padded tail with the filler 1.0 (an
+// integer, so that the rounding kernels raise no inexact flag on it), nothing to detect.
+template <class Elem, int NI, int NO, int kBlockS, int kBlockD, MxKind kMx = MxKind::ModeDriven,
+          Tail kT = Tail::Padded>
+struct Base {
+  using T = Elem;
+  using S = Simd<T>;
+  using V = typename S::V;
+  static constexpr int kInputs = NI, kOutputs = NO;
+  static constexpr int kBlock = sizeof(T) == 8 ? kBlockD : kBlockS;
+  static constexpr X87Kind kX87 = X87Kind::MasksOnly;
+  static constexpr MxKind kMxcsr = kMx;
+  static constexpr Tail kTail = kT;
+  static constexpr BadBlock kBadBlock = BadBlock::Lanes;
+  static constexpr T kPad[2] = {T(1), T(1)};
+  static int bad(const V *) { return 0; }
+};
+
+// The reporter's function name of a row: "vdDiv", "vsDiv".
+#define ZYN_ARITH_NAME(stem) (sizeof(T) == 8 ? "vd" stem : "vs" stem)
+
+// ---- one register of doubles or floats ---------------------------------------------------
+inline __m128d vand(__m128d a, __m128d b) { return _mm_and_pd(a, b); }
+inline __m128 vand(__m128 a, __m128 b) { return _mm_and_ps(a, b); }
+inline __m128d vor(__m128d a, __m128d b) { return _mm_or_pd(a, b); }
+inline __m128 vor(__m128 a, __m128 b) { return _mm_or_ps(a, b); }
+inline __m128d vxor(__m128d a, __m128d b) { return _mm_xor_pd(a, b); }
+inline __m128 vxor(__m128 a, __m128 b) { return _mm_xor_ps(a, b); }
+inline __m128d vandnot(__m128d m, __m128d b) { return _mm_andnot_pd(m, b); }  // ~m & b
+inline __m128 vandnot(__m128 m, __m128 b) { return _mm_andnot_ps(m, b); }
+inline __m128d vmax(__m128d a, __m128d b) { return _mm_max_pd(a, b); }
+inline __m128 vmax(__m128 a, __m128 b) { return _mm_max_ps(a, b); }
+inline __m128d vmin(__m128d a, __m128d b) { return _mm_min_pd(a, b); }
+inline __m128 vmin(__m128 a, __m128 b) { return _mm_min_ps(a, b); }
+inline __m128d veq(__m128d a, __m128d b) { return _mm_cmpeq_pd(a, b); }
+inline __m128 veq(__m128 a, __m128 b) { return _mm_cmpeq_ps(a, b); }
+inline __m128d vlt(__m128d a, __m128d b) { return _mm_cmplt_pd(a, b); }
+inline __m128 vlt(__m128 a, __m128 b) { return _mm_cmplt_ps(a, b); }
+inline __m128d vle(__m128d a, __m128d b) { return _mm_cmple_pd(a, b); }
+inline __m128 vle(__m128 a, __m128 b) { return _mm_cmple_ps(a, b); }
+inline __m128d vnle(__m128d a, __m128d b) { return _mm_cmpnle_pd(a, b); }  // true also for NaN
+inline __m128 vnle(__m128 a, __m128 b) { return _mm_cmpnle_ps(a, b); }
+inline __m128d vunord(__m128d a, __m128d b) { return _mm_cmpunord_pd(a, b); }
+inline __m128 vunord(__m128 a, __m128 b) { return _mm_cmpunord_ps(a, b); }
+inline __m128d vblend(__m128d a, __m128d b, __m128d m) { return _mm_blendv_pd(a, b, m); }  // m ? b : a
+inline __m128 vblend(__m128 a, __m128 b, __m128 m) { return _mm_blendv_ps(a, b, m); }
+inline int vmask(__m128d m) { return _mm_movemask_pd(m); }
+inline int vmask(__m128 m) { return _mm_movemask_ps(m); }
+template <int kMode>
+inline __m128d vround(__m128d a) {
+  return _mm_round_pd(a, kMode);
+}
+template <int kMode>
+inline __m128 vround(__m128 a) {
+  return _mm_round_ps(a, kMode);
+}
+
+template <class V>
+inline V vsplat(double x) {
+  if constexpr (sizeof(V{}[0]) == 8)
+    return _mm_set1_pd(x);
+  else
+    return _mm_set1_ps(static_cast<float>(x));
+}
+template <class V>
+inline V sign_bit() {
+  return vsplat<V>(-0.0);
+}
+template <class V>
+inline V vabs(V a) {
+  return vandnot(sign_bit<V>(), a);
+}
+
+// Integer view of a register: the bit patterns as 64-bit or 32-bit lanes.
+inline __m128i vbits(__m128d a) { return _mm_castpd_si128(a); }
+inline __m128i vbits(__m128 a) { return _mm_castps_si128(a); }
+template <class V>
+inline V vfrom(__m128i a) {
+  if constexpr (sizeof(V{}[0]) == 8)
+    return _mm_castsi128_pd(a);
+  else
+    return _mm_castsi128_ps(a);
+}
+
+// The largest finite value, splat.
+template <class V>
+inline V vmax_finite() {
+  if constexpr (sizeof(V{}[0]) == 8)
+    return _mm_set1_pd(1.7976931348623157e308);
+  else
+    return _mm_set1_ps(3.40282347e38f);
+}
+
+// A scalar path for functions whose fast path takes every element: the vector step on a
+// splat, so that an element gets the same result wherever it stands.
+template <class P, class T>
+inline int scalar_by_eval(const T *x, T *r) {
+  using S = Simd<T>;
+  typename S::V v[2] = {S::set1(x[0]), S::set1(P::kInputs > 1 ? x[P::kInputs - 1] : x[0])}, o[2];
+  P::eval(v, o);
+  for (int k = 0; k < P::kOutputs; ++k) {
+    alignas(16) T buf[S::L];
+    S::store(buf, o[k]);
+    r[k] = buf[0];
+  }
+  return STATUS_OK;
+}
+
+// ---- scalar bit patterns -----------------------------------------------------------------
+template <class T>
+struct Bits;
+template <>
+struct Bits<double> {
+  using U = uint64_t;
+  static constexpr int kMant = 52;
+  static constexpr U kSign = 0x8000000000000000ull, kExp = 0x7ff0000000000000ull, kMantMask = 0xfffffffffffffull;
+  static constexpr U kOne = 0x3ff0000000000000ull;
+};
+template <>
+struct Bits<float> {
+  using U = uint32_t;
+  static constexpr int kMant = 23;
+  static constexpr U kSign = 0x80000000u, kExp = 0x7f800000u, kMantMask = 0x7fffffu;
+  static constexpr U kOne = 0x3f800000u;
+};
+template <class T>
+inline typename Bits<T>::U to_bits(T x) {
+  typename Bits<T>::U u;
+  memcpy(&u, &x, sizeof x);
+  return u;
+}
+template <class T>
+inline T from_bits_t(typename Bits<T>::U u) {
+  T x;
+  memcpy(&x, &u, sizeof x);
+  return x;
+}
+
+// Arithmetic the compiler must not fold, so that it happens at run time with its flags.
+template <class T>
+inline T opaque(T x) {
+  asm volatile("" : "+x"(x));
+  return x;
+}
+
+}  // namespace zyn::vk::arith
