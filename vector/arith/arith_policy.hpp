@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "vector/skeleton/map.hpp"
 #include "zyn/vex.h"
@@ -34,7 +35,10 @@ struct Base {
 // The reporter's function name of a row: "vdDiv", "vsDiv".
 #define ZYN_ARITH_NAME(stem) (sizeof(T) == 8 ? "vd" stem : "vs" stem)
 
-// ---- one register of doubles or floats ---------------------------------------------------
+// ---- one register of doubles or floats ---
+// Note: of the SSE compares only eq, neq, ord and unord are quiet; lt, le, nlt, nle and min,
+// max raise the invalid flag on a quiet NaN. Kernels whose NaN lanes leave the fast path clear
+// those lanes first (vord) or test with the integer unit, so that no flag leaks from them.------------------------------------------------
 inline __m128d vand(__m128d a, __m128d b) { return _mm_and_pd(a, b); }
 inline __m128 vand(__m128 a, __m128 b) { return _mm_and_ps(a, b); }
 inline __m128d vor(__m128d a, __m128d b) { return _mm_or_pd(a, b); }
@@ -55,6 +59,10 @@ inline __m128d vle(__m128d a, __m128d b) { return _mm_cmple_pd(a, b); }
 inline __m128 vle(__m128 a, __m128 b) { return _mm_cmple_ps(a, b); }
 inline __m128d vnle(__m128d a, __m128d b) { return _mm_cmpnle_pd(a, b); }  // true also for NaN
 inline __m128 vnle(__m128 a, __m128 b) { return _mm_cmpnle_ps(a, b); }
+inline __m128d vneq(__m128d a, __m128d b) { return _mm_cmpneq_pd(a, b); }
+inline __m128 vneq(__m128 a, __m128 b) { return _mm_cmpneq_ps(a, b); }
+inline __m128d vord(__m128d a, __m128d b) { return _mm_cmpord_pd(a, b); }
+inline __m128 vord(__m128 a, __m128 b) { return _mm_cmpord_ps(a, b); }
 inline __m128d vunord(__m128d a, __m128d b) { return _mm_cmpunord_pd(a, b); }
 inline __m128 vunord(__m128 a, __m128 b) { return _mm_cmpunord_ps(a, b); }
 inline __m128d vblend(__m128d a, __m128d b, __m128d m) { return _mm_blendv_pd(a, b, m); }  // m ? b : a
@@ -121,6 +129,16 @@ inline int scalar_by_eval(const T *x, T *r) {
   return STATUS_OK;
 }
 
+// Integer lanes of the element width.
+inline __m128i iadd(__m128i a, __m128i b, double) { return _mm_add_epi64(a, b); }
+inline __m128i iadd(__m128i a, __m128i b, float) { return _mm_add_epi32(a, b); }
+inline __m128i isub(__m128i a, __m128i b, double) { return _mm_sub_epi64(a, b); }
+inline __m128i isub(__m128i a, __m128i b, float) { return _mm_sub_epi32(a, b); }
+inline __m128i ieq(__m128i a, __m128i b, double) { return _mm_cmpeq_epi64(a, b); }
+inline __m128i ieq(__m128i a, __m128i b, float) { return _mm_cmpeq_epi32(a, b); }
+inline __m128i isplat(uint64_t v, double) { return _mm_set1_epi64x(static_cast<long long>(v)); }
+inline __m128i isplat(uint32_t v, float) { return _mm_set1_epi32(static_cast<int>(v)); }
+
 // ---- scalar bit patterns -----------------------------------------------------------------
 template <class T>
 struct Bits;
@@ -149,6 +167,14 @@ inline T from_bits_t(typename Bits<T>::U u) {
   T x;
   memcpy(&x, &u, sizeof x);
   return x;
+}
+
+// All-ones in the lanes holding an infinity or a NaN, by the integer unit (no flag).
+template <class V>
+inline V vnonfinite(V x) {
+  using T = std::remove_reference_t<decltype(x[0])>;
+  const __m128i e = isplat(Bits<T>::kExp, T());
+  return vfrom<V>(ieq(_mm_and_si128(vbits(x), e), e, T()));
 }
 
 // Arithmetic the compiler must not fold, so that it happens at run time with its flags.

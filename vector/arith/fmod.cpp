@@ -152,7 +152,7 @@ template <bool kRemainder, bool kSingle>
 inline void reduce(__m128d ax, __m128d bx, __m128d *r, __m128d *ok) {
   const __m128d bmin = _mm_set1_pd(kSingle ? DBL_MIN : 0x1p-900), bmax = _mm_set1_pd(kSingle ? FLT_MAX : 0x1p990),
                 amax = _mm_set1_pd(kSingle ? FLT_MAX : 0x1p1020), qmax = _mm_set1_pd(kSingle ? 0x1p29 : 0x1p51);
-  __m128d good = vand(vand(vle(bmin, bx), vle(bx, bmax)), vle(ax, amax));
+  __m128d good = vand(vand(vle(bmin, bx), vle(bx, bmax)), vle(ax, amax));  // NaN lanes come zeroed: b fails
   const __m128d a1 = vand(ax, good), b1 = vblend(_mm_set1_pd(1.0), bx, good);
   const __m128d q0 = a1 / b1;
   good = vand(good, vlt(q0, qmax));
@@ -176,15 +176,17 @@ inline void reduce(__m128d ax, __m128d bx, __m128d *r, __m128d *ok) {
   *ok = good;
 }
 
+// NaN lanes are cleared first so that the ordered compares raise no invalid flag on them.
 template <bool kRemainder>
 inline __m128d reduce_signed_d(__m128d a, __m128d b, __m128d *ok) {
   __m128d r;
-  reduce<kRemainder, false>(vabs(a), vabs(b), &r, ok);
+  const __m128d o = vord(a, b);
+  reduce<kRemainder, false>(vabs(vand(a, o)), vabs(vand(b, o)), &r, ok);
   return vxor(r, vand(a, sign_bit<__m128d>()));
 }
 template <bool kRemainder>
 inline __m128 reduce_signed_s(__m128 a, __m128 b, __m128 *ok) {
-  const __m128 aa = vabs(a), ab = vabs(b);
+  const __m128 o = vord(a, b), aa = vabs(vand(a, o)), ab = vabs(vand(b, o));
   __m128d rl, rh, okl, okh;
   reduce<kRemainder, true>(_mm_cvtps_pd(aa), _mm_cvtps_pd(ab), &rl, &okl);
   reduce<kRemainder, true>(_mm_cvtps_pd(_mm_movehl_ps(aa, aa)), _mm_cvtps_pd(_mm_movehl_ps(ab, ab)), &rh, &okh);

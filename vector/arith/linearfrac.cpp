@@ -3,11 +3,14 @@
 //
 // Main loop, blocks of 16: the denominator's reciprocal from the hardware's 12-bit estimate
 // refined by Newton steps r = r (2 - d r) (one in single, two in double, on a double
-// widened from the single estimate), then q = n r and one correction q + r (n - q d). The
-// residual n - q d is exact up to the rounding of q d, so the result is within about one ulp
-// of the quotient of the rounded numerator and denominator (measured in tests). Lanes where
-// the estimate is out of its range (|d| outside [2^-125, 2^125]) or q is not finite get a true
-// division, as does the tail, element by element. Double rows keep the caller's rounding and
+// widened from the single estimate: relative error about 2^-22 and 2^-46), then q = n r cut to
+// its leading half qh, and one correction qh + r e with the residual e = (n - qh dh) - qh dl
+// (d = dh + dl split in halves, so both products are exact and the first difference is exact
+// by Sterbenz's lemma). The correction carries the error of r only on the small difference
+// q - qh, so the result is the correctly rounded quotient of the rounded numerator and
+// denominator up to a few 2^-10 ulp. Lanes where the estimate is out of its range (|d|
+// outside [2^-125, 2^125]) or q is not finite get a true division, as does the tail, element
+// by element. Double rows keep the caller's rounding and
 // denormal controls (masks-only entry); single rows are mode-driven.
 #include "vector/arith/arith_policy.hpp"
 
@@ -26,6 +29,21 @@ inline __m128d recip(__m128d d) {
   return r * (two - d * r);
 }
 
+// Veltkamp's split constant 2^ceil(p/2) + 1 and the mask keeping the leading half of a value.
+inline __m128 split_c(__m128) { return _mm_set1_ps(4097.0f); }
+inline __m128d split_c(__m128d) { return _mm_set1_pd(134217729.0); }
+inline __m128 high_half(__m128 x) { return vand(x, vfrom<__m128>(_mm_set1_epi32(static_cast<int>(0xfffff000u)))); }
+inline __m128d high_half(__m128d x) {
+  return vand(x, vfrom<__m128d>(_mm_set1_epi64x(static_cast<long long>(0xfffffffff8000000ull))));
+}
+
+template <class V>
+inline V divide(V num, V den) {
+  const V r = recip(den), qh = high_half(num * r);
+  const V t = split_c(den) * den, dh = t - (t - den), dl = den - dh;
+  return qh + r * ((num - qh * dh) - qh * dl);
+}
+
 template <class T>
 struct LinearFrac {
   using S = Simd<T>;
@@ -38,16 +56,18 @@ struct LinearFrac {
     FpScope<X87Kind::MasksOnly, kMx> fp;
     if (n <= 0) return;
     const V vsa = S::set1(sa), vha = S::set1(ha), vsb = S::set1(sb), vhb = S::set1(hb);
-    const V lo = vsplat<V>(0x1p-125), hi = vsplat<V>(0x1p125), big = vmax_finite<V>();
+    const V lo = vsplat<V>(0x1p-125), hi = vsplat<V>(0x1p125);
     int i = 0;
     for (; i + kBlock <= n; i += kBlock) {
       V y[NV];
       int mask = 0;
       for (int v = 0; v < NV; ++v) {
         const V num = vsa * lay.load(0, i + v * L) + vha, den = vsb * lay.load(1, i + v * L) + vhb;
-        const V r = recip(den), q = num * r;
-        y[v] = q + r * (num - q * den);
-        const V ad = vabs(den), ok = vand(vand(vle(lo, ad), vle(ad, hi)), vle(vabs(q), big));
+        y[v] = divide(num, den);
+        // NaN denominators are zeroed before the ordered compares, which would raise the
+        // invalid flag on them; a NaN or infinite quotient is found by the integer unit
+        const V ad = vabs(vand(den, vord(den, den)));
+        const V ok = vandnot(vnonfinite(y[v]), vand(vle(lo, ad), vle(ad, hi)));
         mask |= (vmask(ok) ^ ((1 << L) - 1)) << (v * L);
       }
       if (__builtin_expect(mask != 0, 0)) {

@@ -54,16 +54,6 @@ int next_after(T x, T y, T *r) {
   return STATUS_OK;
 }
 
-// Integer lanes of the element width.
-inline __m128i isub(__m128i a, __m128i b, double) { return _mm_sub_epi64(a, b); }
-inline __m128i isub(__m128i a, __m128i b, float) { return _mm_sub_epi32(a, b); }
-inline __m128i iadd(__m128i a, __m128i b, double) { return _mm_add_epi64(a, b); }
-inline __m128i iadd(__m128i a, __m128i b, float) { return _mm_add_epi32(a, b); }
-inline __m128i ieq(__m128i a, __m128i b, double) { return _mm_cmpeq_epi64(a, b); }
-inline __m128i ieq(__m128i a, __m128i b, float) { return _mm_cmpeq_epi32(a, b); }
-inline __m128i isplat(uint64_t v, double) { return _mm_set1_epi64x(static_cast<long long>(v)); }
-inline __m128i isplat(uint32_t v, float) { return _mm_set1_epi32(static_cast<int>(v)); }
-
 template <class Elem>
 struct NextAfter : Base<Elem, 2, 1, 8, 4> {
   using T = Elem;
@@ -71,15 +61,17 @@ struct NextAfter : Base<Elem, 2, 1, 8, 4> {
   using B = Bits<T>;
   static constexpr const char *kName = ZYN_ARITH_NAME("NextAfter");
   static __m128i step(const V *x) {
-    // t all ones where the step is up: (x < y) differs from (x < 0)
-    const __m128i t = vbits(vxor(vlt(x[0], x[1]), vlt(x[0], V{})));
+    // t all ones where the step is up: (x < y) differs from (x < 0); NaN lanes are cleared
+    // first since the ordered compares would raise the invalid flag on them
+    const V o = vord(x[0], x[1]), a = vand(x[0], o), b = vand(x[1], o);
+    const __m128i t = vbits(vxor(vlt(a, b), vlt(a, V{})));
     const __m128i delta = _mm_or_si128(iadd(t, t, T()), isplat(typename B::U(1), T()));  // -1 or 1
     return isub(vbits(x[0]), delta, T());
   }
   static int bad(const V *x) {
     const __m128i e = _mm_and_si128(step(x), isplat(B::kExp, T()));
     const V special = vor(vor(vunord(x[0], x[1]), veq(x[0], x[1])),
-                          vor(veq(x[0], V{}), vnle(vabs(x[0]), vmax_finite<V>())));
+                          vor(veq(x[0], V{}), vnonfinite(x[0])));
     const __m128i edge = _mm_or_si128(ieq(e, _mm_setzero_si128(), T()), ieq(e, isplat(B::kExp, T()), T()));
     return vmask(vor(special, vfrom<V>(edge)));
   }

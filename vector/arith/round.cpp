@@ -10,6 +10,8 @@
 // tie went down and r gets 1 more; then the sign of x goes back on, so -0.3 gives -0.0.
 // Frac = x - trunc(x) and Modf = (trunc(x), x - trunc(x)), both with the sign of x on the
 // fraction (Frac(-3) = -0); infinities and NaNs go to word-level scalar paths.
+#include <cmath>
+
 #include "vector/arith/arith_policy.hpp"
 
 namespace zyn::vk {
@@ -34,8 +36,9 @@ struct Round : Base<Elem, 1, 1, 32, 8> {
   static void eval(const V *x, V *r) {
     const V ax = vabs(x[0]);
     V n = vround<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(ax);
-    // |x| - n is exact for finite x; the clamp keeps inf - inf (an invalid flag) out
-    const V d = ax - vmin(n, vmax_finite<V>());
+    // |x| - n is exact for finite x; an infinite |x| is zeroed (by a quiet compare) so that
+    // inf - inf raises no invalid flag
+    const V d = vand(ax, vneq(ax, vsplat<V>(INFINITY))) - n;
     n = n + vand(veq(d, vsplat<V>(0.5)), vsplat<V>(1.0));
     r[0] = vor(n, vand(x[0], sign_bit<V>()));
   }
@@ -46,13 +49,13 @@ struct Round : Base<Elem, 1, 1, 32, 8> {
 // raise no flag here (their lanes take the scalar path).
 template <class V>
 inline void split(V x, V *ip, V *fp) {
-  const V xf = vand(x, vle(vabs(x), vmax_finite<V>()));
+  const V xf = vandnot(vnonfinite(x), x);
   *ip = vround<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(x);
   *fp = vor(xf - vround<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(xf), vand(x, sign_bit<V>()));
 }
 template <class V>
 inline int not_finite(V x) {
-  return vmask(vnle(vabs(x), vmax_finite<V>()));
+  return vmask(vnonfinite(x));
 }
 
 // Word-level split of any x: *ip and *fp as Modf gives them.

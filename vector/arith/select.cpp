@@ -28,7 +28,12 @@ struct Select : Base<Elem, 2, 1, kBlockS, kBlockD> {
   using V = typename Simd<T>::V;
   static constexpr const char *kName = "";  // never reports
   static int bad(const V *x) { return vmask(vunord(x[0], x[1])); }
-  static void eval(const V *x, V *r) { r[0] = Op::apply(x[0], x[1]); }
+  // NaN lanes are cleared first: max, min and the ordered compares raise the invalid flag on
+  // a quiet NaN, and those lanes take the scalar path anyway
+  static void eval(const V *x, V *r) {
+    const V o = vord(x[0], x[1]);
+    r[0] = Op::apply(vand(x[0], o), vand(x[1], o));
+  }
   static int scalar(const T *x, T *r) {
     if (!Op::kNanPropagates) {
       if (!nan_loses(x, r)) return scalar_by_eval<Select>(x, r);
