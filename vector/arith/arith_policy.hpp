@@ -32,6 +32,96 @@ struct Base {
   static int bad(const V *) { return 0; }
 };
 
+// The contiguous kernel of a policy, as Map<P> runs it (same blocks, detection, lane loop,
+// reports and tail, so the same results), with the block loop written out inline: no call
+// and no realigned frame per block, and the output pointers held in registers. The strided
+// rows use Map<P> itself.
+template <class P>
+struct Flat {
+  using T = typename P::T;
+  using S = Simd<T>;
+  using V = typename S::V;
+  using M = Map<P>;
+  static constexpr int L = S::L, NI = P::kInputs, NO = P::kOutputs, NV = P::kBlock / L;
+
+  // in1 and out1 are used only by two-input and two-result policies.
+  static void run(int n, const T *in0, const T *in1, T *out0, T *out1) {
+    FpScope<P::kX87, P::kMxcsr> fp;
+    if (n <= 0) return;
+    Contiguous<T, NI, NO> lay;
+    lay.in[0] = in0;
+    lay.in[NI - 1] = NI > 1 ? in1 : in0;
+    lay.out[0] = out0;
+    lay.out[NO - 1] = NO > 1 ? out1 : out0;
+    auto load = [&](V *x, int i) {
+      x[0] = S::load(in0 + i);
+      if constexpr (NI > 1) x[1] = S::load(in1 + i);
+    };
+    auto store = [&](const V *r, int i) {
+      S::store(out0 + i, r[0]);
+      if constexpr (NO > 1) S::store(out1 + i, r[1]);
+    };
+    int i = 0;
+    for (; i + P::kBlock <= n; i += P::kBlock) {
+      V x[NV][NI], r[NV][NO];
+      int mask = 0;
+      for (int v = 0; v < NV; ++v) {
+        load(x[v], i + v * L);
+        mask |= P::bad(x[v]);
+        P::eval(x[v], r[v]);
+      }
+      if (__builtin_expect(mask != 0, 0)) {
+        M::block(lay, i);  // the block again, through the lane loop
+        continue;
+      }
+      for (int v = 0; v < NV; ++v) store(r[v], i + v * L);
+    }
+    if constexpr (P::kTail == Tail::Scalar) {
+      for (; i < n; ++i) M::scalar_element(lay, i);
+    } else {
+      for (; i + L <= n; i += L) {  // whole vectors one by one, then one padded vector
+        V x[NI], r[NO];
+        load(x, i);
+        if (P::bad(x) != 0) {
+          M::padded(lay, i, L);
+          continue;
+        }
+        P::eval(x, r);
+        store(r, i);
+      }
+      if (i < n) M::padded(lay, i, n - i);
+    }
+  }
+  static void unary(int n, const T *a, T *y) { run(n, a, nullptr, y, nullptr); }
+  static void binary(int n, const T *a, const T *b, T *y) { run(n, a, b, y, nullptr); }
+  static void unary2(int n, const T *a, T *y, T *z) { run(n, a, nullptr, y, z); }
+};
+
+// Kernels of a row: Flat for the contiguous row, the generic skeleton for the strided one.
+#define ZYN_FLAT_UNARY_KERNELS(row, lvl, P)                                                    \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const P::T *a, P::T *y) {                       \
+    ::zyn::vk::arith::Flat<P>::unary(n, a, y);                                                 \
+  }                                                                                            \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const P::T *a, int inca, P::T *y, int incy) { \
+    ::zyn::vk::Map<P>::unary_i(n, a, inca, y, incy);                                           \
+  }
+#define ZYN_FLAT_BINARY_KERNELS(row, lvl, P)                                                     \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const P::T *a, const P::T *b, P::T *y) {          \
+    ::zyn::vk::arith::Flat<P>::binary(n, a, b, y);                                               \
+  }                                                                                              \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const P::T *a, int inca, const P::T *b, int incb, \
+                                        P::T *y, int incy) {                                     \
+    ::zyn::vk::Map<P>::binary_i(n, a, inca, b, incb, y, incy);                                   \
+  }
+#define ZYN_FLAT_UNARY2_KERNELS(row, lvl, P)                                                      \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const P::T *a, P::T *y, P::T *z) {                \
+    ::zyn::vk::arith::Flat<P>::unary2(n, a, y, z);                                                \
+  }                                                                                               \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const P::T *a, int inca, P::T *y, int incy,       \
+                                        P::T *z, int incz) {                                      \
+    ::zyn::vk::Map<P>::unary2_i(n, a, inca, y, incy, z, incz);                                    \
+  }
+
 // The reporter's function name of a row: "vdDiv", "vsDiv".
 #define ZYN_ARITH_NAME(stem) (sizeof(T) == 8 ? "vd" stem : "vs" stem)
 

@@ -5,8 +5,9 @@
 // dInv, dDiv: one kernel, packed division (correctly rounded). sInv, sDiv at LA and HA: packed
 // division. sInv, sDiv at EP: the hardware's 12-bit reciprocal estimate r of the divisor and
 // one Newton step r' = r (2 - b r), which leaves a relative error below 2^-21 (measured worst
-// figures in docs/accuracy.md); the estimate is only good for |b| in [2^-126, 2^126), so other
-// divisors (zero, denormal, huge, infinite, NaN) take the scalar path's true division.
+// figures in docs/accuracy.md); where the estimate is 0 or infinite (zero, denormal, huge or
+// infinite divisors) the lane takes the scalar path's true division. There a zero divisor
+// also leaves the invalid flag of 0 * inf from the refinement.
 // The lane loops of the 16- and 32-element single kernels are identical code; after GCC merges
 // them it sees the other block's buffer type and warns falsely about its bounds.
 #pragma GCC diagnostic ignored "-Warray-bounds"
@@ -43,13 +44,12 @@ struct Inv : Base<Elem, 1, 1, kBlockS, kBlockD> {
   static int scalar(const T *x, T *r) { return divide(T(1), x[0], r); }
 };
 
-// Lanes whose |b| lies outside [2^-126, 2^126), by one unsigned compare on the bit pattern.
+// The estimate is 0 or infinite exactly where it is out of its range (|b| from 2^126 on, or
+// zero, denormal or infinite): r + r == r finds those lanes with two quiet operations. A NaN
+// divisor gives a NaN estimate and stays on the fast path, which gives the NaN it should.
 inline int rcp_out_of_range(__m128 b) {
-  const __m128i m = _mm_sub_epi32(_mm_and_si128(vbits(b), _mm_set1_epi32(0x7fffffff)), _mm_set1_epi32(0x00800000));
-  // unsigned m >= 0x7e000000 - 0x00800000, by a signed compare after flipping the top bit
-  const __m128i flip = _mm_set1_epi32(static_cast<int>(0x80000000u));
-  const __m128i lim = _mm_set1_epi32(static_cast<int>((0x7e800000u - 0x00800000u - 1) ^ 0x80000000u));
-  return _mm_movemask_ps(_mm_castsi128_ps(_mm_cmpgt_epi32(_mm_xor_si128(m, flip), lim)));
+  const __m128 r = _mm_rcp_ps(b);
+  return vmask(veq(r + r, r));
 }
 inline __m128 rcp_refined(__m128 b) {
   const __m128 r = _mm_rcp_ps(b);
@@ -72,11 +72,11 @@ using SInv = Inv<float, 32, 16>;
 
 }  // namespace
 
-ZYN_BINARY_KERNELS(dDiv, HA, DDiv)
-ZYN_BINARY_KERNELS(sDiv, HA, SDiv)
-ZYN_BINARY_KERNELS(sDiv, EP, SDivEp)
-ZYN_UNARY_KERNELS(dInv, HA, DInv)
-ZYN_UNARY_KERNELS(sInv, HA, SInv)
-ZYN_UNARY_KERNELS(sInv, EP, SInvEp)
+ZYN_FLAT_BINARY_KERNELS(dDiv, HA, DDiv)
+ZYN_FLAT_BINARY_KERNELS(sDiv, HA, SDiv)
+ZYN_FLAT_BINARY_KERNELS(sDiv, EP, SDivEp)
+ZYN_FLAT_UNARY_KERNELS(dInv, HA, DInv)
+ZYN_FLAT_UNARY_KERNELS(sInv, HA, SInv)
+ZYN_FLAT_UNARY_KERNELS(sInv, EP, SInvEp)
 
 }  // namespace zyn::vk

@@ -230,9 +230,9 @@ using Remainder = Reduce<T, true, 4, 4>;
 
 }  // namespace
 
-ZYN_BINARY_KERNELS(dFmod, HA, Fmod<double>)
-ZYN_BINARY_KERNELS(sFmod, HA, Fmod<float>)
-ZYN_BINARY_KERNELS(dRemainder, HA, Remainder<double>)
-ZYN_BINARY_KERNELS(sRemainder, HA, Remainder<float>)
+ZYN_FLAT_BINARY_KERNELS(dFmod, HA, Fmod<double>)
+ZYN_FLAT_BINARY_KERNELS(sFmod, HA, Fmod<float>)
+ZYN_FLAT_BINARY_KERNELS(dRemainder, HA, Remainder<double>)
+ZYN_FLAT_BINARY_KERNELS(sRemainder, HA, Remainder<float>)
 
 }  // namespace zyn::vk

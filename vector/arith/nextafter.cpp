@@ -81,7 +81,7 @@ struct NextAfter : Base<Elem, 2, 1, 8, 4> {
 
 }  // namespace
 
-ZYN_BINARY_KERNELS(dNextAfter, HA, NextAfter<double>)
-ZYN_BINARY_KERNELS(sNextAfter, HA, NextAfter<float>)
+ZYN_FLAT_BINARY_KERNELS(dNextAfter, HA, NextAfter<double>)
+ZYN_FLAT_BINARY_KERNELS(sNextAfter, HA, NextAfter<float>)
 
 }  // namespace zyn::vk

@@ -129,17 +129,18 @@ using NearbyInt = RoundBy<T, _MM_FROUND_CUR_DIRECTION | _MM_FROUND_NO_EXC, 32, 4
 
 }  // namespace
 
-#define ZYN_ROUNDING_ROWS(Stem)                    \
-  ZYN_UNARY_KERNELS(d##Stem, HA, Stem<double>)     \
-  ZYN_UNARY_KERNELS(s##Stem, HA, Stem<float>)
+#define ZYN_ROUNDING_ROWS(Stem)                          \
+  ZYN_FLAT_UNARY_KERNELS(d##Stem, HA, Stem<double>)     \
+  ZYN_FLAT_UNARY_KERNELS(s##Stem, HA, Stem<float>)
 ZYN_ROUNDING_ROWS(Ceil)
 ZYN_ROUNDING_ROWS(Floor)
 ZYN_ROUNDING_ROWS(Trunc)
 ZYN_ROUNDING_ROWS(Rint)
 ZYN_ROUNDING_ROWS(NearbyInt)
 ZYN_ROUNDING_ROWS(Round)
-ZYN_ROUNDING_ROWS(Frac)
-ZYN_UNARY2_KERNELS(dModf, HA, Modf<double>)
-ZYN_UNARY2_KERNELS(sModf, HA, Modf<float>)
+ZYN_FLAT_UNARY_KERNELS(dFrac, HA, Frac<double>)
+ZYN_FLAT_UNARY_KERNELS(sFrac, HA, Frac<float>)
+ZYN_FLAT_UNARY2_KERNELS(dModf, HA, Modf<double>)
+ZYN_FLAT_UNARY2_KERNELS(sModf, HA, Modf<float>)
 
 }  // namespace zyn::vk

@@ -101,8 +101,8 @@ using Fdim = Select<T, OpFdim, 16, 4>;
 }  // namespace
 
 #define ZYN_SELECT_ROWS(Stem)                     \
-  ZYN_BINARY_KERNELS(d##Stem, HA, Stem<double>)   \
-  ZYN_BINARY_KERNELS(s##Stem, HA, Stem<float>)
+  ZYN_FLAT_BINARY_KERNELS(d##Stem, HA, Stem<double>)   \
+  ZYN_FLAT_BINARY_KERNELS(s##Stem, HA, Stem<float>)
 ZYN_SELECT_ROWS(Fmax)
 ZYN_SELECT_ROWS(Fmin)
 ZYN_SELECT_ROWS(MaxMag)

@@ -49,11 +49,11 @@ struct CopySign : Base<Elem, 2, 1, 32, 4> {
 
 }  // namespace
 
-ZYN_UNARY_KERNELS(dSqr, HA, Sqr<double>)
-ZYN_UNARY_KERNELS(sSqr, HA, Sqr<float>)
-ZYN_UNARY_KERNELS(dAbs, HA, Abs<double>)
-ZYN_UNARY_KERNELS(sAbs, HA, Abs<float>)
-ZYN_BINARY_KERNELS(dCopySign, HA, CopySign<double>)
-ZYN_BINARY_KERNELS(sCopySign, HA, CopySign<float>)
+ZYN_FLAT_UNARY_KERNELS(dSqr, HA, Sqr<double>)
+ZYN_FLAT_UNARY_KERNELS(sSqr, HA, Sqr<float>)
+ZYN_FLAT_UNARY_KERNELS(dAbs, HA, Abs<double>)
+ZYN_FLAT_UNARY_KERNELS(sAbs, HA, Abs<float>)
+ZYN_FLAT_BINARY_KERNELS(dCopySign, HA, CopySign<double>)
+ZYN_FLAT_BINARY_KERNELS(sCopySign, HA, CopySign<float>)
 
 }  // namespace zyn::vk
