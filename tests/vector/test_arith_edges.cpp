@@ -364,3 +364,20 @@ TEST(Flags, QuietNanInputsRaiseNoInvalidFlag) {
   }
 }
 }  // namespace
+
+namespace {
+TEST(EntryKinds, FlushModeMakesADenormalDivisorZero) {
+  ReportLog log;
+  const unsigned old = _vexSetMode(MODE_DENORMALS_FLUSH);
+  float a[2] = {1e-10f, 1.0f}, b[2] = {1e-40f, 2.0f}, y[2];
+  _vexsDiv(2, a, b, y);
+  EXPECT_EQ(y[0], INFINITY);
+  ASSERT_EQ(ReportLog::log().size(), 1u);
+  EXPECT_EQ(ReportLog::log()[0].code, STATUS_SINGULARITY);
+  _vexSetMode(MODE_DENORMALS_KEEP);
+  _vexsDiv(2, a, b, y);
+  EXPECT_NEAR(y[0], 1e30f, 1e24f) << "the denormal kept";
+  EXPECT_EQ(ReportLog::log().size(), 1u);
+  _vexSetMode(old);
+}
+}  // namespace

@@ -61,20 +61,14 @@ struct OpMin {
   }
 };
 // The larger (smaller) magnitude wins; equal magnitudes fall to the signed maximum (minimum).
-struct OpMaxMag {
+template <bool kMax>
+struct OpByMag {
   static constexpr bool kNanPropagates = false;
   template <class V>
   static V apply(V a, V b) {
     const V aa = vabs(a), ab = vabs(b);
-    return vblend(vblend(vmax(a, b), a, vlt(ab, aa)), b, vlt(aa, ab));
-  }
-};
-struct OpMinMag {
-  static constexpr bool kNanPropagates = false;
-  template <class V>
-  static V apply(V a, V b) {
-    const V aa = vabs(a), ab = vabs(b);
-    return vblend(vblend(vmin(a, b), a, vlt(aa, ab)), b, vlt(ab, aa));
+    const V a_wins = kMax ? vlt(ab, aa) : vlt(aa, ab), b_wins = kMax ? vlt(aa, ab) : vlt(ab, aa);
+    return vblend(vblend(kMax ? vmax(a, b) : vmin(a, b), a, a_wins), b, b_wins);
   }
 };
 // a - b where a > b, else +0.
@@ -92,9 +86,9 @@ using Fmax = Select<T, OpMax, 16, 8>;
 template <class T>
 using Fmin = Select<T, OpMin, 16, 8>;
 template <class T>
-using MaxMag = Select<T, OpMaxMag, 8, 4>;
+using MaxMag = Select<T, OpByMag<true>, 8, 4>;
 template <class T>
-using MinMag = Select<T, OpMinMag, 8, 4>;
+using MinMag = Select<T, OpByMag<false>, 8, 4>;
 template <class T>
 using Fdim = Select<T, OpFdim, 16, 4>;
 
