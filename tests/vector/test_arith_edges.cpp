@@ -376,7 +376,7 @@ TEST(EntryKinds, FlushModeMakesADenormalDivisorZero) {
   EXPECT_EQ(ReportLog::log()[0].code, STATUS_SINGULARITY);
   _vexSetMode(MODE_DENORMALS_KEEP);
   _vexsDiv(2, a, b, y);
-  EXPECT_NEAR(y[0], 1e30f, 1e24f) << "the denormal kept";
+  EXPECT_EQ(y[0], a[0] / b[0]) << "the denormal kept";
   EXPECT_EQ(ReportLog::log().size(), 1u);
   _vexSetMode(old);
 }
