@@ -109,9 +109,9 @@ struct Map {
   // Lanes of `mask` (bit j is element i0 + j) through the scalar path into buf.
   template <class Lay>
   static void lane_loop(const Lay &lay, int i0, int mask, T (*buf)[P::kBlock]) {
-    // unsigned: a 32-element block of floats sets bit 31
-    for (unsigned m = static_cast<unsigned>(mask); m != 0; m &= m - 1) {
-      int j = __builtin_ctz(m);
+    while (mask != 0) {
+      int j = __builtin_ctz(static_cast<unsigned>(mask));
+      mask &= mask - 1;
       T x[NI], r[NO];
       for (int k = 0; k < NI; ++k) x[k] = *lay.in_at(k, i0 + j);
       int status = P::scalar(x, r);
