@@ -147,8 +147,8 @@ struct LnDoubleEp {
     V m = _mm_or_pd(_mm_and_pd(x[0], _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
                     _mm_set1_pd(1.0));
     int i0 = _mm_cvtsi128_si32(idx), i1 = _mm_extract_epi32(idx, 1);
-    V rec = _mm_setr_pd(ln_ep[i0][0], ln_ep[i1][0]);
-    V lg = _mm_setr_pd(ln_ep[i0][1], ln_ep[i1][1]);
+    V e0 = _mm_load_pd(ln_ep[i0]), e1 = _mm_load_pd(ln_ep[i1]);  // (reciprocal, log) pairs
+    V rec = _mm_unpacklo_pd(e0, e1), lg = _mm_unpackhi_pd(e0, e1);
     V u = _mm_sub_pd(_mm_mul_pd(m, rec), _mm_set1_pd(1.0));
     V p = _mm_add_pd(u, _mm_mul_pd(_mm_mul_pd(_mm_set1_pd(-0.5), u), u));
     r[0] = _mm_add_pd(_mm_add_pd(_mm_mul_pd(kd, _mm_set1_pd(kLn2Ep)), lg), p);
@@ -238,16 +238,16 @@ struct LnDoubleLaHa {
     __m128i e = _mm_srli_epi64(_mm_castpd_si128(x[0]), 52);
     V k = _mm_cvtepi32_pd(_mm_shuffle_epi32(e, _MM_SHUFFLE(3, 1, 2, 0)));
     if constexpr (kHa) {
-      V th = _mm_setr_pd(ln_ha[j0][0], ln_ha[j1][0]);
-      V tl = _mm_setr_pd(ln_ha[j0][1], ln_ha[j1][1]);
+      V e0 = _mm_load_pd(ln_ha[j0]), e1 = _mm_load_pd(ln_ha[j1]);  // (high, low) pairs
+      V th = _mm_unpacklo_pd(e0, e1), tl = _mm_unpackhi_pd(e0, e1);
       V y = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), th);  // exact
       V low = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaLow)), tl);
-      // uh and ul cancel when x is near 1 (u far below either): join them with their
-      // rounding error first, then y and u's high part with theirs, and add the small terms.
-      V uhi, ulo, s, err;
-      two_sum(uh, ul, uhi, ulo);
-      two_sum(y, uhi, s, err);
-      V t = _mm_add_pd(_mm_add_pd(_mm_add_pd(low, ulo), err), p);
+      // u = uh + ul is exact: uh is a multiple of 2^-36 (mh has 27 bits from 2^-10, r is an
+      // integer), ul one of 2^-62, and |u| < 2^-9. So near 1, where uh and ul cancel and y is
+      // 0, u keeps every bit. y and u are added with the rounding error kept.
+      V s, err;
+      two_sum(y, u, s, err);
+      V t = _mm_add_pd(_mm_add_pd(low, err), p);
       r[0] = _mm_add_pd(s, t);
     } else {
       V t = _mm_setr_pd(ln_la[j0], ln_la[j1]);
