@@ -9,6 +9,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "frame/kernels.hpp"
 #include "vector/skeleton/map.hpp"
 #include "zyn/vex.h"
 
