@@ -12,13 +12,14 @@ namespace {
 template <class T>
 constexpr int kCarryChunk = std::is_same_v<T, double> ? RNX_CHUNK_DGAUSSIAN : RNX_CHUNK_SGAUSSIAN;
 
-// Radius sqrt(-2 ln u) in place over m elements. ln(0) comes back from the frame's callback as
-// ln of the smallest subnormal, so the radius stays finite (38.6 in double, 14.4 in single).
+// Radius sqrt(-2 ln u) of m uniforms into `out`. The logarithm runs out of place so that the
+// report of ln(0) carries its argument 0, for which the frame's callback puts ln of the smallest
+// subnormal: the radius stays finite (38.6 in double, 14.4 in single).
 template <class T>
-void Radius(int m, T *u) {
-  CallKernel(row::Ln<T>(), m, u, u);
-  for (int i = 0; i < m; ++i) u[i] = -(u[i] + u[i]);
-  CallKernel(row::Sqrt<T>(), m, u, u);
+void Radius(int m, const T *u, T *out) {
+  CallKernel(row::Ln<T>(), m, u, out);
+  for (int i = 0; i < m; ++i) out[i] = -(out[i] + out[i]);
+  CallKernel(row::Sqrt<T>(), m, out, out);
 }
 
 // GaussianMethodBoxMuller: one number sqrt(-2 ln u) sin(2 pi v) from each pair (u, v) of
@@ -36,8 +37,8 @@ int BoxMuller(StreamState *stream, int n, T *r, T a, T sigma) {
       v[i] = uv[2 * i + 1] * Constants<T>::kTwoPi;
     }
     CallKernel(row::Sin<T>(), m, v, v);
-    Radius(m, u);
-    for (int i = 0; i < m; ++i) r[done + i] = sigma * u[i] * v[i] + a;
+    Radius(m, u, uv);
+    for (int i = 0; i < m; ++i) r[done + i] = sigma * uv[i] * v[i] + a;
     done += m;
   }
   return status;
@@ -55,10 +56,10 @@ void BothHalves(int p, const T *uv, T *out) {
     v[k] = uv[2 * k + 1] * Constants<T>::kTwoPi;
   }
   CallKernel(row::SinCos<T>(), p, v, s, c);
-  Radius(p, u);
+  Radius(p, u, v);
   for (int k = 0; k < p; ++k) {
-    out[2 * k] = u[k] * s[k];
-    out[2 * k + 1] = u[k] * c[k];
+    out[2 * k] = v[k] * s[k];
+    out[2 * k + 1] = v[k] * c[k];
   }
 }
 
