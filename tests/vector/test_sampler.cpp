@@ -53,6 +53,7 @@ const std::vector<Row> &rows() {
       ZYN_ROW(InvSqrt, 4, 1, 4, 1, 20000),
       ZYN_ROW(Sin, 4, 1, 4, 1, 30000),
       ZYN_ROW(Cos, 4, 1, 4, 1, 30000),
+      ZYN_ROW(Tan, 4, 1, 4, 1, 20000),
       ZYN_ROW(ErfInv, 4, 4, 4, 1, 8000),
   };
   return r;
@@ -121,7 +122,7 @@ TEST(SamplerAccuracy, TrigonometricReductionOfHardArguments) {
   xf.push_back(FLT_MAX);
   xf.push_back(0x1.921fb6p0f);
   IgnoreErrors quiet;
-  for (const char *stem : {"Sin", "Cos"}) {
+  for (const char *stem : {"Sin", "Cos", "Tan"}) {
     const Function &f = *find(stem);
     const Row &row = *std::find_if(rows().begin(), rows().end(), [&](const Row &r) { return r.stem == std::string(stem); });
     for (int lv = 0; lv < 3; ++lv) {
@@ -200,6 +201,8 @@ TEST(SamplerSpecials, RootsStatusesAndSignedZeros) {
 TEST(SamplerSpecials, TrigonometricInfinitiesAreDomainErrors) {
   check_specials(row("Sin"), {{0, 0, 0}, {-0.0, -0.0, 0}, {kInf, NAN, STATUS_DOMAIN}, {-kInf, NAN, STATUS_DOMAIN},
                               {NAN, NAN, 0}, {1e-30, 1e-30, 0}, {-1e-30, -1e-30, 0}, {0.5, std::sin(0.5), 0}});
+  check_specials(row("Tan"), {{0, 0, 0}, {-0.0, -0.0, 0}, {kInf, NAN, STATUS_DOMAIN}, {NAN, NAN, 0},
+                              {-kInf, NAN, STATUS_DOMAIN}, {-1e-30, -1e-30, 0}});
   check_specials(row("Cos"), {{0, 1, 0}, {-0.0, 1, 0}, {kInf, NAN, STATUS_DOMAIN}, {NAN, NAN, 0},
                               {-kInf, NAN, STATUS_DOMAIN}, {1e-30, 1, 0}});
 }

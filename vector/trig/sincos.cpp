@@ -16,19 +16,11 @@ namespace zyn::vk {
 namespace {
 using trig::Poly;
 
-// Minimax coefficients on [-pi/4, pi/4] (the classic degree-13 sine and degree-14 cosine).
-constexpr Poly kDHa = {2, 6, 6,
-                       {-1.66666666666666324348e-01, 8.33333333332248946124e-03, -1.98412698298579493134e-04,
-                        2.75573137070700676789e-06, -2.50507602534068634195e-08, 1.58969099521155010221e-10},
-                       {4.16666666666666019037e-02, -1.38888888888741095749e-03, 2.48015872894767294178e-05,
-                        -2.75573143513906633035e-07, 2.08757232129817482790e-09, -1.13596475577881948265e-11}};
-constexpr Poly kDLa = {1, 6, 6, {kDHa.s[0], kDHa.s[1], kDHa.s[2], kDHa.s[3], kDHa.s[4], kDHa.s[5]},
-                       {kDHa.c[0], kDHa.c[1], kDHa.c[2], kDHa.c[3], kDHa.c[4], kDHa.c[5]}};
-// Taylor: the first omitted terms are below 2^-28 of the result on [-pi/4, pi/4].
-constexpr Poly kDEp = {0, 4, 4, {-1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880},
-                       {1.0 / 24, -1.0 / 720, 1.0 / 40320, -1.0 / 3628800}};
-constexpr Poly kSLa = {0, 4, 3, {-1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880}, {1.0 / 24, -1.0 / 720, 1.0 / 40320}};
-constexpr Poly kSEp = {0, 2, 2, {-1.0 / 6, 1.0 / 120}, {1.0 / 24, -1.0 / 720}};
+using trig::kDEp;
+using trig::kDHa;
+using trig::kDLa;
+using trig::kSEp;
+using trig::kSLa;
 
 enum Which { kSin, kCos, kBoth };
 

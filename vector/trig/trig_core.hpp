@@ -66,6 +66,21 @@ struct Poly {
   double s[8], c[8];
 };
 
+// The polynomials of each level (single levels evaluate in double).
+// Minimax coefficients on [-pi/4, pi/4] (the classic degree-13 sine and degree-14 cosine).
+inline constexpr Poly kDHa = {2, 6, 6,
+                       {-1.66666666666666324348e-01, 8.33333333332248946124e-03, -1.98412698298579493134e-04,
+                        2.75573137070700676789e-06, -2.50507602534068634195e-08, 1.58969099521155010221e-10},
+                       {4.16666666666666019037e-02, -1.38888888888741095749e-03, 2.48015872894767294178e-05,
+                        -2.75573143513906633035e-07, 2.08757232129817482790e-09, -1.13596475577881948265e-11}};
+inline constexpr Poly kDLa = {1, 6, 6, {kDHa.s[0], kDHa.s[1], kDHa.s[2], kDHa.s[3], kDHa.s[4], kDHa.s[5]},
+                       {kDHa.c[0], kDHa.c[1], kDHa.c[2], kDHa.c[3], kDHa.c[4], kDHa.c[5]}};
+// Taylor: the first omitted terms are below 2^-28 of the result on [-pi/4, pi/4].
+inline constexpr Poly kDEp = {0, 4, 4, {-1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880},
+                       {1.0 / 24, -1.0 / 720, 1.0 / 40320, -1.0 / 3628800}};
+inline constexpr Poly kSLa = {0, 4, 3, {-1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880}, {1.0 / 24, -1.0 / 720, 1.0 / 40320}};
+inline constexpr Poly kSEp = {0, 2, 2, {-1.0 / 6, 1.0 / 120}, {1.0 / 24, -1.0 / 720}};
+
 template <int N>
 inline V horner(V z, const double *c) {
   V p = set(c[N - 1]);
@@ -73,22 +88,67 @@ inline V horner(V z, const double *c) {
   return p;
 }
 
+// sin r = sh + sl and cos r = ch + cl, the small parts not yet added.
+struct Parts {
+  V sh, sl, ch, cl;
+};
 template <const Poly &P>
-inline void sincos_reduced(V hi, V lo, V &s, V &c) {
+inline Parts sincos_parts(V hi, V lo) {
   V z = _mm_mul_pd(hi, hi);
   V sp = _mm_mul_pd(_mm_mul_pd(hi, z), horner<P.ns>(z, P.s));
   V cp = _mm_mul_pd(_mm_mul_pd(z, z), horner<P.nc>(z, P.c));
   V hz = _mm_mul_pd(set(0.5), z);
+  Parts r;
+  r.sh = hi;
+  r.ch = _mm_sub_pd(set(1.0), hz);
   if constexpr (P.form == 0) {
-    s = _mm_add_pd(hi, sp);
-    c = _mm_add_pd(_mm_sub_pd(set(1.0), hz), cp);
+    r.sl = sp;
+    r.cl = cp;
   } else {
     V slo = P.form == 2 ? _mm_mul_pd(lo, _mm_sub_pd(set(1.0), hz)) : lo;
-    s = _mm_add_pd(hi, _mm_add_pd(sp, slo));
-    V w = _mm_sub_pd(set(1.0), hz);
-    V tail = _mm_sub_pd(_mm_sub_pd(set(1.0), w), hz);
-    c = _mm_add_pd(w, _mm_add_pd(tail, _mm_sub_pd(cp, _mm_mul_pd(hi, lo))));
+    r.sl = _mm_add_pd(sp, slo);
+    V tail = _mm_sub_pd(_mm_sub_pd(set(1.0), r.ch), hz);
+    r.cl = _mm_add_pd(tail, _mm_sub_pd(cp, _mm_mul_pd(hi, lo)));
   }
+  return r;
+}
+
+template <const Poly &P>
+inline void sincos_reduced(V hi, V lo, V &s, V &c) {
+  Parts p = sincos_parts<P>(hi, lo);
+  s = _mm_add_pd(p.sh, p.sl);
+  c = _mm_add_pd(p.ch, p.cl);
+}
+
+// Lanes of n that are odd, as a full 64-bit mask.
+inline V odd_mask(V n) {
+  __m128i q = _mm_cvtpd_epi32(n);
+  q = _mm_unpacklo_epi32(q, q);
+  __m128i ones = _mm_set1_epi32(1);
+  return _mm_castsi128_pd(_mm_cmpeq_epi32(_mm_and_si128(q, ones), ones));
+}
+
+// tan x = sin r / cos r for even n, -cos r / sin r for odd n. kCorrected false: one division of
+// the rounded sums; true: the quotient of the unrounded parts corrected by its exact residual
+// (t + (N - t D) / D with t D from a Dekker product), within 0.1 ulp of the quotient of the sums.
+template <const Poly &P, bool kCorrected>
+inline V tan_reduced(V hi, V lo, V n) {
+  Parts p = sincos_parts<P>(hi, lo);
+  V odd = odd_mask(n);
+  V nh = _mm_blendv_pd(p.sh, _mm_xor_pd(p.ch, set(-0.0)), odd);
+  V nl = _mm_blendv_pd(p.sl, _mm_xor_pd(p.cl, set(-0.0)), odd);
+  V dh = _mm_blendv_pd(p.ch, p.sh, odd);
+  V dl = _mm_blendv_pd(p.cl, p.sl, odd);
+  if constexpr (!kCorrected) return _mm_div_pd(_mm_add_pd(nh, nl), _mm_add_pd(dh, dl));
+  // N and D as double-doubles with |low| <= 0.3 |high|: renormalise first
+  V Nh, Nl, Dh, Dl;
+  dd::fast_two_sum(nh, nl, Nh, Nl);
+  dd::fast_two_sum(dh, dl, Dh, Dl);
+  V t = _mm_div_pd(Nh, Dh);
+  V pp, pe;
+  dd::two_prod(t, Dh, pp, pe);
+  V rem = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(Nh, pp), pe), Nl), _mm_mul_pd(t, Dl));  // Nh - pp exact
+  return _mm_add_pd(t, _mm_div_pd(rem, Dh));
 }
 
 // sin x and cos x from the reduced argument and n (any integral double below 2^31).
@@ -98,8 +158,8 @@ inline void sincos_quadrant(V hi, V lo, V n, V *sinx, V *cosx) {
   sincos_reduced<P>(hi, lo, s, c);
   __m128i q = _mm_cvtpd_epi32(n);
   q = _mm_unpacklo_epi32(q, q);  // each 64-bit lane: q in both halves
-  __m128i one = _mm_set1_epi64x(1), two = _mm_set1_epi64x(2), ones = _mm_set1_epi32(1);
-  V swap = _mm_castsi128_pd(_mm_cmpeq_epi32(_mm_and_si128(q, ones), ones));  // both halves
+  __m128i one = _mm_set1_epi64x(1), two = _mm_set1_epi64x(2);
+  V swap = odd_mask(n);
   V sign_s = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(q, two), 62));
   V sign_c = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, one), two), 62));
   if (sinx) *sinx = _mm_xor_pd(_mm_blendv_pd(s, c, swap), sign_s);
@@ -139,6 +199,31 @@ inline int sincos_scalar(double x, double *sinx, double *cosx) {
   }
   if (sinx) *sinx = _mm_cvtsd_f64(s);
   if (cosx) *cosx = _mm_cvtsd_f64(c);
+  return 0;
+}
+
+// Scalar path of the tangent, as sincos_scalar.
+template <bool kAccurate, const Poly &P, bool kCorrected>
+inline int tan_scalar(double x, double *r) {
+  double ax = __builtin_fabs(x);
+  if (!(ax <= 0x1.fffffffffffffp1023)) {
+    *r = x - x;
+    return __builtin_isnan(x) ? 0 : 1;
+  }
+  if (x == 0) {
+    *r = x;
+    return 0;
+  }
+  V t;
+  if (ax < kFastLimit) {
+    Reduced red = reduce<kAccurate>(_mm_set1_pd(x));
+    t = tan_reduced<P, kCorrected>(red.hi, red.lo, red.n);
+  } else {
+    double hi, lo;
+    int q = reduce_huge(x, &hi, &lo);
+    t = tan_reduced<P, kCorrected>(_mm_set1_pd(hi), _mm_set1_pd(lo), _mm_set1_pd(q));
+  }
+  *r = _mm_cvtsd_f64(t);
   return 0;
 }
 
