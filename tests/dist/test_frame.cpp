@@ -115,7 +115,9 @@ void CheckZeroUniform(Entry entry) {
     T r[2];
     ASSERT_EQ(entry(method, s, 2, r, T(1), T(2)), 0);
     EXPECT_NEAR(r[0], 1 + 2 * radius, 1e-5 * radius) << method;
-    if (method == GaussianMethodBoxMuller2) EXPECT_NEAR(r[1], 1.0, 1e-4 * radius);  // cos(pi/2)
+    if (method == GaussianMethodBoxMuller2) {
+      EXPECT_NEAR(r[1], 1.0, 1e-4 * radius);  // cos(pi/2)
+    }
   }
   ScriptedStream s({0.0, 0.5});  // -1 and 0 on (-1, 1)
   T r[2];
