@@ -66,7 +66,8 @@ void BothHalves(int p, const T *uv, T *out) {
 // GaussianMethodBoxMuller2: both numbers of each pair. A call that ends halfway through a pair
 // keeps the pair's raw uniforms in the stream's carry chunk (u1 = -1 means none pending) and the
 // next call starts with its cosine half; consecutive calls thus give, before scaling, the
-// numbers of one call of the summed length.
+// numbers of one call of the summed length. Each piece of r is scaled while it is in cache,
+// with the same arithmetic as one pass over r at the end.
 template <class T>
 int BoxMuller2(StreamState *stream, int n, T *r, T a, T sigma) {
   T *carry;
@@ -78,7 +79,8 @@ int BoxMuller2(StreamState *stream, int n, T *r, T a, T sigma) {
   if (carry[0] != T(-1) && left > 0) {
     BothHalves(1, carry, pair);
     carry[0] = carry[1] = T(-1);
-    *out++ = pair[1];
+    *out = pair[1];
+    ScaleShift(out++, 1, sigma, a);
     --left;
   }
   alignas(16) T uv[kBlock];
@@ -86,12 +88,14 @@ int BoxMuller2(StreamState *stream, int n, T *r, T a, T sigma) {
     status = Uniform<T>(0, stream, kBlock, uv, T(0), T(1));
     if (status < 0) return status;
     BothHalves(kBlock / 2, uv, out);
+    ScaleShift(out, kBlock, sigma, a);
     out += kBlock;
   }
   if (const int p = (left & (kBlock - 1)) >> 1) {
     status = Uniform<T>(0, stream, 2 * p, uv, T(0), T(1));
     if (status < 0) return status;
     BothHalves(p, uv, out);
+    ScaleShift(out, 2 * p, sigma, a);
     out += 2 * p;
   }
   if (left & 1) {
@@ -101,8 +105,8 @@ int BoxMuller2(StreamState *stream, int n, T *r, T a, T sigma) {
     carry[1] = uv[1];
     BothHalves(1, uv, pair);
     *out = pair[0];
+    ScaleShift(out, 1, sigma, a);
   }
-  if (n > 0) ScaleShift(r, n, sigma, a);
   return status;
 }
 
