@@ -28,6 +28,8 @@ constexpr BrngEntry kAbsent{};
 #define ZYN_X16(r) ZYN_X4(r), ZYN_X4(r), ZYN_X4(r), ZYN_X4(r)
 #define ZYN_X64(r) ZYN_X16(r), ZYN_X16(r), ZYN_X16(r), ZYN_X16(r)
 #define ZYN_X256(r) ZYN_X64(r), ZYN_X64(r), ZYN_X64(r), ZYN_X64(r)
+static_assert(RNX_OLD_WH_LAST - RNX_OLD_WH_FIRST + 1 == RNX_WH_SUBSTREAMS &&
+              RNX_WH_SUBSTREAMS == 256 + 16 + 1 && RNX_OLD_WH_LAST + 5 == RNX_REG_OLD_ROWS);
 
 }  // namespace
 
