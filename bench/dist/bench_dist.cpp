@@ -9,11 +9,11 @@
 
 #include <cmath>
 #include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "bench/common/cpu_time_reporter.hpp"
 #include "zyn/dist.h"
 
 namespace {
@@ -106,48 +106,36 @@ void Anchor_gsl_ziggurat(benchmark::State &state, const gsl_rng_type *type) {
   Finish(state, 8);
 }
 
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  RatioReporter() : ConsoleReporter(OO_None) {}
-  void ReportRuns(const std::vector<Run> &runs) override {
-    for (const Run &r : runs)
-      if (r.iterations > 0) seconds_[r.benchmark_name()] = r.cpu_accumulated_time / double(r.iterations);
-    ConsoleReporter::ReportRuns(runs);
-  }
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    auto ratio = [&](const std::string &ours, const std::string &anchor, double target) {
-      if (!seconds_.count(anchor) || !seconds_.count(ours)) return;
-      const double x = seconds_[anchor] / seconds_[ours];
-      printf("%-30s vs %-28s %6.2fx (target %.1fx: %s)\n", ours.c_str(), anchor.c_str(), x, target,
-             x >= target ? "met" : "NOT met");
-    };
-    auto rate = [&](const std::string &ours, double bytes, double target) {
-      if (!seconds_.count(ours)) return;
-      const double gbs = bytes * kN / seconds_[ours] / 1e9;
-      printf("%-30s %6.2f GB/s (target %.0f GB/s: %s)\n", ours.c_str(), gbs, target,
-             gbs >= target ? "met" : "NOT met");
-    };
-    auto per = [&](const std::string &ours, int dimen) {
-      if (!seconds_.count(ours)) return;
-      printf("%-30s %6.2f ns per number, %7.2f ns per vector\n", ours.c_str(),
-             seconds_[ours] / kN * 1e9, seconds_[ours] / kN * 1e9 * dimen);
-    };
-    for (const char *g : {"MCG59", "MRG32K3A"}) {
-      rate(std::string("dUniform/") + g, 8, 1);
-      for (const char *m : {"BoxMuller2", "Icdf"}) {
-        const std::string ours = std::string("dGaussian/") + m + "/" + g;
-        ratio(ours, "Anchor/std_normal_mt19937_64", 3);
-        ratio(ours, "Anchor/gsl_ziggurat_mt19937", 1.2);
-        ratio(ours, "Anchor/gsl_ziggurat_taus2", 1.2);
-      }
-      for (int d : {4, 40}) per(std::string("dGaussianMV/") + std::to_string(d) + "/" + g, d);
+// The rates and ratios the targets name.
+void Summary(const zyn::bench::Seconds &seconds) {
+  auto ratio = [&](const std::string &ours, const std::string &anchor, double target) {
+    if (!seconds.count(anchor) || !seconds.count(ours)) return;
+    const double x = seconds.at(anchor) / seconds.at(ours);
+    printf("%-30s vs %-28s %6.2fx (target %.1fx: %s)\n", ours.c_str(), anchor.c_str(), x, target,
+           x >= target ? "met" : "NOT met");
+  };
+  auto rate = [&](const std::string &ours, double bytes, double target) {
+    if (!seconds.count(ours)) return;
+    const double gbs = bytes * kN / seconds.at(ours) / 1e9;
+    printf("%-30s %6.2f GB/s (target %.0f GB/s: %s)\n", ours.c_str(), gbs, target,
+           gbs >= target ? "met" : "NOT met");
+  };
+  auto per = [&](const std::string &ours, int dimen) {
+    if (!seconds.count(ours)) return;
+    const double ns = seconds.at(ours) / kN * 1e9;
+    printf("%-30s %6.2f ns per number, %7.2f ns per vector\n", ours.c_str(), ns, ns * dimen);
+  };
+  for (const char *g : {"MCG59", "MRG32K3A"}) {
+    rate(std::string("dUniform/") + g, 8, 1);
+    for (const char *m : {"BoxMuller2", "Icdf"}) {
+      const std::string ours = std::string("dGaussian/") + m + "/" + g;
+      ratio(ours, "Anchor/std_normal_mt19937_64", 3);
+      ratio(ours, "Anchor/gsl_ziggurat_mt19937", 1.2);
+      ratio(ours, "Anchor/gsl_ziggurat_taus2", 1.2);
     }
+    for (int d : {4, 40}) per(std::string("dGaussianMV/") + std::to_string(d) + "/" + g, d);
   }
-
- private:
-  std::map<std::string, double> seconds_;
-};
+}
 
 }  // namespace
 
@@ -179,7 +167,7 @@ int main(int argc, char **argv) {
   benchmark::RegisterBenchmark("Anchor/gsl_ziggurat_mt19937", Anchor_gsl_ziggurat, gsl_rng_mt19937);
   benchmark::RegisterBenchmark("Anchor/gsl_ziggurat_taus2", Anchor_gsl_ziggurat, gsl_rng_taus2);
   benchmark::Initialize(&argc, argv);
-  RatioReporter reporter;
+  zyn::bench::CpuTimeReporter reporter(Summary);
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
   return 0;

@@ -75,6 +75,14 @@ TEST(DistFrame, CallerStateComesBackUnchanged) {
       }
       {
         ScriptedStream s({0.0, 0.25, 0.5}, fail_after);
+        std::vector<int> ri(3001);
+        CheckRestores("Uniform", [&] {
+          const int st = _rnxdRngUniform(UniformMethodStdAccurate, s, 1000, r.data(), -1.0, 1.0);
+          return st < 0 ? st : _rnxiRngUniform(UniformMethodStd, s, 3001, ri.data(), -5, 5);
+        }, status);
+      }
+      {
+        ScriptedStream s({0.0, 0.25, 0.5}, fail_after);
         CheckRestores("dGaussianMV", [&] {
           return _rnxdRngGaussianMV(method, s, 1500, r.data(), 2, GaussianMVStorageFull, a, t);
         }, status);
