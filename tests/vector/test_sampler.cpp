@@ -56,7 +56,9 @@ const std::vector<Row> &rows() {
       ZYN_ROW(Sin, 4, 1, 4, 1, 30000),
       ZYN_ROW(Cos, 4, 1, 4, 1, 30000),
       ZYN_ROW(Tan, 4, 1, 4, 1, 20000),
-      ZYN_ROW(ErfInv, 4, 4, 4, 1, 8000),
+      ZYN_ROW(ErfInv, 4, 1, 4, 1, 3000),
+      ZYN_ROW(ErfcInv, 4, 1, 4, 1, 500),
+      ZYN_ROW(CdfNormInv, 4, 1, 4, 1, 500),
   };
   return r;
 }
@@ -228,6 +230,11 @@ TEST(SamplerSpecials, ErfInvEdges) {
   check_specials(row("ErfInv"), {{0, 0, 0}, {-0.0, -0.0, 0}, {1, kInf, STATUS_SINGULARITY},
                                  {-1, -kInf, STATUS_SINGULARITY}, {1.5, NAN, STATUS_DOMAIN},
                                  {-kInf, NAN, STATUS_DOMAIN}, {kInf, NAN, STATUS_DOMAIN}, {NAN, NAN, 0}});
+  check_specials(row("ErfcInv"), {{1, 0, 0}, {0, kInf, STATUS_SINGULARITY}, {2, -kInf, STATUS_SINGULARITY},
+                                  {-0.5, NAN, STATUS_DOMAIN}, {2.5, NAN, STATUS_DOMAIN}, {NAN, NAN, 0},
+                                  {-0.0, kInf, STATUS_SINGULARITY}});
+  check_specials(row("CdfNormInv"), {{0.5, 0, 0}, {0, -kInf, STATUS_SINGULARITY}, {1, kInf, STATUS_SINGULARITY},
+                                     {-1e-30, NAN, STATUS_DOMAIN}, {1.5, NAN, STATUS_DOMAIN}, {NAN, NAN, 0}});
   // odd symmetry at every level, and monotone toward the edge
   IgnoreErrors quiet;
   std::vector<double> x = {0.1, 0.5, 0.9, 0.999, 0.999999, 1 - 0x1p-40, 1 - 0x1p-53}, nx;
@@ -236,7 +243,17 @@ TEST(SamplerSpecials, ErfInvEdges) {
     auto y = run(row("ErfInv").d[lv], x), ny = run(row("ErfInv").d[lv], nx);
     for (size_t i = 0; i < x.size(); ++i) EXPECT_EQ(y[i], -ny[i]);
     for (size_t i = 1; i < x.size(); ++i) EXPECT_GT(y[i], y[i - 1]);
-    EXPECT_NEAR(y.back(), 5.8635847487551676, 1e-14);  // the largest finite erfinv of a double
+    EXPECT_NEAR(y.back(), 5.8635847487551676, lv == 2 ? 1e-6 : 1e-14);  // the largest finite erfinv
+  }
+  // the complementary forms reach far beyond: down to the smallest denormal
+  IgnoreErrors q2;
+  using namespace zyn::oracle;
+  std::vector<double> tiny = {0x1p-1074, 1e-310, 0x1p-1022, 0x1p-1021, 1e-300, 1e-100, 2 - 0x1p-52};
+  for (int lv = 0; lv < 2; ++lv) {
+    Sweep e = sweep_d(*find("ErfcInv"), reinterpret_cast<void *>(row("ErfcInv").d[lv]), tiny, {});
+    Sweep c = sweep_d(*find("CdfNormInv"), reinterpret_cast<void *>(row("CdfNormInv").d[lv]), tiny, {});
+    EXPECT_LE(e.max_ulp, lv == 1 ? 1.0 : 4.0) << "ErfcInv " << kLevel[lv] << " at " << e.worst_x;
+    EXPECT_LE(c.max_ulp, lv == 1 ? 1.0 : 4.0) << "CdfNormInv " << kLevel[lv] << " at " << c.worst_x;
   }
 }
 
@@ -315,8 +332,9 @@ TEST(SamplerPositions, ResultDoesNotDependOnWhereAnElementStands) {
   const int n = 75;
   for (const Row &r : rows()) {
     auto x = mixed_inputs(n, 21);
-    if (r.stem == std::string("ErfInv"))
-      for (double &v : x) v = std::isfinite(v) ? std::fmod(v, 1.02) : v;
+    const std::string st = r.stem;
+    if (st == "ErfInv" || st == "ErfcInv" || st == "CdfNormInv")
+      for (double &v : x) v = std::isfinite(v) ? std::fmod(v, 1.02) + (st == "ErfcInv" ? 1 : st == "CdfNormInv" ? 0.5 : 0) : v;
     for (size_t i = 1; i < x.size(); i += 11) x[i] = std::ldexp(x[i], -1060);  // denormals
     if (r.stem == std::string("Sqrt") || r.stem == std::string("InvSqrt"))
       for (size_t i = 0; i < x.size(); i += 5) x[i] = std::fabs(x[i]);

@@ -5,6 +5,7 @@
 //     static __m128d eval_d(__m128d x);     // fast path on two doubles
 //     static int bad_d(__m128d x);          // lanes eval_d can't take
 //     static int scalar(double x, double *r);  // any element; returns the status
+//     // optional: kMasksOnly = true for a kernel that keeps the caller's MXCSR controls;
 //     // single rows may also give eval_s(__m128) and bad_s(__m128); without eval_s the
 //     // single kernel widens its lanes to double, evaluates eval_d and rounds once.
 //   };
@@ -17,6 +18,14 @@
 
 namespace zyn::vk {
 
+template <class F>
+constexpr MxKind mxcsr_kind() {
+  if constexpr (requires { F::kMasksOnly; })
+    return F::kMasksOnly ? MxKind::MasksOnly : MxKind::ModeDriven;
+  else
+    return MxKind::ModeDriven;
+}
+
 template <class Elem, class F>
 struct UnaryK {
   using T = Elem;
@@ -24,7 +33,7 @@ struct UnaryK {
   using V = typename S::V;
   static constexpr int kInputs = 1, kOutputs = 1, kBlock = 4 * S::L;
   static constexpr X87Kind kX87 = X87Kind::MasksOnly;
-  static constexpr MxKind kMxcsr = MxKind::ModeDriven;
+  static constexpr MxKind kMxcsr = mxcsr_kind<F>();
   static constexpr Tail kTail = Tail::Padded;
   static constexpr BadBlock kBadBlock = BadBlock::Lanes;
   static constexpr T kPad[1] = {T(0.75)};
