@@ -1,8 +1,11 @@
 // The tour's random streams: a seeded stream, uniform numbers, and parallel streams by
-// skip-ahead and leapfrog.
+// skip-ahead and leapfrog; then Gaussian numbers drawn from a stream.
+#include <cmath>
 #include <cstdio>
+#include <vector>
 
 #include "tour.hpp"
+#include "zyn/dist.h"
 #include "zyn/rng.h"
 
 void tour_random() {
@@ -37,4 +40,25 @@ void tour_random() {
     __rnxDeleteStream(&s);
   }
   printf("\n");
+  // Gaussian numbers with mean 10 and deviation 2, both halves of each Box-Muller pair used.
+  const int n = 100000;
+  std::vector<double> g(n);
+  if (__rnxNewStreamEx(&s, RNX_BRNG_MCG59, 1, seed) != RNX_STATUS_OK) return;
+  if (_rnxdRngGaussian(GaussianMethodBoxMuller2, s, n, g.data(), 10.0, 2.0) == RNX_STATUS_OK) {
+    double sum = 0, sq = 0;
+    for (double x : g) sum += x;
+    const double mean = sum / n;
+    for (double x : g) sq += (x - mean) * (x - mean);
+    printf("  %d Gaussian numbers, mean 10, deviation 2: sample mean %.4f, deviation %.4f\n", n,
+           mean, std::sqrt(sq / (n - 1)));
+    int bins[12] = {};
+    for (double x : g) {
+      const int b = static_cast<int>(std::floor((x - 4.0) / 1.0));
+      if (b >= 0 && b < 12) ++bins[b];
+    }
+    for (int b = 0; b < 12; ++b)
+      printf("  [%4.1f, %4.1f) %6d %.*s\n", 4.0 + b, 5.0 + b, bins[b], bins[b] / 400,
+             "##################################################");
+  }
+  __rnxDeleteStream(&s);
 }

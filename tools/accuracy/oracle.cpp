@@ -58,7 +58,8 @@ Error error_generic(const Function &f, double y, double x, double x2, int p, int
     mpfr_abs(d, d, MPFR_RNDN);
     double diff = mpfr_get_d(d, MPFR_RNDN);
     err.ulp = diff / ulp_at(r, p, emin);
-    double scale = std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), f.zero_scale);
+    // relative down to the smallest normal of the type: subnormal results are judged absolutely
+    double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), f.zero_scale), std::ldexp(1.0, emin - 1));
     err.rel = scale > 0 ? diff / scale : (diff == 0 ? 0 : kInf);
   }
   mpfr_clears(r, d, (mpfr_ptr)0);

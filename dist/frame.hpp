@@ -1,0 +1,130 @@
+// The call frame shared by every distribution generator: the floating-point and vector-mode
+// frame with its private error callbacks, the fixed mode around each vector-kernel call, the
+// vector rows the samplers call, uniform draws through the stream's generator row, the carry
+// chunks of a stream, and the location-scale loop. Float and double share every template.
+#pragma once
+
+#include <immintrin.h>
+
+#include <cstdint>
+#include <type_traits>
+
+#include "zyn/dist.h"
+#include "zyn/rng.h"
+#include "zyn/vex.h"
+
+namespace zyn::dist {
+
+// Elements of one stack block: uniforms are drawn, transformed and stored this many at a time.
+inline constexpr int kBlock = 1024;
+
+// Row slots by level (the _ttab order).
+enum Level { kLA = 0, kHA = 1, kEP = 2 };
+// The level the samplers run their block kernels at: EP for double, LA for single.
+template <class T>
+inline constexpr int kSamplerLevel = std::is_same_v<T, double> ? kEP : kLA;
+
+template <class T>
+struct Constants;
+template <>
+struct Constants<double> {
+  // ln(2^-1074), the logarithm of the smallest subnormal: what a uniform of exactly 0 gets in
+  // place of -infinity (bits 0xc0874385446d71c3).
+  static constexpr double kLnZero = -744.4400719213812;
+  // What stands for erfinv(+-1): erfinv(1 - 2^-53) rounded (bits 0x4017744f8f74e94a).
+  static constexpr double kErfInvOne = 5.8635847487551676;
+  static constexpr double kTwoPi = 6.283185307179586;
+  static constexpr double kSqrt2 = 1.4142135623730951;
+};
+template <>
+struct Constants<float> {
+  static constexpr float kLnZero = -103.2789306640625f;  // ln(2^-149) rounded to float
+  static constexpr float kErfInvOne = 3.832507f;         // erfinv(1 - 2^-24)
+  static constexpr float kTwoPi = 6.2831854820251465f;   // bits 0x40c90fdb
+  static constexpr float kSqrt2 = 1.41421354f;           // bits 0x3fb504f3
+};
+
+// ---- private callbacks ---------------------------------------------------------------------
+// Each writes both result slots and returns 0, so the reporter writes the value into the
+// result vector. They see only reports raised inside a generator.
+
+// Logarithms and inverse error functions: ln(0) (singularity at 0) gives kLnZero; erfinv(+-1)
+// (singularity elsewhere) and any domain error give +-kErfInvOne by the argument's sign.
+template <class T>
+int GaussianCallback(ErrorContext *c);
+// Logarithms of exponential-type samplers: kLnZero whatever the report.
+template <class T>
+int ExponentialCallback(ErrorContext *c);
+
+// ---- the frame -----------------------------------------------------------------------------
+
+struct FrameState {
+  uint16_t x87;
+  uint32_t mxcsr;
+  unsigned changed;  // bit 0: x87 control word loaded, bit 1: MXCSR loaded
+  unsigned mode;
+  VexErrorCallBack callback;
+};
+FrameState OpenFrame(VexErrorCallBack callback);
+void CloseFrame(const FrameState &f);
+
+// Runs work() inside the frame: x87 and SSE exceptions masked, errors of vector kernels sent
+// to `callback` alone; everything is put back whatever work() returns.
+template <class Work>
+int Framed(VexErrorCallBack callback, Work &&work) {
+  const FrameState f = OpenFrame(callback);
+  const int status = work();
+  CloseFrame(f);
+  return status;
+}
+
+// ---- vector kernels ------------------------------------------------------------------------
+
+// Calls a kernel under the fixed mode MODE_DENORMALS_KEEP, so that results don't depend on the
+// caller's vector mode, and puts the word back.
+template <class K, class... A>
+inline void CallKernel(K kernel, A... args) {
+  const unsigned old = _vexSetMode(MODE_DENORMALS_KEEP);
+  kernel(args...);
+  _vexSetMode(old);
+}
+
+// The kernel in the slot `level` of the row <t><Stem>, read at each call.
+#define ZYN_DIST_ROW(Stem)                                                 \
+  template <class T>                                                       \
+  inline auto Stem(int level = kSamplerLevel<T>) {                         \
+    if constexpr (std::is_same_v<T, double>)                               \
+      return zyn_vex_kernel_d##Stem##_ttab[level];                         \
+    else                                                                   \
+      return zyn_vex_kernel_s##Stem##_ttab[level];                         \
+  }
+namespace row {
+ZYN_DIST_ROW(Ln)
+ZYN_DIST_ROW(Sqrt)
+ZYN_DIST_ROW(Sin)
+ZYN_DIST_ROW(SinCos)
+ZYN_DIST_ROW(ErfInv)
+ZYN_DIST_ROW(Exp)
+}  // namespace row
+#undef ZYN_DIST_ROW
+
+// ---- streams -------------------------------------------------------------------------------
+
+// The generator row of a stream.
+const BrngEntry &RowOf(const StreamState *stream);
+
+// n uniforms on [a, b) from the stream's sGen or dGen; with RNX_METHOD_ACCURATE in `method`
+// they are clamped to [a, b]. Returns the generator's status.
+template <class T>
+int Uniform(int method, StreamState *stream, int n, T *r, T a, T b);
+
+// The carry chunk `id` of `count` elements of T: found, or made with every element `init`.
+// 0, RNX_STATUS_NO_MEMORY before the stream is touched, or the status of __rnxAddChunk.
+template <class T>
+int CarryChunk(StreamState *stream, int id, int count, T init, T **data);
+
+// r[i] = r[i] * s + a. The same results whatever the alignment of r.
+template <class T>
+void ScaleShift(T *r, int n, T s, T a);
+
+}  // namespace zyn::dist

@@ -1,0 +1,80 @@
+/* zyn distribution generators: samplers on top of random streams.
+ *
+ * Every entry is _rnx<t>Rng<Name>(method, stream, n, r, parameters...): `method` selects the
+ * method (and may carry RNX_METHOD_ACCURATE where an entry says so), `stream` is a stream made by
+ * __rnxNewStreamEx (zyn/rng.h), `r` receives `n` results. The entries trust their arguments: a
+ * count of zero or less, a null stream or a non-positive scale is not diagnosed. They return the
+ * status of the generator or of a chunk or memory operation unchanged: 0 or a warning (>= 0) on
+ * success, a negative RNX_STATUS_* on failure; on failure the results of earlier blocks stand.
+ *
+ * The floating-point state, the vector mode word and the error callback of the calling thread are
+ * the same after a call as before it (x87 exception flags are cleared); see
+ * docs/distributions.md for the details and the one field of the mode word a call may set. */
+#ifndef ZYN_DIST_H
+#define ZYN_DIST_H
+
+#include <stdint.h>
+
+#include "zyn/rng.h"
+
+/* ---- methods and flags ------------------------------------------------------------------- */
+
+/* Bit of `method`: clamp results to the closed interval of the distribution (uniform, beta). */
+#define RNX_METHOD_ACCURATE 0x40000000
+
+/* Uniform family: the only method. */
+#define UniformMethodStd 0
+#define UniformMethodStdAccurate (UniformMethodStd | RNX_METHOD_ACCURATE)
+#define UniformBitsMethodStd 0
+#define UniformBits32MethodStd 0
+#define UniformBits64MethodStd 0
+
+/* Gaussian: an unbounded table index; pass the bare number. */
+#define GaussianMethodBoxMuller 0  /* one number per pair of uniforms */
+#define GaussianMethodBoxMuller2 1 /* both numbers of a pair; the second may wait for the next call */
+#define GaussianMethodIcdf 2       /* inverse distribution function, one uniform per number */
+
+/* Storage of the factor `t` of _rnx?RngGaussianMV. */
+#define GaussianMVStorageFull 0     /* dimen x dimen, see below */
+#define GaussianMVStoragePacked 1   /* dimen (dimen + 1) / 2 elements */
+#define GaussianMVStorageDiagonal 2 /* dimen standard deviations */
+
+/* ---- uniform family ---------------------------------------------------------------------- */
+
+/* r[i] uniform on [a, b) as the generator gives it; with RNX_METHOD_ACCURATE every result is
+ * clamped to [a, b], so rounding can never leave the closed interval. */
+ZYN_API int _rnxdRngUniform(int method, StreamState *stream, int n, double *r, double a, double b);
+ZYN_API int _rnxsRngUniform(int method, StreamState *stream, int n, float *r, float a, float b);
+/* floor of double uniforms on [a, b): integers a <= r[i] < b (the difference is carried in
+ * double, so the full 32-bit range works). `method` is ignored. */
+ZYN_API int _rnxiRngUniform(int method, StreamState *stream, int n, int *r, int a, int b);
+/* The generator's raw words, each of its own word size (zyn/rng.h BrngEntry.wordSize). */
+ZYN_API int _rnxiRngUniformBits(int method, StreamState *stream, int n, unsigned int *r);
+/* n uniform 32-bit words; n uniform 64-bit words (each two 32-bit words, low first). Only for
+ * generators with full-width output (MCG59: the high 32 of its 59 bits; MT19937, MT2203,
+ * SFMT19937, TRNG, ARS5, PHILOX4X32X10); others give RNX_STATUS_NO_BITS and draw nothing. */
+ZYN_API int _rnxiRngUniformBits32(int method, StreamState *stream, int n, unsigned int *r);
+ZYN_API int _rnxiRngUniformBits64(int method, StreamState *stream, int n, uint64_t *r);
+
+/* ---- Gaussian family --------------------------------------------------------------------- */
+
+/* Normal numbers with mean a and standard deviation sigma. GaussianMethodBoxMuller2 keeps the
+ * unused half of its last pair in the stream (chunk RNX_CHUNK_DGAUSSIAN / RNX_CHUNK_SGAUSSIAN):
+ * consecutive calls give, before scaling, the numbers of one call of the summed length. */
+ZYN_API int _rnxdRngGaussian(int method, StreamState *stream, int n, double *r, double a,
+                             double sigma);
+ZYN_API int _rnxsRngGaussian(int method, StreamState *stream, int n, float *r, float a,
+                             float sigma);
+/* n vectors of dimen elements, one after the other in r: r_k = a + T z_k with z_k standard
+ * normal and T lower triangular, so the covariance is T T^T.
+ *   Full:     t[i * dimen + j] = T(i, j), row by row; only j <= i is read.
+ *   Packed:   the lower triangle column by column: T(0,0), T(1,0), ..., T(d-1,0), T(1,1), ...
+ *   Diagonal: t[j] = T(j, j), the standard deviations.
+ * dimen 1 is a plain Gaussian with mean a[0] and standard deviation t[0], whatever the storage.
+ * Any other storage leaves standard normals in r. */
+ZYN_API int _rnxdRngGaussianMV(int method, StreamState *stream, int n, double *r, int dimen,
+                               int mstorage, const double *a, const double *t);
+ZYN_API int _rnxsRngGaussianMV(int method, StreamState *stream, int n, float *r, int dimen,
+                               int mstorage, const float *a, const float *t);
+
+#endif

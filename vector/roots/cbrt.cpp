@@ -1,0 +1,129 @@
+// Cube root and its reciprocal, double and single.
+//
+// t0 from the bits: the high word of |x| divided by 3 plus a bias (5 good bits); one rational
+// step in r = t0^3/x brings t to 23 bits; then a Halley step cbrt x = t (1 + c),
+// c = (x/t^2 - t) / (2t + x/t^2).
+//   Cbrt double HA  t rounded to 22 bits first, so t^2 is exact: below 0.67 ulp.
+//   Cbrt double LA = EP  the Halley step on the unrounded t: below 1 ulp.
+//   InvCbrt double HA  q = 1/t with its residual e = 1 - q t (Dekker product):
+//                   1/cbrt x = q (1 + e - c + c^2), below 1 ulp.
+//   InvCbrt double LA = EP  1/cbrt at LA: below 2 ulp.
+//   single HA, LA   the double HA and LA algorithms rounded once; single EP the 23-bit t.
+// Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54);
+// InvCbrt(+-0) is +-inf with STATUS_SINGULARITY.
+#include <cmath>
+
+#include "vector/roots/policy.hpp"
+#include "vector/trig/dd.hpp"
+
+namespace zyn::vk {
+namespace {
+using V = __m128d;
+using dd::set;
+
+constexpr double kP0 = 1.87595182427177009643, kP1 = -1.88497979543377169875, kP2 = 1.621429720105354466140,
+                 kP3 = -0.758397934778766047437, kP4 = 0.145996192886612446982;
+constexpr int kB1 = 715094163;  // (1023 - 1023/3 - 0.03306235651) 2^20
+
+// t ~ cbrt(x) to 23 bits, for normal x.
+inline V cbrt_start(V x) {
+  const V sign = _mm_and_pd(x, set(-0.0));
+  __m128i hx = _mm_shuffle_epi32(_mm_srli_epi64(_mm_castpd_si128(_mm_andnot_pd(set(-0.0), x)), 32), _MM_SHUFFLE(3, 1, 2, 0));
+  __m128i q = _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtepi32_pd(hx), set(1.0 / 3)));  // hx/3, give or take 1
+  q = _mm_add_epi32(q, _mm_set1_epi32(kB1));
+  V t = _mm_or_pd(_mm_castsi128_pd(_mm_unpacklo_epi32(_mm_setzero_si128(), q)), sign);
+  V r = _mm_mul_pd(_mm_mul_pd(t, t), _mm_div_pd(t, x));
+  V p = _mm_add_pd(_mm_add_pd(set(kP0), _mm_mul_pd(r, _mm_add_pd(set(kP1), _mm_mul_pd(r, set(kP2))))),
+                   _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(r, r), r), _mm_add_pd(set(kP3), _mm_mul_pd(r, set(kP4)))));
+  return _mm_mul_pd(t, p);
+}
+
+// The Halley step: c with cbrt x = t (1 + c); t rounded to 22 bits (away from zero) when kRound.
+template <bool kRound>
+inline V halley(V x, V &t) {
+  if constexpr (kRound) {
+    __m128i b = _mm_add_epi64(_mm_castpd_si128(t), _mm_set1_epi64x(0x80000000LL));
+    t = _mm_castsi128_pd(_mm_and_si128(b, _mm_set1_epi64x(static_cast<long long>(0xffffffffc0000000ULL))));
+  }
+  V r = _mm_div_pd(x, _mm_mul_pd(t, t));
+  return _mm_div_pd(_mm_sub_pd(r, t), _mm_add_pd(_mm_add_pd(t, t), r));
+}
+
+// kind: 0 the 23-bit start, 1 Halley on the unrounded start, 2 Halley on the 22-bit start.
+template <int kKind>
+inline V cbrt_d(V x) {
+  V t = cbrt_start(x);
+  if constexpr (kKind == 0) return t;
+  V c = halley<kKind == 2>(x, t);
+  return _mm_add_pd(t, _mm_mul_pd(t, c));
+}
+
+inline V invcbrt_accurate(V x) {
+  V t = cbrt_start(x);
+  V c = halley<true>(x, t);
+  V q = _mm_div_pd(set(1.0), t);
+  V p, pe;
+  dd::two_prod(q, t, p, pe);
+  V e = _mm_sub_pd(_mm_sub_pd(set(1.0), p), pe);
+  V d = _mm_add_pd(_mm_sub_pd(e, c), _mm_mul_pd(c, c));
+  return _mm_add_pd(q, _mm_mul_pd(q, d));
+}
+
+inline int bad_not_normal(V x) {
+  V ax = _mm_andnot_pd(set(-0.0), x);
+  V ok = _mm_and_pd(_mm_cmpge_pd(ax, set(0x1p-1022)), _mm_cmple_pd(ax, set(0x1.fffffffffffffp1023)));
+  return _mm_movemask_pd(ok) ^ 3;
+}
+
+// kind as cbrt_d; kInverse: the reciprocal (kind 2: the corrected one, else 1/cbrt).
+template <bool kDouble, bool kInverse, int kKind>
+struct CbrtF {
+  static constexpr const char *kName = kDouble ? (kInverse ? "vdInvCbrt" : "vdCbrt") : (kInverse ? "vsInvCbrt" : "vsCbrt");
+  static V eval_d(V x) {
+    if constexpr (!kInverse) return cbrt_d<kKind>(x);
+    if constexpr (kKind == 2) return invcbrt_accurate(x);
+    return _mm_div_pd(set(1.0), cbrt_d<kKind>(x));
+  }
+  static int bad_d(V x) { return bad_not_normal(x); }
+  static int scalar(double x, double *r) {
+    if (x == 0 || !std::isfinite(x)) {
+      if (!kInverse) {
+        *r = x + x;  // +-0, +-inf, a quiet NaN
+        return 0;
+      }
+      *r = std::isnan(x) ? x + x : runtime_div(1.0, x);
+      return x == 0 ? STATUS_SINGULARITY : 0;
+    }
+    if (std::fabs(x) < 0x1p-1022) {  // denormal: cbrt(x 2^54) = cbrt(x) 2^18
+      *r = eval_one<CbrtF>(x * 0x1p54) * (kInverse ? 0x1p18 : 0x1p-18);
+      return 0;
+    }
+    *r = eval_one<CbrtF>(x);
+    return 0;
+  }
+};
+
+using DCbrtHa = UnaryK<double, CbrtF<true, false, 2>>;
+using DCbrtEp = UnaryK<double, CbrtF<true, false, 1>>;
+using SCbrtHa = UnaryK<float, CbrtF<false, false, 2>>;
+using SCbrtLa = UnaryK<float, CbrtF<false, false, 1>>;
+using SCbrtEp = UnaryK<float, CbrtF<false, false, 0>>;
+using DInvCbrtHa = UnaryK<double, CbrtF<true, true, 2>>;
+using DInvCbrtEp = UnaryK<double, CbrtF<true, true, 1>>;
+using SInvCbrtHa = UnaryK<float, CbrtF<false, true, 2>>;
+using SInvCbrtLa = UnaryK<float, CbrtF<false, true, 1>>;
+using SInvCbrtEp = UnaryK<float, CbrtF<false, true, 0>>;
+}  // namespace
+
+ZYN_UNARY_KERNELS(dCbrt, HA, DCbrtHa)
+ZYN_UNARY_KERNELS(dCbrt, EP, DCbrtEp)
+ZYN_UNARY_KERNELS(sCbrt, HA, SCbrtHa)
+ZYN_UNARY_KERNELS(sCbrt, LA, SCbrtLa)
+ZYN_UNARY_KERNELS(sCbrt, EP, SCbrtEp)
+ZYN_UNARY_KERNELS(dInvCbrt, HA, DInvCbrtHa)
+ZYN_UNARY_KERNELS(dInvCbrt, EP, DInvCbrtEp)
+ZYN_UNARY_KERNELS(sInvCbrt, HA, SInvCbrtHa)
+ZYN_UNARY_KERNELS(sInvCbrt, LA, SInvCbrtLa)
+ZYN_UNARY_KERNELS(sInvCbrt, EP, SInvCbrtEp)
+
+}  // namespace zyn::vk

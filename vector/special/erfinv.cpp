@@ -1,0 +1,274 @@
+// Inverse error functions: ErfInv, ErfcInv and CdfNormInv, double and single, at three levels.
+//
+// All three are sigma erfinv(u) (sigma = 1, or sqrt 2 for the normal quantile), evaluated from
+// generated piecewise polynomials (erfinv_data.hpp):
+//   central, |u| < 1/2: y = u (c0 + z R(z)), z = u^2;
+//   tail: from t = 1 - |u| > 0, given exactly (1 - |x|, or x, 2 - x, 2p, 2 - 2p),
+//         s = sqrt(-ln(t (2 - t))) and y = sign s (k0 + K(s)) on quarter binades of s.
+// The tail never forms u, so ErfcInv and CdfNormInv keep full accuracy down to the smallest t.
+//   HA  accurate tables (2^-57); t (2 - t), its logarithm and s carried as double-doubles, and
+//       the leading products c0 u and k0 s exact (Dekker): below 0.7 ulp.
+//   LA  accurate tables, the tail as at HA, the central piece in plain arithmetic: below 1.5 ulp.
+//   EP  EP tables (2^-32), plain arithmetic, and the logarithm's series cut to four terms.
+// Single rows evaluate the double algorithm of their level and round once.
+// At the edges (erfinv +-1, erfcinv 0 and 2, quantile 0 and 1) +-inf with STATUS_SINGULARITY;
+// beyond them NaN with STATUS_DOMAIN. t below 2^-1021 (only reachable in double) takes the
+// scalar path, where w comes from two library logarithms.
+#include <cmath>
+
+#include "vector/roots/policy.hpp"
+#include "vector/special/erfinv_data.hpp"
+#include "vector/trig/dd.hpp"
+
+namespace zyn::vk {
+namespace {
+using V = __m128d;
+using data::ErfinvTables;
+using dd::set;
+
+constexpr double kLn2Hi = 6.93147180369123816490e-01, kLn2Lo = 1.90821492927058770002e-10;
+constexpr double kLg[7] = {6.666666666666735130e-01, 3.999999999940941908e-01, 2.857142874366239149e-01,
+                           2.222219843214978396e-01, 1.818357216161805012e-01, 1.531383769920937332e-01,
+                           1.479819860511658591e-01};
+
+// ln q = hi + lo for positive normal q: q = 2^k m, m in [sqrt(2)/2, sqrt(2)), f = m - 1,
+// s = f / (2 + f), ln m = f - f^2/2 + s (f^2/2 + R(s^2)) with the minimax series R (below
+// 2^-58 relative with seven terms; kShort keeps four, below 2^-33 absolute). hi = k ln2_hi + f
+// is split off exactly.
+template <bool kShort>
+inline void log_parts(V q, V &hi, V &lo) {
+  __m128i b = _mm_add_epi64(_mm_castpd_si128(q), _mm_set1_epi64x(static_cast<long long>(0x3ff00000 - 0x3fe6a09e) << 32));
+  __m128i k = _mm_sub_epi32(_mm_srli_epi64(b, 52), _mm_set1_epi64x(0x3ff));
+  V dk = _mm_cvtepi32_pd(_mm_shuffle_epi32(k, _MM_SHUFFLE(3, 1, 2, 0)));
+  __m128i mb = _mm_add_epi64(_mm_and_si128(b, _mm_set1_epi64x(0x000fffffffffffffLL)),
+                             _mm_set1_epi64x(0x3fe6a09e00000000LL));
+  V f = _mm_sub_pd(_mm_castsi128_pd(mb), set(1.0));  // exact
+  V hfsq = _mm_mul_pd(set(0.5), _mm_mul_pd(f, f));
+  V s = _mm_div_pd(f, _mm_add_pd(set(2.0), f));
+  V z = _mm_mul_pd(s, s);
+  const int n = kShort ? 4 : 7;
+  V R = set(kLg[n - 1]);
+  for (int i = n - 2; i >= 0; --i) R = _mm_add_pd(set(kLg[i]), _mm_mul_pd(z, R));
+  R = _mm_mul_pd(z, R);
+  V small = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(s, _mm_add_pd(hfsq, R)), hfsq), _mm_mul_pd(dk, set(kLn2Lo)));
+  V e;
+  dd::two_sum(_mm_mul_pd(dk, set(kLn2Hi)), f, hi, e);
+  lo = _mm_add_pd(small, e);
+}
+
+template <int N>
+inline V horner(V t, const double *c) {
+  V p = set(c[0]);
+  for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
+  return p;
+}
+
+// The central piece, |u| < 1/2.
+template <int kSet, bool kExact>
+inline V central(const ErfinvTables &tb, V u) {
+  V z = _mm_mul_pd(u, u);
+  V R = horner<data::kErfinvCentralDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(set(8.0), z), set(1.0)), tb.central);
+  if constexpr (!kExact) return _mm_mul_pd(u, _mm_add_pd(set(tb.c0[0]), _mm_mul_pd(z, R)));
+  V ph, pl;
+  dd::two_prod(u, set(tb.c0[0]), ph, pl);
+  return _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(u, set(tb.c0[1]))), _mm_mul_pd(_mm_mul_pd(u, z), R)));
+}
+
+// The tail polynomial at s = sh + sl, positive.
+template <int kSet, bool kExact>
+inline V tail_at(const ErfinvTables &tb, V sh, V sl) {
+  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(sh), 50), _mm_set1_epi64x(0x3fe << 2));
+  int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
+  j0 = j0 < 0 ? 0 : j0 >= data::kErfinvPieces ? data::kErfinvPieces - 1 : j0;
+  j1 = j1 < 0 ? 0 : j1 >= data::kErfinvPieces ? data::kErfinvPieces - 1 : j1;
+  const data::ErfinvPiece &p0 = tb.tail[j0], &p1 = tb.tail[j1];
+  V t = _mm_mul_pd(_mm_sub_pd(sh, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
+  constexpr int N = data::kErfinvTailDeg[kSet];
+  V K = _mm_setr_pd(p0.c[0], p1.c[0]);
+  for (int i = 1; i <= N; ++i) K = _mm_add_pd(_mm_mul_pd(K, t), _mm_setr_pd(p0.c[i], p1.c[i]));
+  V k0 = _mm_setr_pd(p0.k0, p1.k0);
+  if constexpr (!kExact) return _mm_mul_pd(sh, _mm_add_pd(k0, K));
+  V ph, pl;
+  dd::two_prod(sh, k0, ph, pl);
+  return _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(k0, sl)), _mm_mul_pd(sh, K)));
+}
+
+// The tail at w = -(hi + lo), from the logarithm's parts, exactly: s = sh + sl with sh the
+// rounded root and sl from its exact residual.
+template <int kSet>
+inline V tail_from_log(const ErfinvTables &tb, V hi, V lo) {
+  V wh, wl;
+  dd::fast_two_sum(_mm_sub_pd(_mm_setzero_pd(), hi), _mm_sub_pd(_mm_setzero_pd(), lo), wh, wl);
+  V sh = _mm_sqrt_pd(wh), p, pe;
+  dd::two_prod(sh, sh, p, pe);
+  V sl = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, p), pe), wl), _mm_add_pd(sh, sh));
+  return tail_at<kSet, true>(tb, sh, sl);
+}
+
+// ln(t (2 - t) 2^scale) as hi + lo, with t (2 - t) formed to about 2^-100 first.
+inline void log_q(V t, double scale, V &hi, V &lo) {
+  V a, ae, q, qe;
+  dd::two_sum(set(2.0), _mm_sub_pd(_mm_setzero_pd(), t), a, ae);
+  dd::two_prod(_mm_mul_pd(t, set(scale)), a, q, qe);
+  qe = _mm_add_pd(qe, _mm_mul_pd(_mm_mul_pd(t, set(scale)), ae));
+  log_parts<false>(q, hi, lo);
+  lo = _mm_add_pd(lo, _mm_div_pd(qe, q));
+}
+
+// The tail from t in (0, 1/2], t (2 - t) normal.
+template <int kSet, bool kExact>
+inline V tail(const ErfinvTables &tb, V t) {
+  V hi, lo;
+  if constexpr (!kExact) {
+    log_parts<kSet == 1>(_mm_mul_pd(t, _mm_sub_pd(set(2.0), t)), hi, lo);
+    return tail_at<kSet, false>(tb, _mm_sqrt_pd(_mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(hi, lo))), _mm_setzero_pd());
+  }
+  log_q(t, 1.0, hi, lo);
+  return tail_from_log<kSet>(tb, hi, lo);
+}
+
+// sigma erfinv(u) from u (used where |u| < 1/2), t = 1 - |u| (used elsewhere) and the sign of
+// the tail; a vector takes the pieces its lanes need.
+template <int kScale, int kSet, bool kExactCentral, bool kExactTail>
+inline V evaluate(V u, V t, V neg_tail) {
+  const ErfinvTables &tb = data::erfinv_tables[kScale][kSet];
+  V is_central = _mm_cmplt_pd(_mm_andnot_pd(set(-0.0), u), set(0.5));
+  int m = _mm_movemask_pd(is_central);
+  if (m == 3) return central<kSet, kExactCentral>(tb, u);
+  V safe_t = _mm_blendv_pd(t, set(0.25), is_central);
+  V y = _mm_xor_pd(tail<kSet, kExactTail>(tb, safe_t), _mm_and_pd(neg_tail, set(-0.0)));
+  if (m == 0) return y;
+  return _mm_blendv_pd(y, central<kSet, kExactCentral>(tb, _mm_and_pd(u, is_central)), is_central);
+}
+
+// The scalar tail for t below 2^-1021 (erfcinv and the quantile only): t scaled by 2^200
+// into the normal range, 200 ln 2 taken off the logarithm's parts (200 ln2_hi is exact).
+template <int kScale, int kSet, bool kExact>
+double tiny_tail(double t, bool negative) {
+  const ErfinvTables &tb = data::erfinv_tables[kScale][kSet];
+  V hi, lo, vt = _mm_set1_pd(t);
+  if constexpr (kExact) {
+    log_q(vt, 0x1p200, hi, lo);
+  } else {
+    log_parts<kSet == 1>(_mm_mul_pd(_mm_mul_pd(vt, set(0x1p200)), _mm_sub_pd(set(2.0), vt)), hi, lo);
+  }
+  V h, e;
+  dd::two_sum(hi, set(-200 * kLn2Hi), h, e);
+  lo = _mm_add_pd(_mm_add_pd(lo, e), set(-200 * kLn2Lo));
+  double r;
+  if constexpr (kExact)
+    r = _mm_cvtsd_f64(tail_from_log<kSet>(tb, h, lo));
+  else
+    r = _mm_cvtsd_f64(tail_at<kSet, false>(tb, _mm_sqrt_pd(_mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(h, lo))), _mm_setzero_pd()));
+  return negative ? -r : r;
+}
+
+// Level: 0 LA, 1 HA, 2 EP.
+constexpr int set_of(int level) { return level == 2 ? 1 : 0; }
+
+enum Fn { kErfInv, kErfcInv, kCdfNormInv };
+
+template <bool kDouble, Fn kFn, int kLevel>
+struct InvF {
+  static constexpr int kSet = set_of(kLevel);
+  // exact products in the central piece at HA; the double-double tail at HA and LA, where
+  // w near its smallest value would otherwise cost LA up to 4 ulp
+  static constexpr bool kExact = kLevel == 1, kExactTail = kLevel != 2;
+  static constexpr bool kMasksOnly = kFn == kCdfNormInv || (kFn == kErfcInv && kDouble && kLevel == 2);
+  static constexpr const char *kName = kFn == kErfInv ? (kDouble ? "vdErfInv" : "vsErfInv")
+                                       : kFn == kErfcInv ? (kDouble ? "vdErfcInv" : "vsErfcInv")
+                                                         : (kDouble ? "vdCdfNormInv" : "vsCdfNormInv");
+  // the domain's open interval, and the edge below which t leaves the vector path
+  static constexpr double kLo = kFn == kErfInv ? -1 : 0, kHi = kFn == kErfInv ? 1 : kFn == kErfcInv ? 2 : 1;
+  static constexpr double kTiny = kFn == kErfInv ? -1 : 0x1p-1021;
+
+  static V eval_d(V x) {
+    const V zero = _mm_setzero_pd();
+    if constexpr (kFn == kErfInv) {
+      V t = _mm_sub_pd(set(1.0), _mm_andnot_pd(set(-0.0), x));
+      return evaluate<0, kSet, kExact, kExactTail>(x, t, _mm_cmplt_pd(x, zero));
+    } else if constexpr (kFn == kErfcInv) {
+      V upper = _mm_cmpgt_pd(x, set(1.0));
+      V t = _mm_blendv_pd(x, _mm_sub_pd(set(2.0), x), upper);
+      return evaluate<0, kSet, kExact, kExactTail>(_mm_sub_pd(set(1.0), x), t, upper);
+    } else {
+      V lower = _mm_cmplt_pd(x, set(0.5));
+      V two_p = _mm_add_pd(x, x);
+      V t = _mm_blendv_pd(_mm_sub_pd(set(2.0), two_p), two_p, lower);
+      return evaluate<1, kSet, kExact, kExactTail>(_mm_sub_pd(two_p, set(1.0)), t, lower);
+    }
+  }
+  static int bad_d(V x) {
+    V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kFn == kErfInv ? kLo : kTiny)), _mm_cmplt_pd(x, set(kHi)));
+    if constexpr (kFn == kErfInv) ok = _mm_andnot_pd(_mm_cmpeq_pd(x, _mm_setzero_pd()), ok);  // +-0: itself
+    if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, set(2 - kTiny)));
+    return _mm_movemask_pd(ok) ^ 3;
+  }
+  static int scalar(double x, double *r) {
+    if (std::isnan(x) || (kFn == kErfInv && x == 0)) {
+      *r = x + x;
+      return 0;
+    }
+    if (x == kLo || x == kHi) {
+      // erfinv(-1) = -inf, erfcinv(0) = +inf, the quantile of 0 is -inf
+      bool plus = kFn == kErfcInv ? x == kLo : x == kHi;
+      *r = runtime_div(plus ? 1.0 : -1.0, 0.0);
+      return STATUS_SINGULARITY;
+    }
+    if (!(x > kLo && x < kHi)) {
+      *r = runtime_div(0.0, 0.0);
+      return STATUS_DOMAIN;
+    }
+    if constexpr (kFn == kErfcInv) {
+      if (x < kTiny || x > 2 - kTiny) {  // 2 - x is exact and tiny only for denormal steps
+        *r = tiny_tail<0, kSet, kExactTail>(x < 1 ? x : 2 - x, x > 1);
+        return 0;
+      }
+    }
+    if constexpr (kFn == kCdfNormInv) {
+      if (x < kTiny) {
+        *r = tiny_tail<1, kSet, kExactTail>(x + x, true);
+        return 0;
+      }
+    }
+    *r = eval_one<InvF>(x);
+    return 0;
+  }
+};
+
+template <Fn kFn, int kLevel>
+using D = UnaryK<double, InvF<true, kFn, kLevel>>;
+template <Fn kFn, int kLevel>
+using S = UnaryK<float, InvF<false, kFn, kLevel>>;
+using DErfInvLa = D<kErfInv, 0>;
+using DErfInvHa = D<kErfInv, 1>;
+using DErfInvEp = D<kErfInv, 2>;
+using SErfInvLa = S<kErfInv, 0>;
+using SErfInvHa = S<kErfInv, 1>;
+using SErfInvEp = S<kErfInv, 2>;
+using DErfcInvLa = D<kErfcInv, 0>;
+using DErfcInvHa = D<kErfcInv, 1>;
+using DErfcInvEp = D<kErfcInv, 2>;
+using SErfcInvLa = S<kErfcInv, 0>;
+using SErfcInvHa = S<kErfcInv, 1>;
+using SErfcInvEp = S<kErfcInv, 2>;
+using DCdfNormInvLa = D<kCdfNormInv, 0>;
+using DCdfNormInvHa = D<kCdfNormInv, 1>;
+using DCdfNormInvEp = D<kCdfNormInv, 2>;
+using SCdfNormInvLa = S<kCdfNormInv, 0>;
+using SCdfNormInvHa = S<kCdfNormInv, 1>;
+using SCdfNormInvEp = S<kCdfNormInv, 2>;
+}  // namespace
+
+#define ZYN_INV_LEVELS(row, stem)                  \
+  ZYN_UNARY_KERNELS(row, LA, stem##La)             \
+  ZYN_UNARY_KERNELS(row, HA, stem##Ha)             \
+  ZYN_UNARY_KERNELS(row, EP, stem##Ep)
+ZYN_INV_LEVELS(dErfInv, DErfInv)
+ZYN_INV_LEVELS(sErfInv, SErfInv)
+ZYN_INV_LEVELS(dErfcInv, DErfcInv)
+ZYN_INV_LEVELS(sErfcInv, SErfcInv)
+ZYN_INV_LEVELS(dCdfNormInv, DCdfNormInv)
+ZYN_INV_LEVELS(sCdfNormInv, SCdfNormInv)
+
+}  // namespace zyn::vk
