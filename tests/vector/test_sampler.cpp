@@ -49,16 +49,16 @@ struct Row {
 
 const std::vector<Row> &rows() {
   static const std::vector<Row> r = {
-      ZYN_ROW(Sqrt, 0.5, 0.5, 0.5, 0.5, 20000),
-      ZYN_ROW(InvSqrt, 4, 1, 4, 1, 20000),
-      ZYN_ROW(Cbrt, 4, 1, 4, 1, 20000),
-      ZYN_ROW(InvCbrt, 4, 1, 4, 1, 20000),
-      ZYN_ROW(Sin, 4, 1, 4, 1, 30000),
-      ZYN_ROW(Cos, 4, 1, 4, 1, 30000),
-      ZYN_ROW(Tan, 4, 1, 4, 1, 20000),
-      ZYN_ROW(ErfInv, 4, 1, 4, 1, 3000),
-      ZYN_ROW(ErfcInv, 4, 1, 4, 1, 500),
-      ZYN_ROW(CdfNormInv, 4, 1, 4, 1, 500),
+      ZYN_ROW(Sqrt, 0.5, 0.5, 0.5, 0.5, 10000),
+      ZYN_ROW(InvSqrt, 4, 1, 4, 1, 10000),
+      ZYN_ROW(Cbrt, 4, 1, 4, 1, 10000),
+      ZYN_ROW(InvCbrt, 4, 1, 4, 1, 10000),
+      ZYN_ROW(Sin, 4, 1, 4, 1, 15000),
+      ZYN_ROW(Cos, 4, 1, 4, 1, 15000),
+      ZYN_ROW(Tan, 4, 1, 4, 1, 10000),
+      ZYN_ROW(ErfInv, 4, 1, 4, 1, 1500),
+      ZYN_ROW(ErfcInv, 4, 1, 4, 1, 300),
+      ZYN_ROW(CdfNormInv, 4, 1, 4, 1, 300),
   };
   return r;
 }

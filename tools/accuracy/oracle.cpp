@@ -57,7 +57,12 @@ Error error_generic(const Function &f, double y, double x, double x2, int p, int
     mpfr_sub_d(d, r, y, MPFR_RNDN);
     mpfr_abs(d, d, MPFR_RNDN);
     double diff = mpfr_get_d(d, MPFR_RNDN);
-    err.ulp = diff / ulp_at(r, p, emin);
+    // the ratio in MPFR: a difference below the smallest denormal would round away in double
+    mpfr_t q;
+    mpfr_init2(q, kPrec);
+    mpfr_div_d(q, d, ulp_at(r, p, emin), MPFR_RNDN);
+    err.ulp = mpfr_get_d(q, MPFR_RNDN);
+    mpfr_clear(q);
     // relative down to the smallest normal of the type: subnormal results are judged absolutely
     double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), f.zero_scale), std::ldexp(1.0, emin - 1));
     err.rel = scale > 0 ? diff / scale : (diff == 0 ? 0 : kInf);

@@ -69,9 +69,17 @@ inline V central(const ErfinvTables &tb, V u) {
   V z = _mm_mul_pd(u, u);
   V R = horner<data::kErfinvCentralDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(set(8.0), z), set(1.0)), tb.central);
   if constexpr (!kExact) return _mm_mul_pd(u, _mm_add_pd(set(tb.c0[0]), _mm_mul_pd(z, R)));
+  // below 2^-960 the Dekker terms would underflow: work on u 2^100 and scale back (exact for a
+  // normal result); a subnormal result takes the one rounding of c0_high u (within 0.51 ulp,
+  // c0_low being 2^-55 of it)
+  const V au = _mm_andnot_pd(set(-0.0), u);
+  const V tiny = _mm_cmplt_pd(au, set(0x1p-960));
+  const V us = _mm_blendv_pd(u, _mm_mul_pd(u, set(0x1p100)), tiny);
   V ph, pl;
-  dd::two_prod(u, set(tb.c0[0]), ph, pl);
-  return _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(u, set(tb.c0[1]))), _mm_mul_pd(_mm_mul_pd(u, z), R)));
+  dd::two_prod(us, set(tb.c0[0]), ph, pl);
+  V y = _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(us, set(tb.c0[1]))), _mm_mul_pd(_mm_mul_pd(us, z), R)));
+  y = _mm_blendv_pd(y, _mm_mul_pd(y, set(0x1p-100)), tiny);
+  return _mm_blendv_pd(y, _mm_mul_pd(u, set(tb.c0[0])), _mm_cmplt_pd(au, set(0x1.2p-1022)));
 }
 
 // The tail polynomial at s = sh + sl, positive.
