@@ -111,7 +111,10 @@ inline __m128d ln_biased_exponent(__m128d x) {
 //   HA: r rounded by adding 1.5 * 2^52; the table's high part with k * LN2_HIGH is exact; hi
 //       and lo come from two-sums, lo below 2^-52 |hi|.
 //   LA: r rounded by the round instruction; exponent offset 1022/1023 so that hi is 0 near 1.
-template <bool kHa>
+// kTaylor replaces Ln's degree-5 polynomial, whose coefficients are tuned for absolute error
+// over the whole interval, by ln(1 + u) to degree 6 with exact Taylor coefficients: below
+// 2^-66 absolute and 2^-58 relative also where u is small, that is near 1.
+template <bool kHa, bool kTaylor = false>
 inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   using V = __m128d;
   const V mant = _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL));
@@ -130,8 +133,15 @@ inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   V ul = _mm_mul_pd(ml, rr);
   V u = _mm_add_pd(uh, ul);
   V u2 = _mm_mul_pd(u, u);
-  V p = _mm_mul_pd(u2, _mm_add_pd(_mm_add_pd(_mm_set1_pd(kC2), _mm_mul_pd(_mm_set1_pd(kC3), u)),
+  V p;
+  if constexpr (kTaylor) {
+    V a = _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(_mm_set1_pd(1.0 / 3), u));
+    V b = _mm_add_pd(_mm_set1_pd(-0.25), _mm_mul_pd(_mm_set1_pd(0.2), u));
+    p = _mm_mul_pd(u2, _mm_add_pd(a, _mm_mul_pd(u2, _mm_add_pd(b, _mm_mul_pd(u2, _mm_set1_pd(-1.0 / 6))))));
+  } else {
+    p = _mm_mul_pd(u2, _mm_add_pd(_mm_add_pd(_mm_set1_pd(kC2), _mm_mul_pd(_mm_set1_pd(kC3), u)),
                                   _mm_mul_pd(u2, _mm_add_pd(_mm_set1_pd(kC4), _mm_mul_pd(_mm_set1_pd(kC5), u)))));
+  }
   // table entry j = r - 512, from the bits of r
   __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
@@ -156,6 +166,24 @@ inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
     hi = _mm_add_pd(_mm_mul_pd(_mm_sub_pd(k, off), _mm_set1_pd(kLn2La)), t);
     lo = _mm_add_pd(u, p);  // hi is 0 near 1, where u + p is the result
   }
+}
+
+// The cheap variant of the LA parts: u = m r - 1 in one product (its rounding is 2^-53
+// absolute, exact near 1 where r is 512 or 1024), and ln(1 + u) = u - u^2/2 + u^3/3 (error
+// below 2^-41 absolute). Near 1 hi is 0 and lo keeps its relative accuracy.
+inline void ln_parts_ep(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
+  using V = __m128d;
+  V m = _mm_or_pd(_mm_and_pd(x, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
+                  _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
+  V rr = _mm_round_pd(_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  V u = _mm_sub_pd(_mm_mul_pd(m, rr), _mm_set1_pd(1.0));
+  V p = _mm_mul_pd(_mm_mul_pd(u, u), _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(u, _mm_set1_pd(1.0 / 3))));
+  __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
+  V t = _mm_setr_pd(ln_la[_mm_cvtsi128_si32(j)], ln_la[_mm_extract_epi32(j, 2)]);
+  V big = _mm_cmpgt_pd(rr, _mm_set1_pd(724.0));
+  V off = _mm_or_pd(_mm_and_pd(big, _mm_set1_pd(1023.0)), _mm_andnot_pd(big, _mm_set1_pd(1022.0)));
+  hi = _mm_add_pd(_mm_mul_pd(_mm_sub_pd(k, off), _mm_set1_pd(kLn2La)), t);
+  lo = _mm_add_pd(u, p);
 }
 
 // ---- single: no table ------------------------------------------------------------------------
