@@ -22,14 +22,17 @@ constexpr size_t kMaxName = 47;
 // Element access, widening single-precision parts to double and narrowing them back.
 inline void load(const float &v, double &re, double &) { re = v; }
 inline void load(const double &v, double &re, double &) { re = v; }
-inline void load(const Complex8 &v, double &re, double &im) { re = v.re, im = v.im; }
-inline void load(const Complex16 &v, double &re, double &im) { re = v.re, im = v.im; }
+template <class C>
+inline void load(const C &v, double &re, double &im) {
+  re = v.re, im = v.im;
+}
 inline void store(float &v, double re, double) { v = static_cast<float>(re); }
 inline void store(double &v, double re, double) { v = re; }
-inline void store(Complex8 &v, double re, double im) {
-  v.re = static_cast<float>(re), v.im = static_cast<float>(im);
+template <class C>
+inline void store(C &v, double re, double im) {
+  using Part = decltype(v.re);
+  v.re = static_cast<Part>(re), v.im = static_cast<Part>(im);
 }
-inline void store(Complex16 &v, double re, double im) { v.re = re, v.im = im; }
 
 int message_for(int code) {
   switch (code) {
@@ -208,6 +211,14 @@ void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2,
 }
 void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
                   Complex16 *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2,
+                  ZynComplex8 *r1, ZynComplex8 *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2,
+                  ZynComplex16 *r1, ZynComplex16 *r2, const char *name) {
   report(status, index, a1, a2, r1, r2, name);
 }
 

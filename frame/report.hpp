@@ -28,6 +28,12 @@ void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2,
 void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
                   Complex16 *r2, const char *name);
 
+// The same for the public complex types of the stubs' argument lists.
+void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2,
+                  ZynComplex8 *r1, ZynComplex8 *r2, const char *name);
+void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2,
+                  ZynComplex16 *r1, ZynComplex16 *r2, const char *name);
+
 // Sets errno from the record's status: EDOM, ERANGE, EINVAL, EACCES, else EFAULT (0 for
 // STATUS_OK).
 void SetErrnoForStatus(const ErrorContext *context);

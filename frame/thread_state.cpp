@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <iterator>
+#include <string>
 #include <cstdlib>
 #include <cstring>
 
@@ -153,6 +154,12 @@ constexpr Token kTokens[] = {
     {"TRAP_UNDERFLOW", 14, VEX_TRAP_UNDERFLOW},
 };
 static_assert(std::size(kTokens) == 18);
+constexpr bool lengths_match() {
+  for (const Token &t : kTokens)
+    if (std::char_traits<char>::length(t.text) != t.length) return false;
+  return true;
+}
+static_assert(lengths_match());
 
 constexpr char kTokenPrefix[] = "VEX_";
 constexpr size_t kPrefixLength = 4;
@@ -161,6 +168,16 @@ constexpr size_t kModeBuffer = 256;
 }  // namespace
 
 void FailAllocationsForTesting(bool fail) { g_fail_allocations.store(fail); }
+
+int LiveRecordsForTesting() {
+  PrivateHeap *h = g_heap.load(std::memory_order_acquire);
+  if (h == nullptr) return 0;
+  int count = 0;
+  pthread_mutex_lock(&h->lock);
+  for (Block *b = h->head.next; b != &h->head; b = b->next) ++count;
+  pthread_mutex_unlock(&h->lock);
+  return count;
+}
 
 int64_t ParseModeEnvironment() {
   char buf[kModeBuffer] = {};

@@ -35,5 +35,7 @@ int InitThreadStateTls(int reason, void *reserved);
 
 // Makes the private allocator fail (tests of the failure path).
 void FailAllocationsForTesting(bool fail);
+// The number of records the private allocator holds (tests of thread exit).
+int LiveRecordsForTesting();
 
 }  // namespace zyn::frame

@@ -70,7 +70,7 @@ class Collector : public benchmark::ConsoleReporter {
   std::map<std::string, double> ns_per_item;
   void ReportRuns(const std::vector<Run> &runs) override {
     for (const Run &r : runs) {
-      if (r.run_type != Run::RT_Iteration || r.skipped) continue;
+      if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
       auto it = r.counters.find("items_per_second");
       if (it != r.counters.end() && it->second.value > 0) ns_per_item[r.benchmark_name()] = 1e9 / it->second.value;
     }

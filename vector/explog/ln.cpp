@@ -74,8 +74,8 @@ struct LnDoubleEp {
     V m = _mm_or_pd(_mm_and_pd(x[0], _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
                     _mm_set1_pd(1.0));
     int i0 = _mm_cvtsi128_si32(idx), i1 = _mm_extract_epi32(idx, 1);
-    V rec = _mm_setr_pd(ln_ep[i0][0], ln_ep[i1][0]);
-    V lg = _mm_setr_pd(ln_ep[i0][1], ln_ep[i1][1]);
+    V e0 = _mm_load_pd(ln_ep[i0]), e1 = _mm_load_pd(ln_ep[i1]);  // (reciprocal, log) pairs
+    V rec = _mm_unpacklo_pd(e0, e1), lg = _mm_unpackhi_pd(e0, e1);
     V u = _mm_sub_pd(_mm_mul_pd(m, rec), _mm_set1_pd(1.0));
     V p = _mm_add_pd(u, _mm_mul_pd(_mm_mul_pd(_mm_set1_pd(-0.5), u), u));
     r[0] = _mm_add_pd(_mm_add_pd(_mm_mul_pd(kd, _mm_set1_pd(kLn2Ep)), lg), p);

@@ -146,16 +146,16 @@ inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
   if constexpr (kHa) {
-    V th = _mm_setr_pd(ln_ha[j0][0], ln_ha[j1][0]);
-    V tl = _mm_setr_pd(ln_ha[j0][1], ln_ha[j1][1]);
+    V e0 = _mm_load_pd(ln_ha[j0]), e1 = _mm_load_pd(ln_ha[j1]);  // (high, low) pairs
+    V th = _mm_unpacklo_pd(e0, e1), tl = _mm_unpackhi_pd(e0, e1);
     V y = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), th);  // exact
     V low = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaLow)), tl);
-    // uh and ul cancel when x is near 1 (u far below either): join them with their
-    // rounding error first, then y and u's high part with theirs, and add the small terms.
-    V uhi, ulo, s, err;
-    two_sum(uh, ul, uhi, ulo);
-    two_sum(y, uhi, s, err);
-    V t = _mm_add_pd(_mm_add_pd(_mm_add_pd(low, ulo), err), p);
+    // u = uh + ul is exact: uh is a multiple of 2^-36 (mh has 27 bits from 2^-10, r is an
+    // integer), ul one of 2^-62, and |u| < 2^-9. So near 1, where uh and ul cancel and y is
+    // 0, u keeps every bit. y and u are added with the rounding error kept.
+    V s, err;
+    two_sum(y, u, s, err);
+    V t = _mm_add_pd(_mm_add_pd(low, err), p);
     hi = s;
     lo = t;
   } else {

@@ -1,0 +1,113 @@
+// Allocation failures: each operation reports RNX_STATUS_NO_MEMORY and leaves nothing half made
+// and nothing leaked. The module is pointed at a stand-in core library whose allocations fail on
+// demand.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "zyn/rng.h"
+
+namespace {
+
+struct Core {
+  void *(*allocate)(size_t, int);
+  void (*fail_after)(int);
+};
+
+const Core &core() {
+  static const Core c = [] {
+    setenv("ZYN_CORE_LIBRARY", ZYN_FAILING_CORE, 1);
+    void *h = dlopen(ZYN_FAILING_CORE, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(h, nullptr);
+    return Core{reinterpret_cast<void *(*)(size_t, int)>(dlsym(h, "zyn_serv_allocate")),
+                reinterpret_cast<void (*)(int)>(dlsym(h, "zyn_test_fail_after"))};
+  }();
+  return c;
+}
+
+StreamState *make() {
+  StreamState *s = nullptr;
+  const uint32_t seed[1] = {9};
+  core().fail_after(-1);
+  EXPECT_EQ(__rnxNewStreamEx(&s, RNX_BRNG_MCG31, 1, seed), 0);
+  return s;
+}
+
+void add(StreamState *s, int id, int bytes) {
+  core().fail_after(-1);
+  void *p = core().allocate(bytes, 128);
+  std::memset(p, id, bytes);
+  ASSERT_EQ(__rnxAddChunk(s, id, nullptr, p, bytes), 0);
+}
+
+TEST(NoMemory, NewStream) {
+  StreamState *s = reinterpret_cast<StreamState *>(&s);
+  core().fail_after(0);
+  EXPECT_EQ(__rnxNewStreamEx(&s, RNX_BRNG_MCG31, 0, nullptr), RNX_STATUS_NO_MEMORY);
+  EXPECT_EQ(s, nullptr);
+  core().fail_after(-1);
+}
+
+TEST(NoMemory, AddChunkLeavesTheStream) {
+  StreamState *s = make();
+  void *p = core().allocate(8, 128);
+  core().fail_after(0);
+  EXPECT_EQ(__rnxAddChunk(s, 1, nullptr, p, 8), RNX_STATUS_NO_MEMORY);
+  EXPECT_EQ(__rnxGetNumChunks(s), 0);
+  core().fail_after(-1);
+  free(p);  // still the caller's
+  __rnxDeleteStream(&s);
+}
+
+TEST(NoMemory, CopiesFailCleanly) {
+  StreamState *s = make();
+  add(s, 1, 16);
+  add(s, 2, 16);
+  add(s, 3, 16);
+  // every point of failure of a copy: the record, then each data block and chunk record (the
+  // seventh allocation is the last one a copy needs)
+  for (int ok = 0; ok < 7; ++ok) {
+    StreamState *c = nullptr;
+    core().fail_after(ok);
+    int status = __rnxCopyStream(&c, s);
+    core().fail_after(-1);
+    if (ok == 0) {
+      EXPECT_EQ(status, RNX_STATUS_NO_MEMORY);
+      EXPECT_EQ(c, nullptr);
+      continue;
+    }
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(status, RNX_STATUS_NO_MEMORY) << ok;
+    EXPECT_EQ(__rnxGetNumChunks(c), 0) << ok;  // the copy exists without chunks
+    __rnxDeleteStream(&c);
+  }
+  StreamState *d = make();
+  add(d, 9, 4);
+  core().fail_after(3);  // the third chunk's block
+  EXPECT_EQ(__rnxCopyStreamState(d, s), RNX_STATUS_NO_MEMORY);
+  core().fail_after(-1);
+  EXPECT_EQ(d->chunks, nullptr);
+  __rnxDeleteStream(&d);
+  __rnxDeleteStream(&s);
+}
+
+TEST(NoMemory, LongExponents) {
+  const uint32_t coeff[3] = {1, 2, 3};
+  uint32_t v[3] = {1, 2, 3};
+  uint64_t e[11] = {5};
+  core().fail_after(0);
+  EXPECT_EQ(__rnxiVect3PowArrayMod(v, coeff, 1000003, 11, e), RNX_STATUS_NO_MEMORY);
+  EXPECT_EQ(__rnxiVect3PowArrayMod(v, coeff, 1000003, 10, e), 0);  // the fixed buffer
+  core().fail_after(-1);
+  StreamState *s = nullptr;
+  ASSERT_EQ(__rnxNewStreamEx(&s, RNX_BRNG_MRG32K3A, 0, nullptr), 0);
+  e[10] = 1;
+  core().fail_after(0);
+  EXPECT_EQ(__rnxSkipAheadStreamEx(s, 11, e), RNX_STATUS_NO_MEMORY);
+  core().fail_after(-1);
+  __rnxDeleteStream(&s);
+}
+
+}  // namespace
