@@ -45,13 +45,13 @@ std::function<T(size_t)> as(std::function<double(size_t)> f) {
   return [f](size_t i) { return static_cast<T>(f(i)); };
 }
 
-template <__m128d (*F)(__m128d), double (*G)(double)>
+template <auto F, double (*G)(double)>
 void vec_d(int n, const double *a, double *y) {
   int i = 0;
   for (; i + 2 <= n; i += 2) _mm_storeu_pd(y + i, F(_mm_loadu_pd(a + i)));
   for (; i < n; ++i) y[i] = G(a[i]);
 }
-template <__m128 (*F)(__m128), float (*G)(float)>
+template <auto F, float (*G)(float)>
 void vec_s(int n, const float *a, float *y) {
   int i = 0;
   for (; i + 4 <= n; i += 4) _mm_storeu_ps(y + i, F(_mm_loadu_ps(a + i)));

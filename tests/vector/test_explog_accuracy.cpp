@@ -24,7 +24,8 @@ constexpr size_t kCount = 1000000;
 
 // Exact value of f at x as hi + lo (hi the rounded double; lo 0 when hi is not finite).
 struct Ref {
-  double hi, lo;
+  double hi;
+  long double lo;  // long double: its range keeps the digits of a residual near the denormals
 };
 std::vector<Ref> references(const Function &f, const std::vector<double> &x) {
   std::vector<Ref> out(x.size());
@@ -33,10 +34,11 @@ std::vector<Ref> references(const Function &f, const std::vector<double> &x) {
   for (size_t i = 0; i < x.size(); ++i) {
     mpfr_set_d(a, x[i], MPFR_RNDN);
     f.f1(r, a, MPFR_RNDN);
-    double hi = mpfr_get_d(r, MPFR_RNDN), lo = 0;
+    double hi = mpfr_get_d(r, MPFR_RNDN);
+    long double lo = 0;
     if (std::isfinite(hi)) {
       mpfr_sub_d(d, r, hi, MPFR_RNDN);
-      lo = mpfr_get_d(d, MPFR_RNDN);
+      lo = mpfr_get_ld(d, MPFR_RNDN);
     }
     out[i] = {hi, lo};
   }
@@ -54,7 +56,8 @@ void measure(Worst &w, T y, double x, Ref ref, double zero_scale) {
   const int p = std::numeric_limits<T>::digits;
   const double min_normal = std::numeric_limits<T>::min();
   double e_ulp, e_rel;
-  double hi = ref.hi, lo = ref.lo;
+  double hi = ref.hi;
+  long double lo = ref.lo;
   if (!std::isfinite(hi) || std::fabs(hi) > std::numeric_limits<T>::max()) {
     double want = std::isnan(hi) ? hi : std::copysign(INFINITY, hi);
     bool ok = std::isnan(want) ? std::isnan(y) : static_cast<double>(y) == want;
