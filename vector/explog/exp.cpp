@@ -2,7 +2,7 @@
 //
 // dExp, three levels, block 16, N = 128 table (see exp_core.hpp):
 //   EP  shifter rounding, one reduction constant, 1 + r + 0.49999908361121337 r^2.
-//   LA  round instruction, two-part reduction, degree-5 polynomial, no tail.
+//   LA  round instruction, two-part reduction, degree-4 polynomial, no tail.
 //   HA  shifter rounding, two-part reduction, degree-5 polynomial and the table's tail:
 //       2^(j/128) (1 + tail) e^r to about 2^-60 before the last rounding.
 // A lane is bad when |x| reaches 708.39 (high word 0x4086232a), so that every result near the
@@ -35,7 +35,7 @@ struct ExpDouble : ExplogPolicy<double, 16> {
     } else if constexpr (kLevel == 0) {
       V red = exp_reduce128<ExpBase::E, true>(x[0], n);
       scale = exp_scale128(n);
-      p = expm1_poly(red, _mm_setzero_pd());
+      p = expm1_poly_la(red);
     } else {
       V red = exp_reduce128<ExpBase::E, false>(x[0], n);
       exp_lookup128(n, scale, tail);

@@ -168,16 +168,23 @@ inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   }
 }
 
-// The cheap variant of the LA parts: u = m r - 1 in one product (its rounding is 2^-53
-// absolute, exact near 1 where r is 512 or 1024), and ln(1 + u) = u - u^2/2 + u^3/3 (error
-// below 2^-41 absolute). Near 1 hi is 0 and lo keeps its relative accuracy.
+// The cheap variant of the LA parts: r rounded by the shifter, u = m r - 1 in one product
+// (its rounding is 2^-53 absolute, and none near 1 where r is 512 or 1024), and ln(1 + u) to
+// degree kDegree (2: error below 2^-30 absolute; 3: below 2^-41). Near 1 hi is 0 and lo keeps
+// its relative accuracy.
+template <int kDegree>
 inline void ln_parts_ep(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   using V = __m128d;
   V m = _mm_or_pd(_mm_and_pd(x, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
                   _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
-  V rr = _mm_round_pd(_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  const V shifter = _mm_set1_pd(0x1.8p52);
+  V rr = _mm_sub_pd(_mm_add_pd(_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))), shifter), shifter);
   V u = _mm_sub_pd(_mm_mul_pd(m, rr), _mm_set1_pd(1.0));
-  V p = _mm_mul_pd(_mm_mul_pd(u, u), _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(u, _mm_set1_pd(1.0 / 3))));
+  V p;
+  if constexpr (kDegree == 2)
+    p = _mm_mul_pd(_mm_mul_pd(u, u), _mm_set1_pd(-0.5));
+  else
+    p = _mm_mul_pd(_mm_mul_pd(u, u), _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(u, _mm_set1_pd(1.0 / 3))));
   __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
   V t = _mm_setr_pd(ln_la[_mm_cvtsi128_si32(j)], ln_la[_mm_extract_epi32(j, 2)]);
   V big = _mm_cmpgt_pd(rr, _mm_set1_pd(724.0));

@@ -8,8 +8,8 @@
 //   EP  the cheap reciprocal step (one product for u, degree 3), then as LA. dLog10 has no EP
 //       of its own: its LA kernel serves both levels.
 // Log1p: 1 + x = u + c exactly, the terms ordered by packed max and min of x and 1 so that a
-// fast two-sum applies, then ln(1 + x) = ln u + c/u (the correction's own error is below
-// 2^-104 relative).
+// fast two-sum applies, then ln(1 + x) = ln u + c/u: a quotient at HA (and x - x^2/2 below
+// 2^-40), c (2 - u) at LA and EP.
 // Single Log2, Log10, Log1p: HA in double through the LA step, rounded to float once; LA and
 // EP in float as sLn (with the polynomials of sLn HA and EP), the base change one product.
 // Logb: the exponent field converted; zeros, denormals, infinities and NaN go to the scalar
@@ -40,15 +40,16 @@ struct LogConst<LogBase::Ten> {
   static constexpr const char *d_name = "vdLog10", *s_name = "vsLog10";
 };
 
-// ln x = hi + lo at level L (0 LA, 1 HA, 2 EP) for x positive normal with biased exponent k.
-template <int L>
+// ln x = hi + lo at level L (0 LA, 1 HA, 2 EP) for x positive normal with biased exponent k;
+// at EP with a polynomial of degree kEpDegree.
+template <int L, int kEpDegree = 2>
 inline void log_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   if constexpr (L == 1)
     ln_parts<true, true>(x, k, hi, lo);
   else if constexpr (L == 0)
     ln_parts<false>(x, k, hi, lo);
   else
-    ln_parts_ep(x, k, hi, lo);
+    ln_parts_ep<kEpDegree>(x, k, hi, lo);
 }
 
 template <int L, LogBase B>
@@ -76,9 +77,9 @@ inline __m128d log1p_d(__m128d x) {
   V u = _mm_add_pd(mx, mn);
   V c = _mm_add_pd(_mm_sub_pd(mx, u), mn);
   V hi, lo;
-  log_parts<L>(u, ln_biased_exponent(u), hi, lo);
-  V corr = _mm_div_pd(c, u);
+  log_parts<L, 3>(u, ln_biased_exponent(u), hi, lo);
   if constexpr (L == 1) {
+    V corr = _mm_div_pd(c, u);
     // near 0 ln u and the correction may cancel: join them with the rounding error kept
     V s, e;
     two_sum(hi, corr, s, e);
@@ -89,6 +90,10 @@ inline __m128d log1p_d(__m128d x) {
       y = _mm_blendv_pd(y, _mm_sub_pd(x, _mm_mul_pd(_mm_mul_pd(x, x), _mm_set1_pd(0.5))), tiny);
     return y;
   }
+  // c/u as c (2 - u): c is 0 below u = 1/2 (1 + x is exact there), and above 2 the correction
+  // is below 2^-53 of the result and is dropped; between, the error c (u - 1)^2 / u is below
+  // 2^-53 of the result.
+  V corr = _mm_mul_pd(c, _mm_sub_pd(_mm_set1_pd(2.0), _mm_min_pd(u, _mm_set1_pd(2.0))));
   return _mm_add_pd(hi, _mm_add_pd(lo, corr));
 }
 
