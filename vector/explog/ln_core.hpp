@@ -168,10 +168,11 @@ inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   }
 }
 
-// The cheap variant of the LA parts: r rounded by the shifter, u = m r - 1 in one product
-// (its rounding is 2^-53 absolute, and none near 1 where r is 512 or 1024), and ln(1 + u) to
-// degree kDegree (2: error below 2^-30 absolute; 3: below 2^-41). Near 1 hi is 0 and lo keeps
-// its relative accuracy.
+// The cheap variant of the parts: r rounded by the shifter, u = m r - 1 in one product (its
+// rounding is 2^-53 absolute, and none near 1 where r is 512 or 1024), ln(1 + u) to degree
+// kDegree (2: error below 2^-30 absolute; 3: below 2^-41), and only the high part of the HA
+// table (error below 2^-37 absolute). Next to 1 (r = 512 or 1024) hi is exactly 0 and lo keeps
+// its relative accuracy; r = 513 or 1023 occurs only where |ln x| exceeds 1.2e-4.
 template <int kDegree>
 inline void ln_parts_ep(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   using V = __m128d;
@@ -186,10 +187,8 @@ inline void ln_parts_ep(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   else
     p = _mm_mul_pd(_mm_mul_pd(u, u), _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(u, _mm_set1_pd(1.0 / 3))));
   __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
-  V t = _mm_setr_pd(ln_la[_mm_cvtsi128_si32(j)], ln_la[_mm_extract_epi32(j, 2)]);
-  V big = _mm_cmpgt_pd(rr, _mm_set1_pd(724.0));
-  V off = _mm_or_pd(_mm_and_pd(big, _mm_set1_pd(1023.0)), _mm_andnot_pd(big, _mm_set1_pd(1022.0)));
-  hi = _mm_add_pd(_mm_mul_pd(_mm_sub_pd(k, off), _mm_set1_pd(kLn2La)), t);
+  V th = _mm_setr_pd(ln_ha[_mm_cvtsi128_si32(j)][0], ln_ha[_mm_extract_epi32(j, 2)][0]);
+  hi = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), th);  // exact, 0 next to 1
   lo = _mm_add_pd(u, p);
 }
 
