@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "vector/skeleton/fpenv.hpp"
 #include "vector/skeleton/simd.hpp"
@@ -37,9 +38,16 @@ struct OpMul {
   static __m128 apply(__m128 a, __m128 b) { return _mm_mul_ps(a, b); }
 };
 
+// Element by element, through memcpy: a caller's vectors need not be aligned to their type.
 template <class Op, class T>
 inline void scalar_loop(int from, int to, const T *a, const T *b, T *y) {
-  for (int i = from; i < to; ++i) y[i] = Op::apply(a[i], b[i]);
+  for (int i = from; i < to; ++i) {
+    T x, z;
+    memcpy(&x, a + i, sizeof x);
+    memcpy(&z, b + i, sizeof z);
+    T r = Op::apply(x, z);
+    memcpy(y + i, &r, sizeof r);
+  }
 }
 
 template <class Op, bool kAlignedB>

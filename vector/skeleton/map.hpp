@@ -108,9 +108,9 @@ struct Map {
 
   // Lanes of `mask` (bit j is element i0 + j) through the scalar path into buf.
   template <class Lay>
-  static void lane_loop(const Lay &lay, int i0, int mask, T (*buf)[P::kBlock]) {
+  static void lane_loop(const Lay &lay, int i0, unsigned mask, T (*buf)[P::kBlock]) {
     while (mask != 0) {
-      int j = __builtin_ctz(static_cast<unsigned>(mask));
+      int j = __builtin_ctz(mask);
       mask &= mask - 1;
       T x[NI], r[NO];
       for (int k = 0; k < NI; ++k) x[k] = *lay.in_at(k, i0 + j);
@@ -127,10 +127,10 @@ struct Map {
   template <class Lay>
   static void block(const Lay &lay, int i0) {
     V x[NV][NI], r[NV][NO];
-    int mask = 0;
+    unsigned mask = 0;
     for (int v = 0; v < NV; ++v) {
       for (int k = 0; k < NI; ++k) x[v][k] = lay.load(k, i0 + v * L);
-      mask |= P::bad(x[v]) << (v * L);
+      mask |= static_cast<unsigned>(P::bad(x[v])) << (v * L);
     }
     if constexpr (P::kBadBlock == BadBlock::WholeBlock) {
       if (mask != 0) {
@@ -161,7 +161,7 @@ struct Map {
       for (int j = 0; j < L; ++j) xin[k][j] = j < count ? *lay.in_at(k, i0 + j) : P::kPad[k];
       x[k] = S::load(xin[k]);
     }
-    int mask = P::bad(x) & ((1 << count) - 1);
+    unsigned mask = static_cast<unsigned>(P::bad(x)) & ((1u << count) - 1);
     P::eval(x, r);
     alignas(64) T buf[NO][P::kBlock];
     for (int k = 0; k < NO; ++k) S::store(buf[k], r[k]);
