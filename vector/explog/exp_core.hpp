@@ -172,7 +172,7 @@ inline double exp64_finish(double kd, double r) {
     double s = from_bits(sbits - (1009ULL << 52));
     return runtime_mul(0x1p1009, s + s * tmp);
   }
-  if (m < -1020) {
+  if (m < -1000) {  // also where s tmp alone would be denormal
     double s = from_bits(sbits + (1022ULL << 52));
     double y = s + s * tmp;
     if (y < 1.0) {
