@@ -12,7 +12,9 @@
 // reduced in two parts, with the reduced argument moved to the natural scale by one product.
 // sExp (HA), sExp2, sExp10: double arithmetic without a table, rounded to float once. sExp LA
 // and EP: float arithmetic. Single scalar paths go through the double ones.
-// Measured worst errors: docs/accuracy.md.
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dExp LA 2.07 ulp, HA 0.506 ulp (at
+// 0x1.62e171803d2f5p+6), EP 28.2 bits; dExp2 0.508 ulp; dExp10 0.507 ulp; sExp LA 0.96 ulp, HA,
+// sExp2 and sExp10 0.500 ulp, sExp EP 15.9 bits.
 #include "vector/explog/exp_core.hpp"
 
 namespace zyn::vk {

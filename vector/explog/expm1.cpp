@@ -12,6 +12,8 @@
 // Bad lanes: |x| from 708.39 (NaN, infinities, the ends of the range) and nonzero denormals,
 // whose results underflow.
 // Single: HA through double (2^n (e^r - 1) + (2^n - 1)), LA and EP in float.
+// Measured worst errors (10^6 inputs, relative also near 0): dExpm1 LA 2.13 ulp, HA 0.535 ulp
+// (at -0x1.fffa75f9a38f6p-3), EP 31.2 bits; sExpm1 LA 1.67 ulp, HA 0.500 ulp, EP 14.5 bits.
 #include "vector/explog/exp_core.hpp"
 
 namespace zyn::vk {

@@ -14,7 +14,9 @@
 // EP in float as sLn (with the polynomials of sLn HA and EP), the base change one product.
 // Logb: the exponent field converted; zeros, denormals, infinities and NaN go to the scalar
 // path, which answers as C's logb (zero: minus infinity, STATUS_SINGULARITY).
-// Measured worst errors: docs/accuracy.md.
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.501 ulp, EP 30.2
+// bits (absolute near 1); dLog10 HA 0.500, LA/EP 3.08 ulp; dLog1p LA 2.16, HA 0.500 ulp, EP 26.5
+// bits relative; single HA 0.500 ulp, LA at most 1.87 ulp, EP at least 12.8 bits; Logb exact.
 #include <cfloat>
 
 #include "vector/explog/explog_common.hpp"
