@@ -103,7 +103,8 @@ inline void exp_lookup128(__m128i nbits, __m128d &scale, __m128d &tail) {
 }
 inline __m128d exp_scale128(__m128i nbits) {
   int j0 = _mm_cvtsi128_si32(nbits) & 127, j1 = _mm_extract_epi32(nbits, 2) & 127;
-  __m128i s = _mm_set_epi64x(static_cast<long long>(exp128[j1][1]), static_cast<long long>(exp128[j0][1]));
+  __m128d lo = _mm_load_sd(reinterpret_cast<const double *>(&exp128[j0][1]));
+  __m128i s = _mm_castpd_si128(_mm_loadh_pd(lo, reinterpret_cast<const double *>(&exp128[j1][1])));
   return _mm_castsi128_pd(_mm_add_epi64(s, _mm_slli_epi64(nbits, 45)));
 }
 
