@@ -23,6 +23,25 @@ template <class F>
 void loop_d(int n, const double *a, double *y, F f) {
   for (int i = 0; i < n; ++i) y[i] = f(a[i]);
 }
+
+__m128d sleef_logd_u10(__m128d v) { return Sleef_logd2_u10sse4(v); }
+__m128d sleef_logd_u35(__m128d v) { return Sleef_logd2_u35sse4(v); }
+__m128 sleef_logf_u10(__m128 v) { return Sleef_logf4_u10sse4(v); }
+__m128 sleef_logf_u35(__m128 v) { return Sleef_logf4_u35sse4(v); }
+
+// A vector function of one SSE register applied over an array, the tail by the scalar one.
+template <__m128d (*Vec)(__m128d)>
+void over_pd(int n, const double *a, double *y) {
+  int i = 0;
+  for (; i + 2 <= n; i += 2) _mm_storeu_pd(y + i, Vec(_mm_loadu_pd(a + i)));
+  for (; i < n; ++i) y[i] = std::log(a[i]);
+}
+template <__m128 (*Vec)(__m128)>
+void over_ps(int n, const float *a, float *y) {
+  int i = 0;
+  for (; i + 4 <= n; i += 4) _mm_storeu_ps(y + i, Vec(_mm_loadu_ps(a + i)));
+  for (; i < n; ++i) y[i] = std::log(a[i]);
+}
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -30,36 +49,16 @@ int main(int argc, char **argv) {
   add_unary<double>("dLn", "LA", _vexdLn_50, pos_d);
   add_unary<double>("dLn", "EP", _vexdLn_26, pos_d);
   add_unary<double>("dLn", "glibc", [](int n, const double *a, double *y) { loop_d(n, a, y, [](double x) { return std::log(x); }); }, pos_d);
-  add_unary<double>("dLn", "libmvec", [](int n, const double *a, double *y) {
-    int i = 0;
-    for (; i + 2 <= n; i += 2) _mm_storeu_pd(y + i, _ZGVbN2v_log(_mm_loadu_pd(a + i)));
-    for (; i < n; ++i) y[i] = std::log(a[i]);
-  }, pos_d);
-  add_unary<double>("dLn", "sleef_u10", [](int n, const double *a, double *y) {
-    int i = 0;
-    for (; i + 2 <= n; i += 2) _mm_storeu_pd(y + i, Sleef_logd2_u10sse4(_mm_loadu_pd(a + i)));
-    for (; i < n; ++i) y[i] = std::log(a[i]);
-  }, pos_d);
-  add_unary<double>("dLn", "sleef_u35", [](int n, const double *a, double *y) {
-    int i = 0;
-    for (; i + 2 <= n; i += 2) _mm_storeu_pd(y + i, Sleef_logd2_u35sse4(_mm_loadu_pd(a + i)));
-    for (; i < n; ++i) y[i] = std::log(a[i]);
-  }, pos_d);
+  add_unary<double>("dLn", "libmvec", over_pd<_ZGVbN2v_log>, pos_d);
+  add_unary<double>("dLn", "sleef_u10", over_pd<sleef_logd_u10>, pos_d);
+  add_unary<double>("dLn", "sleef_u35", over_pd<sleef_logd_u35>, pos_d);
 
   add_unary<float>("sLn", "HA", _vexsLn, pos_f);
   add_unary<float>("sLn", "LA", _vexsLn_21, pos_f);
   add_unary<float>("sLn", "EP", _vexsLn_11, pos_f);
   add_unary<float>("sLn", "glibc", [](int n, const float *a, float *y) { for (int i = 0; i < n; ++i) y[i] = std::log(a[i]); }, pos_f);
-  add_unary<float>("sLn", "sleef_u10", [](int n, const float *a, float *y) {
-    int i = 0;
-    for (; i + 4 <= n; i += 4) _mm_storeu_ps(y + i, Sleef_logf4_u10sse4(_mm_loadu_ps(a + i)));
-    for (; i < n; ++i) y[i] = std::log(a[i]);
-  }, pos_f);
-  add_unary<float>("sLn", "sleef_u35", [](int n, const float *a, float *y) {
-    int i = 0;
-    for (; i + 4 <= n; i += 4) _mm_storeu_ps(y + i, Sleef_logf4_u35sse4(_mm_loadu_ps(a + i)));
-    for (; i < n; ++i) y[i] = std::log(a[i]);
-  }, pos_f);
+  add_unary<float>("sLn", "sleef_u10", over_ps<sleef_logf_u10>, pos_f);
+  add_unary<float>("sLn", "sleef_u35", over_ps<sleef_logf_u35>, pos_f);
 
   add_binary<double>("dAdd", "HA", _vexdAdd, any_d, any_d);
   add_binary<double>("dAdd", "sse_loop", [](int n, const double *a, const double *b, double *y) {

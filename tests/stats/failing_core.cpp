@@ -1,0 +1,29 @@
+// A core library for tests: the real one, except that zyn_serv_allocate fails once a budget of
+// successful allocations is spent. Every other name is found in the real library, a dependency.
+#include <dlfcn.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+
+#define SHIM_API extern "C" __attribute__((visibility("default")))
+
+namespace {
+std::atomic<long> g_budget{-1};  // below 0: no limit
+}
+
+SHIM_API void failing_core_set_budget(long allocations) { g_budget = allocations; }
+
+SHIM_API void *zyn_serv_allocate(size_t size, int alignment) {
+  using Allocate = void *(*)(size_t, int);
+  static Allocate real = [] {
+    void *core = dlopen(ZYN_REAL_CORE, RTLD_NOW | RTLD_LOCAL);
+    if (core == nullptr) abort();
+    return reinterpret_cast<Allocate>(dlsym(core, "zyn_serv_allocate"));
+  }();
+  for (long b = g_budget.load(); b >= 0; b = g_budget.load()) {
+    if (b == 0) return nullptr;
+    if (g_budget.compare_exchange_weak(b, b - 1)) break;
+  }
+  return real(size, alignment);
+}
