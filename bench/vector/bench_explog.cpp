@@ -77,6 +77,17 @@ void levels_s(const std::string &g, SK la, SK ha, SK ep, std::function<double(si
   if (la != ha) add_unary<float>(g, "LA", la, as<float>(in));
   if (ep != la && ep != ha) add_unary<float>(g, "EP", ep, as<float>(in));
 }
+// The anchors of a group: glibc's loop, and libmvec's and SLEEF's u10 SSE4 functions where given.
+void anchors_d(const std::string &g, std::function<double(size_t)> in, DK glibc, DK libmvec, DK sleef) {
+  add_unary<double>(g, "glibc", glibc, in);
+  if (libmvec) add_unary<double>(g, "libmvec", libmvec, in);
+  add_unary<double>(g, "sleef_u10", sleef, in);
+}
+void anchors_s(const std::string &g, std::function<double(size_t)> in, SK glibc, SK libmvec, SK sleef) {
+  add_unary<float>(g, "glibc", glibc, as<float>(in));
+  if (libmvec) add_unary<float>(g, "libmvec", libmvec, as<float>(in));
+  add_unary<float>(g, "sleef_u10", sleef, as<float>(in));
+}
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -84,63 +95,55 @@ int main(int argc, char **argv) {
   auto sein = span(-85, 85), se2in = span(-125, 125), se10in = span(-37, 37);
 
   levels_d("dExp", _vexdExp_50, _vexdExp, _vexdExp_26, ein);
-  add_unary<double>("dExp", "glibc", loop_d<std::exp>, ein);
-  add_unary<double>("dExp", "libmvec", vec_d<_ZGVbN2v_exp, std::exp>, ein);
-  add_unary<double>("dExp", "sleef_u10", vec_d<Sleef_expd2_u10sse4, std::exp>, ein);
+  anchors_d("dExp", ein, loop_d<std::exp>, vec_d<_ZGVbN2v_exp, std::exp>,
+            vec_d<Sleef_expd2_u10sse4, std::exp>);
   levels_s("sExp", _vexsExp_21, _vexsExp, _vexsExp_11, sein);
-  add_unary<float>("sExp", "glibc", loop_s<std::exp>, as<float>(sein));
-  add_unary<float>("sExp", "libmvec", vec_s<_ZGVbN4v_expf, std::exp>, as<float>(sein));
-  add_unary<float>("sExp", "sleef_u10", vec_s<Sleef_expf4_u10sse4, std::exp>, as<float>(sein));
+  anchors_s("sExp", sein, loop_s<std::exp>, vec_s<_ZGVbN4v_expf, std::exp>,
+            vec_s<Sleef_expf4_u10sse4, std::exp>);
 
   levels_d("dExp2", _vexdExp2_50, _vexdExp2, _vexdExp2_26, e2in);
-  add_unary<double>("dExp2", "glibc", loop_d<std::exp2>, e2in);
-  add_unary<double>("dExp2", "libmvec", vec_d<_ZGVbN2v_exp2, std::exp2>, e2in);
-  add_unary<double>("dExp2", "sleef_u10", vec_d<Sleef_exp2d2_u10sse4, std::exp2>, e2in);
+  anchors_d("dExp2", e2in, loop_d<std::exp2>, vec_d<_ZGVbN2v_exp2, std::exp2>,
+            vec_d<Sleef_exp2d2_u10sse4, std::exp2>);
   levels_s("sExp2", _vexsExp2_21, _vexsExp2, _vexsExp2_11, se2in);
-  add_unary<float>("sExp2", "glibc", loop_s<std::exp2>, as<float>(se2in));
-  add_unary<float>("sExp2", "sleef_u10", vec_s<Sleef_exp2f4_u10sse4, std::exp2>, as<float>(se2in));
+  anchors_s("sExp2", se2in, loop_s<std::exp2>, nullptr,
+            vec_s<Sleef_exp2f4_u10sse4, std::exp2>);
 
   levels_d("dExp10", _vexdExp10_50, _vexdExp10, _vexdExp10_26, e10in);
-  add_unary<double>("dExp10", "glibc", loop_d<::exp10>, e10in);
-  add_unary<double>("dExp10", "libmvec", vec_d<_ZGVbN2v_exp10, ::exp10>, e10in);
-  add_unary<double>("dExp10", "sleef_u10", vec_d<Sleef_exp10d2_u10sse4, ::exp10>, e10in);
+  anchors_d("dExp10", e10in, loop_d<::exp10>, vec_d<_ZGVbN2v_exp10, ::exp10>,
+            vec_d<Sleef_exp10d2_u10sse4, ::exp10>);
   levels_s("sExp10", _vexsExp10_21, _vexsExp10, _vexsExp10_11, se10in);
-  add_unary<float>("sExp10", "glibc", loop_s<::exp10f>, as<float>(se10in));
-  add_unary<float>("sExp10", "sleef_u10", vec_s<Sleef_exp10f4_u10sse4, ::exp10f>, as<float>(se10in));
+  anchors_s("sExp10", se10in, loop_s<::exp10f>, nullptr,
+            vec_s<Sleef_exp10f4_u10sse4, ::exp10f>);
 
   levels_d("dExpm1", _vexdExpm1_50, _vexdExpm1, _vexdExpm1_26, m1in);
-  add_unary<double>("dExpm1", "glibc", loop_d<std::expm1>, m1in);
-  add_unary<double>("dExpm1", "libmvec", vec_d<_ZGVbN2v_expm1, std::expm1>, m1in);
-  add_unary<double>("dExpm1", "sleef_u10", vec_d<Sleef_expm1d2_u10sse4, std::expm1>, m1in);
+  anchors_d("dExpm1", m1in, loop_d<std::expm1>, vec_d<_ZGVbN2v_expm1, std::expm1>,
+            vec_d<Sleef_expm1d2_u10sse4, std::expm1>);
   levels_s("sExpm1", _vexsExpm1_21, _vexsExpm1, _vexsExpm1_11, m1in);
-  add_unary<float>("sExpm1", "glibc", loop_s<std::expm1>, as<float>(m1in));
-  add_unary<float>("sExpm1", "sleef_u10", vec_s<Sleef_expm1f4_u10sse4, std::expm1>, as<float>(m1in));
+  anchors_s("sExpm1", m1in, loop_s<std::expm1>, nullptr,
+            vec_s<Sleef_expm1f4_u10sse4, std::expm1>);
 
   levels_d("dLog2", _vexdLog2_50, _vexdLog2, _vexdLog2_26, pos_d);
-  add_unary<double>("dLog2", "glibc", loop_d<std::log2>, pos_d);
-  add_unary<double>("dLog2", "libmvec", vec_d<_ZGVbN2v_log2, std::log2>, pos_d);
-  add_unary<double>("dLog2", "sleef_u10", vec_d<Sleef_log2d2_u10sse4, std::log2>, pos_d);
+  anchors_d("dLog2", pos_d, loop_d<std::log2>, vec_d<_ZGVbN2v_log2, std::log2>,
+            vec_d<Sleef_log2d2_u10sse4, std::log2>);
   add_unary<double>("dLog2", "sleef_u35", vec_d<Sleef_log2d2_u35sse4, std::log2>, pos_d);
   levels_s("sLog2", _vexsLog2_21, _vexsLog2, _vexsLog2_11, pos_d);
-  add_unary<float>("sLog2", "glibc", loop_s<std::log2>, as<float>(pos_d));
-  add_unary<float>("sLog2", "sleef_u10", vec_s<Sleef_log2f4_u10sse4, std::log2>, as<float>(pos_d));
+  anchors_s("sLog2", pos_d, loop_s<std::log2>, nullptr,
+            vec_s<Sleef_log2f4_u10sse4, std::log2>);
 
   levels_d("dLog10", _vexdLog10_50, _vexdLog10, _vexdLog10_26, pos_d);
-  add_unary<double>("dLog10", "glibc", loop_d<std::log10>, pos_d);
-  add_unary<double>("dLog10", "libmvec", vec_d<_ZGVbN2v_log10, std::log10>, pos_d);
-  add_unary<double>("dLog10", "sleef_u10", vec_d<Sleef_log10d2_u10sse4, std::log10>, pos_d);
+  anchors_d("dLog10", pos_d, loop_d<std::log10>, vec_d<_ZGVbN2v_log10, std::log10>,
+            vec_d<Sleef_log10d2_u10sse4, std::log10>);
   levels_s("sLog10", _vexsLog10_21, _vexsLog10, _vexsLog10_11, pos_d);
-  add_unary<float>("sLog10", "glibc", loop_s<std::log10>, as<float>(pos_d));
-  add_unary<float>("sLog10", "sleef_u10", vec_s<Sleef_log10f4_u10sse4, std::log10>, as<float>(pos_d));
+  anchors_s("sLog10", pos_d, loop_s<std::log10>, nullptr,
+            vec_s<Sleef_log10f4_u10sse4, std::log10>);
 
   auto l1in = span(-0.9, 10);
   levels_d("dLog1p", _vexdLog1p_50, _vexdLog1p, _vexdLog1p_26, l1in);
-  add_unary<double>("dLog1p", "glibc", loop_d<std::log1p>, l1in);
-  add_unary<double>("dLog1p", "libmvec", vec_d<_ZGVbN2v_log1p, std::log1p>, l1in);
-  add_unary<double>("dLog1p", "sleef_u10", vec_d<Sleef_log1pd2_u10sse4, std::log1p>, l1in);
+  anchors_d("dLog1p", l1in, loop_d<std::log1p>, vec_d<_ZGVbN2v_log1p, std::log1p>,
+            vec_d<Sleef_log1pd2_u10sse4, std::log1p>);
   levels_s("sLog1p", _vexsLog1p_21, _vexsLog1p, _vexsLog1p_11, l1in);
-  add_unary<float>("sLog1p", "glibc", loop_s<std::log1p>, as<float>(l1in));
-  add_unary<float>("sLog1p", "sleef_u10", vec_s<Sleef_log1pf4_u10sse4, std::log1p>, as<float>(l1in));
+  anchors_s("sLog1p", l1in, loop_s<std::log1p>, nullptr,
+            vec_s<Sleef_log1pf4_u10sse4, std::log1p>);
 
   auto lbin = span(-1e6, 1e6);
   levels_d("dLogb", _vexdLogb_50, _vexdLogb, _vexdLogb_26, lbin);
