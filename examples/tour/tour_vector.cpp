@@ -1,5 +1,6 @@
 // The vector functions: the logarithm of a vector at its three accuracy levels, with the error
-// each level leaves, and an error callback that replaces the result of ln(0).
+// each level leaves, an error callback that replaces the result of ln(0), and the exponential
+// at the ends of its range.
 #include <cmath>
 #include <cstdio>
 
@@ -49,5 +50,19 @@ void tour_vector() {
     _vexSetErrorCallBack(old);
   else
     _vexClearErrorCallBack();
+  _vexClearErrStatus();
+
+  // The exponential at its three levels, up to the ends of the range: near the top a finite
+  // result, beyond it overflow; near the bottom a denormal result and then underflow to +0.
+  const int m = 7;
+  const double ex[m] = {-1.0, 1e-20, 0.5, 709.7, 710.0, -740.0, -746.0};
+  double ey[3][m];
+  _vexdExp_50(m, ex, ey[0]);
+  _vexdExp(m, ex, ey[1]);
+  _vexdExp_26(m, ex, ey[2]);
+  printf("  vdExp at three levels (statuses reported by the default mode):\n");
+  printf("  %-10s %-24s %-24s %-24s\n", "x", "LA", "HA", "EP");
+  for (int i = 0; i < m; ++i) printf("  %-10g %-24.17g %-24.17g %-24.17g\n", ex[i], ey[0][i], ey[1][i], ey[2][i]);
+  printf("    last status %d (4: underflow)\n", _vexGetErrStatus());
   _vexClearErrStatus();
 }

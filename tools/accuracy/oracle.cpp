@@ -56,16 +56,17 @@ Error error_generic(const Function &f, double y, double x, double x2, int p, int
   } else {
     mpfr_sub_d(d, r, y, MPFR_RNDN);
     mpfr_abs(d, d, MPFR_RNDN);
-    double diff = mpfr_get_d(d, MPFR_RNDN);
-    // the ratio in MPFR: a difference below the smallest denormal would round away in double
+    // ratios taken in MPFR: a difference near the denormal range would lose its digits in a double
     mpfr_t q;
     mpfr_init2(q, kPrec);
     mpfr_div_d(q, d, ulp_at(r, p, emin), MPFR_RNDN);
     err.ulp = mpfr_get_d(q, MPFR_RNDN);
-    mpfr_clear(q);
-    // relative down to the smallest normal of the type: subnormal results are judged absolutely
+    // relative to the result, but not below the type's smallest normal: denormal results
+    // carry absolute error
     double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), f.zero_scale), std::ldexp(1.0, emin - 1));
-    err.rel = scale > 0 ? diff / scale : (diff == 0 ? 0 : kInf);
+    mpfr_div_d(q, d, scale, MPFR_RNDN);
+    err.rel = mpfr_get_d(q, MPFR_RNDN);
+    mpfr_clear(q);
   }
   mpfr_clears(r, d, (mpfr_ptr)0);
   return err;

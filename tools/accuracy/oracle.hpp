@@ -28,7 +28,8 @@ struct Function {
   Mpfr2 f2;
   Domain dom[2];
   // EP accuracy is relative to max(|f|, zero_scale): absolute near the zeros of f when
-  // zero_scale > 0 (the level's error near a zero is meant to be absolute).
+  // zero_scale > 0 (the level's error near a zero is meant to be absolute). Denormal results
+  // are measured against the type's smallest normal.
   double zero_scale;
 };
 
