@@ -1,0 +1,214 @@
+// Erf, Erfc and CdfNorm: accuracy against MPFR at every level (random inputs and the tails down
+// to the underflow threshold), special values and underflow statuses, and results independent
+// of an element's position.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/vector/vector_test_util.hpp"
+#include "tools/accuracy/oracle.hpp"
+
+using namespace zyn::test;
+using namespace zyn::oracle;
+
+namespace {
+using DFn = void (*)(int, const double *, double *);
+using SFn = void (*)(int, const float *, float *);
+using DFnI = void (*)(int, const double *, int, double *, int);
+using SFnI = void (*)(int, const float *, int, float *, int);
+const char *kStems[3] = {"Erf", "Erfc", "CdfNorm"};
+const char *kLevel[3] = {"LA", "HA", "EP"};
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+DFn dfn(const std::string &stem, int lv) { return reinterpret_cast<DFn>(stub(stub_name('d', stem, lv))); }
+SFn sfn(const std::string &stem, int lv) { return reinterpret_cast<SFn>(stub(stub_name('s', stem, lv))); }
+DFnI dfni(const std::string &stem, int lv) {
+  return reinterpret_cast<DFnI>(stub(stub_name('d', stem + "I", lv)));
+}
+SFnI sfni(const std::string &stem, int lv) {
+  return reinterpret_cast<SFnI>(stub(stub_name('s', stem + "I", lv)));
+}
+
+void check_sweep(const std::string &name, int lv, const Sweep &s, bool single) {
+  if (lv == 2)
+    EXPECT_LE(s.max_rel, std::exp2(single ? -11 : -23)) << name << " EP at " << s.worst_x;
+  else
+    EXPECT_LE(s.max_ulp, lv == 1 ? 1.0 : 4.0) << name << " " << kLevel[lv] << " at " << s.worst_x;
+}
+
+std::vector<double> uniform(double a, double b, int n, unsigned seed) {
+  std::mt19937_64 g(seed);
+  std::uniform_real_distribution<double> u(a, b);
+  std::vector<double> v(n);
+  for (auto &x : v) x = u(g);
+  return v;
+}
+}  // namespace
+
+TEST(ErfAccuracy, WithinTargetsOverRandomInputs) {
+  const size_t count = 4000;  // MPFR erfc is slow in the tails: keeps the binary near 30 s
+  _vexSetMode(VEX_ERRMODE_IGNORE);
+  for (const char *stem : kStems) {
+    const Function &f = *find(stem);
+    auto xd = inputs_d(f.dom[0], count, 7);
+    auto xs = inputs_s(f.dom[0], count, 7);
+    for (int lv = 0; lv < 3; ++lv) {
+      check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
+      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
+    }
+  }
+  _vexSetMode(VEX_ERRMODE_DEFAULT);
+}
+
+// The tails keep their relative accuracy through the last normal binades into the denormals;
+// and the pieces' edges and the central/tail switch points are crossed densely.
+TEST(ErfAccuracy, TailsAndSwitchPoints) {
+  _vexSetMode(VEX_ERRMODE_IGNORE);
+  struct Range {
+    const char *stem;
+    double a, b;
+  } ranges[] = {{"Erfc", 20, 27.3},     {"Erfc", 0.4, 1.2},    {"Erfc", -1.2, -0.8}, {"Erfc", 4, 8},
+                {"CdfNorm", -38.6, -28}, {"CdfNorm", -1, -0.5}, {"CdfNorm", 1.2, 1.6}, {"CdfNorm", 7, 9},
+                {"Erf", 0.6, 1.2},       {"Erf", 5, 6.5}};
+  for (const Range &r : ranges) {
+    const Function &f = *find(r.stem);
+    auto xd = uniform(r.a, r.b, 800, 11);
+    std::vector<float> xs(xd.begin(), xd.end());
+    for (int lv = 0; lv < 3; ++lv) {
+      SCOPED_TRACE(std::string(r.stem) + " on [" + std::to_string(r.a) + ", " + std::to_string(r.b) + "]");
+      check_sweep(std::string("d") + r.stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(r.stem, lv)), xd, {}), false);
+      check_sweep(std::string("s") + r.stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(r.stem, lv)), xs, {}), true);
+    }
+  }
+  _vexSetMode(VEX_ERRMODE_DEFAULT);
+}
+
+TEST(ErfSpecials, LimitsNaNAndUnderflowStatuses) {
+  for (int lv = 0; lv < 3; ++lv) {
+    SCOPED_TRACE(kLevel[lv]);
+    {
+      ReportLog log;
+      const double in[] = {0.0, -0.0, kInf, -kInf, NAN, 1e-310, 0x1p-1000, 6.5, -30.0};
+      double y[9];
+      dfn("Erf", lv)(9, in, y);
+      EXPECT_EQ(bits(y[0]), bits(0.0));
+      EXPECT_EQ(bits(y[1]), bits(-0.0));
+      EXPECT_EQ(y[2], 1.0);
+      EXPECT_EQ(y[3], -1.0);
+      EXPECT_TRUE(std::isnan(y[4]));
+      EXPECT_EQ(y[5], reference_d(*find("Erf"), 1e-310));
+      EXPECT_EQ(y[6], reference_d(*find("Erf"), 0x1p-1000));
+      EXPECT_EQ(y[7], 1.0);
+      EXPECT_EQ(y[8], -1.0);
+      ASSERT_EQ(ReportLog::log().size(), 1u);
+      EXPECT_EQ(ReportLog::log()[0].code, STATUS_UNDERFLOW);
+      EXPECT_EQ(ReportLog::log()[0].index, 5);
+      EXPECT_EQ(_vexGetErrStatus(), STATUS_UNDERFLOW);
+    }
+    {
+      ReportLog log;
+      const double in[] = {kInf, -kInf, NAN, 26.0, 27.0, 40.0, -40.0, 0.0};
+      double y[8];
+      dfn("Erfc", lv)(8, in, y);
+      EXPECT_EQ(bits(y[0]), bits(0.0));
+      EXPECT_EQ(y[1], 2.0);
+      EXPECT_TRUE(std::isnan(y[2]));
+      EXPECT_GE(y[3], DBL_MIN);
+      EXPECT_GT(y[4], 0.0);
+      EXPECT_LT(y[4], DBL_MIN);
+      EXPECT_EQ(bits(y[5]), bits(0.0));
+      EXPECT_EQ(y[6], 2.0);
+      EXPECT_EQ(y[7], 1.0);
+      auto &r = ReportLog::log();
+      ASSERT_EQ(r.size(), 2u);
+      EXPECT_EQ(r[0].index, 4);
+      EXPECT_EQ(r[0].code, STATUS_UNDERFLOW);
+      EXPECT_EQ(r[1].index, 5);
+      EXPECT_EQ(r[1].code, STATUS_UNDERFLOW);
+    }
+    {
+      ReportLog log;
+      const double in[] = {-kInf, kInf, NAN, -38.0, -40.0, 40.0, 0.0};
+      double y[7];
+      dfn("CdfNorm", lv)(7, in, y);
+      EXPECT_EQ(bits(y[0]), bits(0.0));
+      EXPECT_EQ(y[1], 1.0);
+      EXPECT_TRUE(std::isnan(y[2]));
+      EXPECT_GT(y[3], 0.0);
+      EXPECT_LT(y[3], DBL_MIN);
+      EXPECT_EQ(bits(y[4]), bits(0.0));
+      EXPECT_EQ(y[5], 1.0);
+      EXPECT_EQ(y[6], 0.5);
+      auto &r = ReportLog::log();
+      ASSERT_EQ(r.size(), 2u);
+      EXPECT_EQ(r[0].index, 3);
+      EXPECT_EQ(r[1].index, 4);
+      EXPECT_EQ(r[1].code, STATUS_UNDERFLOW);
+    }
+    {
+      // single: the thresholds are those of float
+      ReportLog log;
+      const float e[] = {1e-40f, 1e-30f, 9.5f, 12.0f, 8.9f};
+      float y[5];
+      sfn("Erf", lv)(2, e, y);
+      sfn("Erfc", lv)(3, e + 2, y + 2);
+      EXPECT_GT(y[0], 0.0f);
+      EXPECT_LT(y[0], FLT_MIN);
+      EXPECT_GT(y[2], 0.0f);
+      EXPECT_LT(y[2], FLT_MIN);
+      EXPECT_EQ(y[3], 0.0f);
+      EXPECT_GE(y[4], FLT_MIN);
+      const float c[] = {-13.5f, -12.0f};
+      sfn("CdfNorm", lv)(2, c, y);
+      EXPECT_LT(y[0], FLT_MIN);
+      EXPECT_GE(y[1], FLT_MIN);
+      auto &r = ReportLog::log();
+      ASSERT_EQ(r.size(), 4u);
+      EXPECT_EQ(r[0].index, 0);
+      EXPECT_EQ(r[1].index, 0);
+      EXPECT_EQ(r[2].index, 1);
+      EXPECT_EQ(r[3].index, 0);
+      for (auto &x : r) EXPECT_EQ(x.code, STATUS_UNDERFLOW);
+    }
+  }
+}
+
+// Block, padded tail, alone and strided: the same bits.
+TEST(ErfPositions, ResultIndependentOfPosition) {
+  _vexSetMode(VEX_ERRMODE_IGNORE);
+  std::vector<double> x = uniform(-40, 30, 37, 5);
+  const double extra[] = {0.3, -0.7, 1.0, 0.5, -1.0, 1e-310, 26.7, -37.9, 8.0, NAN, -kInf, 2.0};
+  for (int i = 0; i < 12; ++i) x[3 * i] = extra[i];
+  const int n = static_cast<int>(x.size());
+  std::vector<float> xf(x.begin(), x.end());
+  for (const char *stem : kStems) {
+    for (int lv = 0; lv < 3; ++lv) {
+      SCOPED_TRACE(std::string(stem) + " " + kLevel[lv]);
+      std::vector<double> all(n), strided(3 * n);
+      std::vector<double> xs(3 * n);
+      for (int i = 0; i < n; ++i) xs[3 * i] = x[i];
+      dfn(stem, lv)(n, x.data(), all.data());
+      dfni(stem, lv)(n, xs.data(), 3, strided.data(), 3);
+      std::vector<float> allf(n), stridedf(2 * n), xsf(2 * n);
+      for (int i = 0; i < n; ++i) xsf[2 * i] = xf[i];
+      sfn(stem, lv)(n, xf.data(), allf.data());
+      sfni(stem, lv)(n, xsf.data(), 2, stridedf.data(), 2);
+      for (int i = 0; i < n; ++i) {
+        double one;
+        float onef;
+        dfn(stem, lv)(1, &x[i], &one);
+        sfn(stem, lv)(1, &xf[i], &onef);
+        EXPECT_EQ(bits(all[i]), bits(one)) << x[i];
+        EXPECT_EQ(bits(all[i]), bits(strided[3 * i])) << x[i];
+        EXPECT_EQ(bits(allf[i]), bits(onef)) << xf[i];
+        EXPECT_EQ(bits(allf[i]), bits(stridedf[2 * i])) << xf[i];
+      }
+    }
+  }
+  _vexSetMode(VEX_ERRMODE_DEFAULT);
+}

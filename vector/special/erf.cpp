@@ -1,0 +1,210 @@
+// Error functions: Erf, Erfc and CdfNorm, double and single, at three levels.
+//
+// With sigma = 1 (erf, erfc) or 1/sqrt(2) (CdfNorm(x) = erfc(-x / sqrt 2) / 2) and the generated
+// tables of erf_data.hpp:
+//   central, sigma |x| <= 1 (erf: |x| < 3/4): erf(sigma x) = x c0 + x (c0_low + z R), with x c0_high exact (Dekker);
+//     erfc and CdfNorm take 1 -+ erf as a double-double sum before the one rounding.
+//   tail, t = sigma |x| >= 1/2: erfc(t) = e^(-t^2) (k0 + K(u)) on eighth binades of t. sigma^2 x^2
+//     is split exactly into h + l, e^(-h - l) = scale (1 + q) from the exponential's table, and
+//     scale k0 is formed exactly, so that the result is rounded once: relative error below
+//     0.52 ulp down to the underflow threshold. For sigma = 1/sqrt(2), t carries its low part
+//     into K through K' = 2 t R - 2 / sqrt(pi).
+//   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
+//     (or erfc to 2).
+// All three levels evaluate this algorithm (below 0.6 ulp); single rows evaluate it in double
+// and round once. Results below the smallest normal of the row's type, and tiny erf arguments,
+// take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
+// STATUS_UNDERFLOW for denormal or vanished results.
+#include <cfloat>
+#include <cmath>
+
+#include "vector/explog/exp_core.hpp"
+#include "vector/roots/policy.hpp"
+#include "vector/special/erf_data.hpp"
+#include "vector/trig/dd.hpp"
+
+namespace zyn::vk {
+namespace {
+using V = __m128d;
+using dd::set;
+
+constexpr double kInvSqrt2Hi = 0x1.6a09e667f3bcdp-1, kInvSqrt2Lo = -0x1.bdd3413b26456p-55;
+constexpr double kTwoOverSqrtPi = 0x1.20dd750429b6dp+0;
+
+template <int N>
+inline V horner(V t, const double *c) {
+  V p = set(c[0]);
+  for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
+  return p;
+}
+
+// erf(sigma x) = hi + lo for sigma |x| <= 1 (scale 0: sigma = 1, 1: sigma = 1/sqrt 2).
+template <int kSc>
+inline void erf_central(V x, V &hi, V &lo) {
+  const data::ErfCentral &c = data::erf_central[kSc];
+  V z = _mm_mul_pd(x, x);
+  V s = _mm_sub_pd(kSc == 0 ? _mm_add_pd(z, z) : z, set(1.0));  // 2 sigma^2 z - 1
+  V R = horner<data::kErfCentralDeg>(s, c.r);
+  V pl;
+  dd::two_prod(x, set(c.c0[0]), hi, pl);
+  lo = _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(x, set(c.c0[1]))), _mm_mul_pd(_mm_mul_pd(x, z), R));
+}
+
+// erfc(sigma a) 2^kBias for t = sigma a in [1/2, 32) where 2^kBias e^(-t^2) is normal.
+template <int kSc, long long kBias>
+inline V erfc_tail(V a) {
+  V h, l, t, tl = _mm_setzero_pd();
+  dd::two_prod(a, a, h, l);
+  if constexpr (kSc == 1) {
+    h = _mm_mul_pd(h, set(0.5));
+    l = _mm_mul_pd(l, set(0.5));
+    dd::two_prod(a, set(kInvSqrt2Hi), t, tl);
+    tl = _mm_add_pd(tl, _mm_mul_pd(a, set(kInvSqrt2Lo)));
+  } else {
+    t = a;
+  }
+  __m128i nbits;
+  V r = _mm_sub_pd(exp_reduce128<ExpBase::E, true>(_mm_sub_pd(_mm_setzero_pd(), h), nbits), l);
+  nbits = _mm_add_epi64(nbits, _mm_set1_epi64x(kBias * 128));
+  V scale, etail;
+  exp_lookup128(nbits, scale, etail);
+  V q = expm1_poly(r, etail);
+
+  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(t), 49), _mm_set1_epi64x(0x3fe << 3));
+  int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
+  j0 = j0 < 0 ? 0 : j0 >= data::kErfcPieces ? data::kErfcPieces - 1 : j0;
+  j1 = j1 < 0 ? 0 : j1 >= data::kErfcPieces ? data::kErfcPieces - 1 : j1;
+  const data::ErfcPiece &p0 = data::erfc_tail[j0], &p1 = data::erfc_tail[j1];
+  V u = _mm_mul_pd(_mm_sub_pd(t, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
+  V K = _mm_setr_pd(p0.c[0], p1.c[0]);
+  for (int i = 1; i <= data::kErfcTailDeg; ++i) K = _mm_add_pd(_mm_mul_pd(K, u), _mm_setr_pd(p0.c[i], p1.c[i]));
+  V k0 = _mm_setr_pd(p0.k0, p1.k0);
+  V R = _mm_add_pd(k0, K);
+  if constexpr (kSc == 1)
+    K = _mm_add_pd(K, _mm_mul_pd(tl, _mm_sub_pd(_mm_mul_pd(_mm_add_pd(t, t), R), set(kTwoOverSqrtPi))));
+  V ph, pl;
+  dd::two_prod(scale, k0, ph, pl);
+  return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
+}
+
+inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
+
+enum Fn { kErf, kErfc, kCdfNorm };
+
+template <bool kDouble, Fn kFn>
+struct ErfF {
+  static constexpr const char *kName = kFn == kErf    ? (kDouble ? "vdErf" : "vsErf")
+                                       : kFn == kErfc ? (kDouble ? "vdErfc" : "vsErfc")
+                                                      : (kDouble ? "vdCdfNorm" : "vsCdfNorm");
+  static constexpr double kMin = kDouble ? DBL_MIN : FLT_MIN;
+  // edges of the vector path: erf arguments below kTiny; erfc arguments above kFar, CdfNorm
+  // arguments below -kFar sqrt 2, where results fall below kMin
+  static constexpr double kTiny = kDouble ? 0x1p-1000 : 0x1p-125;
+  static constexpr double kFar = kDouble ? 26.5 : 9.0;
+  static constexpr long long kBias = 600;  // scalar tail: 2^-1075 < e^(-27.5^2) 2^600 normal
+
+  template <long long kB>
+  static V eval(V x) {
+    const V zero = _mm_setzero_pd();
+    V hi, lo, s, e;
+    if constexpr (kFn == kErf) {
+      V a = abs_d(x), central = _mm_cmplt_pd(a, set(0.75));  // 1.3 ulp near 1 otherwise
+      erf_central<0>(x, hi, lo);
+      V rc = _mm_add_pd(hi, lo);
+      if (_mm_movemask_pd(central) == 3) return rc;
+      V y = erfc_tail<0, 0>(_mm_blendv_pd(_mm_min_pd(a, set(6.0)), set(1.0), central));
+      V rt = _mm_or_pd(_mm_sub_pd(set(1.0), y), _mm_and_pd(x, set(-0.0)));
+      return _mm_blendv_pd(rt, rc, central);
+    } else if constexpr (kFn == kErfc) {
+      V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-1.0)), _mm_cmplt_pd(x, set(0.5)));
+      erf_central<0>(_mm_and_pd(x, central), hi, lo);
+      dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
+      V rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
+      if (_mm_movemask_pd(central) == 3) return rc;
+      V neg = _mm_cmplt_pd(x, zero);
+      V a = _mm_blendv_pd(x, _mm_min_pd(abs_d(x), set(6.0)), neg);
+      V y = erfc_tail<0, kB>(_mm_blendv_pd(a, set(1.0), central));
+      V rt = _mm_blendv_pd(y, _mm_sub_pd(set(2.0), y), neg);
+      return _mm_blendv_pd(rt, rc, central);
+    } else {
+      V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-0.708)), _mm_cmplt_pd(x, set(1.414)));
+      erf_central<1>(_mm_and_pd(x, central), hi, lo);
+      dd::two_sum(set(1.0), hi, s, e);
+      V rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
+      if (_mm_movemask_pd(central) == 3) return rc;
+      V pos = _mm_cmpgt_pd(x, zero);
+      V a = _mm_blendv_pd(abs_d(x), _mm_min_pd(x, set(8.5)), pos);
+      V y = _mm_mul_pd(set(0.5), erfc_tail<1, kB>(_mm_blendv_pd(a, set(2.0), central)));
+      V rt = _mm_blendv_pd(y, _mm_sub_pd(set(1.0), y), pos);
+      return _mm_blendv_pd(rt, rc, central);
+    }
+  }
+
+  static V eval_d(V x) { return eval<0>(x); }
+  static int bad_d(V x) {
+    V ok;
+    if constexpr (kFn == kErf)
+      ok = _mm_cmpge_pd(abs_d(x), set(kTiny));
+    else if constexpr (kFn == kErfc)
+      ok = _mm_cmplt_pd(x, set(kFar));
+    else
+      ok = _mm_cmpgt_pd(x, set(-kFar * kInvSqrt2Hi * 2));
+    return _mm_movemask_pd(ok) ^ 3;
+  }
+  static int scalar(double x, double *r) {
+    if (std::isnan(x)) {
+      *r = x + x;
+      return 0;
+    }
+    if (std::isinf(x)) {
+      *r = kFn == kErf ? std::copysign(1.0, x) : kFn == kErfc ? (x > 0 ? 0.0 : 2.0) : (x > 0 ? 1.0 : 0.0);
+      return 0;
+    }
+    if (kFn == kErf && x == 0) {
+      *r = x;
+      return 0;
+    }
+    double v;
+    const double t = kFn == kCdfNorm ? -x * kInvSqrt2Hi : x;  // sigma |x| on the tail's side
+    if (kFn == kErf && std::fabs(x) < kTiny) {
+      V hi, lo;
+      erf_central<0>(_mm_set_sd(x * 0x1p100), hi, lo);  // erf is linear here: c0 x 2^100
+      v = _mm_cvtsd_f64(_mm_add_sd(hi, lo)) * 0x1p-100;
+    } else if (kFn != kErf && t > 27.5) {
+      v = runtime_mul(0x1p-600, 0x1p-600);  // below 2^-1100: zero, with the underflow flag
+    } else if (kFn != kErf && t >= 26.5) {
+      v = _mm_cvtsd_f64(eval<kBias>(_mm_set_sd(x))) * std::ldexp(1.0, -kBias);
+    } else {
+      v = eval_one<ErfF>(x);
+    }
+    *r = v;
+    const double rounded = kDouble ? v : static_cast<double>(static_cast<float>(v));
+    return std::fabs(rounded) < kMin ? STATUS_UNDERFLOW : 0;
+  }
+};
+
+template <Fn kFn>
+using D = UnaryK<double, ErfF<true, kFn>>;
+template <Fn kFn>
+using S = UnaryK<float, ErfF<false, kFn>>;
+using DErf = D<kErf>;
+using SErf = S<kErf>;
+using DErfc = D<kErfc>;
+using SErfc = S<kErfc>;
+using DCdfNorm = D<kCdfNorm>;
+using SCdfNorm = S<kCdfNorm>;
+}  // namespace
+
+// One algorithm serves every level (its error is within the HA bound).
+#define ZYN_ERF_LEVELS(row, P)  \
+  ZYN_UNARY_KERNELS(row, LA, P) \
+  ZYN_UNARY_KERNELS(row, HA, P) \
+  ZYN_UNARY_KERNELS(row, EP, P)
+ZYN_ERF_LEVELS(dErf, DErf)
+ZYN_ERF_LEVELS(sErf, SErf)
+ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
+ZYN_ERF_LEVELS(sErfc, SErfc)
+ZYN_ERF_LEVELS(dCdfNorm, DCdfNorm)
+ZYN_ERF_LEVELS(sCdfNorm, SCdfNorm)
+
+}  // namespace zyn::vk

@@ -1,0 +1,30 @@
+// Tables of the error functions, generated at build time by tools/gen_tables/erf_tables.cpp
+// (Chebyshev interpolation with MPFR, converted to monomials).
+//
+// For scale sigma (1: erf, erfc; 1/sqrt(2): the normal distribution function):
+//   central, sigma |x| <= 1: erf(sigma x) = x (c0 + z R(s)), z = x^2, s = 2 sigma^2 z - 1.
+//   tail, t = sigma |x| in [1/2, 32), 48 pieces of an eighth of a binade each:
+//     erfc(t) = e^(-t^2) (k0 + K(u)), u = (t - mid) / half, k0 = erfc(mid) e^(mid^2), so that
+//     K is small and its rounding negligible. The tail table does not depend on sigma.
+// Relative error of each rounded polynomial, in the result it lands in: tail below 2^-57,
+// central below 2^-55 (at z = zmax; rounding of the coefficients).
+#pragma once
+
+namespace zyn::vk::data {
+
+inline constexpr int kErfCentralDeg = 14;
+inline constexpr int kErfcTailDeg = 15;
+inline constexpr int kErfcPieces = 48;
+
+struct ErfcPiece {
+  double mid, inv_half, k0;
+  double c[kErfcTailDeg + 1];  // highest degree first
+};
+struct ErfCentral {
+  double c0[2];  // 2 sigma / sqrt(pi) as high and low
+  double r[kErfCentralDeg + 1];
+};
+extern const ErfCentral erf_central[2];  // [0] sigma = 1, [1] sigma = 1/sqrt(2)
+extern const ErfcPiece erfc_tail[kErfcPieces];
+
+}  // namespace zyn::vk::data
