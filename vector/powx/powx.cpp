@@ -181,40 +181,44 @@ using Unary = void (*)(int, const T *, T *);
 template <class T>
 using UnaryI = void (*)(int, const T *, int, T *, int);
 
-// The row that computes x^b for a special b, or null.
+// The index of b among the exponents with a row of their own (the rows of ZYN_POWX_ROWS), or -1.
+template <class T>
+int special_index(T b) {
+  const T special[] = {T(0.5), T(-0.5), T(1) / T(3), T(-1) / T(3), T(-1)};
+  for (int j = 0; j < 5; ++j)
+    if (b == special[j]) return j;
+  return -1;
+}
+// The slots of those rows for type letter t, contiguous (S empty) or strided (S = I).
+#define ZYN_POWX_ROWS(t, S)                                                                       \
+  {                                                                                               \
+    zyn_vex_kernel_##t##Sqrt##S##_ttab[level], zyn_vex_kernel_##t##InvSqrt##S##_ttab[level],    \
+        zyn_vex_kernel_##t##Cbrt##S##_ttab[level], zyn_vex_kernel_##t##InvCbrt##S##_ttab[level], \
+        zyn_vex_kernel_##t##Inv##S##_ttab[level]                                                 \
+  }
 template <class T>
 Unary<T> special_row(T b, int level) {
+  int j = special_index(b);
+  if (j < 0) return nullptr;
   if constexpr (sizeof(T) == 8) {
-    if (b == 0.5) return zyn_vex_kernel_dSqrt_ttab[level];
-    if (b == -0.5) return zyn_vex_kernel_dInvSqrt_ttab[level];
-    if (b == 1.0 / 3) return zyn_vex_kernel_dCbrt_ttab[level];
-    if (b == -1.0 / 3) return zyn_vex_kernel_dInvCbrt_ttab[level];
-    if (b == -1.0) return zyn_vex_kernel_dInv_ttab[level];
+    const Unary<T> rows[] = ZYN_POWX_ROWS(d, );
+    return rows[j];
   } else {
-    if (b == 0.5f) return zyn_vex_kernel_sSqrt_ttab[level];
-    if (b == -0.5f) return zyn_vex_kernel_sInvSqrt_ttab[level];
-    if (b == 1.0f / 3) return zyn_vex_kernel_sCbrt_ttab[level];
-    if (b == -1.0f / 3) return zyn_vex_kernel_sInvCbrt_ttab[level];
-    if (b == -1.0f) return zyn_vex_kernel_sInv_ttab[level];
+    const Unary<T> rows[] = ZYN_POWX_ROWS(s, );
+    return rows[j];
   }
-  return nullptr;
 }
 template <class T>
 UnaryI<T> special_row_i(T b, int level) {
+  int j = special_index(b);
+  if (j < 0) return nullptr;
   if constexpr (sizeof(T) == 8) {
-    if (b == 0.5) return zyn_vex_kernel_dSqrtI_ttab[level];
-    if (b == -0.5) return zyn_vex_kernel_dInvSqrtI_ttab[level];
-    if (b == 1.0 / 3) return zyn_vex_kernel_dCbrtI_ttab[level];
-    if (b == -1.0 / 3) return zyn_vex_kernel_dInvCbrtI_ttab[level];
-    if (b == -1.0) return zyn_vex_kernel_dInvI_ttab[level];
+    const UnaryI<T> rows[] = ZYN_POWX_ROWS(d, I);
+    return rows[j];
   } else {
-    if (b == 0.5f) return zyn_vex_kernel_sSqrtI_ttab[level];
-    if (b == -0.5f) return zyn_vex_kernel_sInvSqrtI_ttab[level];
-    if (b == 1.0f / 3) return zyn_vex_kernel_sCbrtI_ttab[level];
-    if (b == -1.0f / 3) return zyn_vex_kernel_sInvCbrtI_ttab[level];
-    if (b == -1.0f) return zyn_vex_kernel_sInvI_ttab[level];
+    const UnaryI<T> rows[] = ZYN_POWX_ROWS(s, I);
+    return rows[j];
   }
-  return nullptr;
 }
 
 // Element i of a (stride inca) to element i of y (stride incy). The reporter reads element
