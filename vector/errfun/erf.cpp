@@ -20,7 +20,7 @@
 
 #include "vector/explog/exp_core.hpp"
 #include "vector/roots/policy.hpp"
-#include "vector/special/erf_data.hpp"
+#include "vector/errfun/erf_data.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {

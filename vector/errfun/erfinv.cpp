@@ -17,7 +17,7 @@
 #include <cmath>
 
 #include "vector/roots/policy.hpp"
-#include "vector/special/erfinv_data.hpp"
+#include "vector/errfun/erfinv_data.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
