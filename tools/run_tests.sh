@@ -9,7 +9,9 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=Release > /dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
 if [ "${ZYN_SKIP_SANITIZE:-0}" != 1 ]; then
-  cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZYN_SANITIZE=ON > /dev/null
+  # -O1 without debug information: the sanitizers need no more, and the build is much faster.
+  cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 \
+    -DCMAKE_C_FLAGS_RELEASE=-O1 -DZYN_SANITIZE=ON > /dev/null
   cmake --build build-asan -j"$jobs"
   ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
     ctest --test-dir build-asan --output-on-failure -j"$jobs" -LE no_sanitize
