@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "vector/skeleton/simd.hpp"
 #include "zyn/vex.h"
 
 namespace zyn::test {
@@ -44,16 +45,7 @@ class ReportLog {
   VexErrorCallBack old_cb_;
 };
 
-inline uint64_t bits(double x) {
-  uint64_t u;
-  memcpy(&u, &x, 8);
-  return u;
-}
-inline uint32_t bits(float x) {
-  uint32_t u;
-  memcpy(&u, &x, 4);
-  return u;
-}
+using zyn::vk::bits;  // bit patterns of doubles and floats
 inline uint16_t x87_cw() {
   uint16_t cw;
   asm volatile("fnstcw %0" : "=m"(cw));

@@ -40,15 +40,12 @@ double ln_ep_formula(double x, double extra) {
   return (k * kLn2Ep + ln_ep[idx][1]) + ((u + (-0.5) * u * u) + extra);
 }
 
-struct LnDoubleEp {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kInputs = 1, kOutputs = 1, kBlock = 4;
+struct LnDoubleEp : UnaryPolicy<double> {
+  static constexpr int kBlock = 4;
   static constexpr X87Kind kX87 = X87Kind::Double;
   static constexpr MxKind kMxcsr = MxKind::MasksOnly;
   static constexpr Tail kTail = Tail::Scalar;
   static constexpr BadBlock kBadBlock = BadBlock::WholeBlock;
-  static constexpr T kPad[1] = {0.75};
   static constexpr const char *kName = "vdLn";
 
   // Ordinary when the high word h is in [0x00100000, 0x7fefffff]: h + 0xffefffff, unsigned,
@@ -112,15 +109,8 @@ struct LnDoubleEp {
 // ---- double, LA and HA -----------------------------------------------------------------------
 
 template <bool kHa>
-struct LnDoubleLaHa {
-  using T = double;
-  using V = __m128d;
-  static constexpr int kInputs = 1, kOutputs = 1, kBlock = 8;
-  static constexpr X87Kind kX87 = X87Kind::MasksOnly;
-  static constexpr MxKind kMxcsr = MxKind::ModeDriven;
-  static constexpr Tail kTail = Tail::Padded;
-  static constexpr BadBlock kBadBlock = BadBlock::Lanes;
-  static constexpr T kPad[1] = {0.75};
+struct LnDoubleLaHa : UnaryPolicy<double> {
+  static constexpr int kBlock = 8;
   static constexpr const char *kName = "vdLn";
 
   static int bad(const V *x) { return bad_not_positive_normal(x[0]); }
@@ -135,15 +125,8 @@ struct LnDoubleLaHa {
 // ---- single ------------------------------------------------------------------------------------
 
 template <const SLnCoeffs &C>
-struct LnSingle {
-  using T = float;
-  using V = __m128;
-  static constexpr int kInputs = 1, kOutputs = 1, kBlock = 32;
-  static constexpr X87Kind kX87 = X87Kind::MasksOnly;
-  static constexpr MxKind kMxcsr = MxKind::ModeDriven;
-  static constexpr Tail kTail = Tail::Padded;
-  static constexpr BadBlock kBadBlock = BadBlock::Lanes;
-  static constexpr T kPad[1] = {0.75f};
+struct LnSingle : UnaryPolicy<float> {
+  static constexpr int kBlock = 32;
   static constexpr const char *kName = "vsLn";
 
   // zero, denormals, negatives, infinities and NaNs: ix + 0x800000 below 0x1000000, signed

@@ -47,6 +47,20 @@ inline void report(int status, int index, const float *a1, const float *a2, floa
   frame::ReportErrorS(status, index, a1, a2, r1, r2, name);
 }
 
+// The common choices of a one-input, one-result policy: mode-driven, masks-only x87, bad lanes
+// one by one, padded tail with 0.75. A policy derives from it and redeclares what differs.
+template <class Elem>
+struct UnaryPolicy {
+  using T = Elem;
+  using V = typename Simd<Elem>::V;
+  static constexpr int kInputs = 1, kOutputs = 1;
+  static constexpr X87Kind kX87 = X87Kind::MasksOnly;
+  static constexpr MxKind kMxcsr = MxKind::ModeDriven;
+  static constexpr Tail kTail = Tail::Padded;
+  static constexpr BadBlock kBadBlock = BadBlock::Lanes;
+  static constexpr T kPad[1] = {T(0.75)};
+};
+
 template <class T, int NI, int NO>
 struct Contiguous {
   const T *in[NI];
