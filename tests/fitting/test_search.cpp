@@ -191,12 +191,13 @@ TEST(FittingSearch, UniformSitesExpanded) {
     std::vector<double> ends = {-0.5, 10.5};
     DfTask *t = nullptr;
     ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, 100, x.data(), 0, 0, nullptr, 0, 1), 0);
-    std::vector<int64_t> cell(n);
+    std::vector<int64_t> cell(n + 1, -5);
     ASSERT_EQ(zyn_df_kernel_dDFSearch1D(t, 0, n, ends.data(), DF_UNIFORM_PARTITION_SITES, nullptr,
                                         cell.data(), nullptr, nullptr, &zyn_serv_df_threading), 0);
     const double h = (ends[1] - ends[0]) / static_cast<double>(n - 1);
     for (int64_t i = 0; i < n; ++i)
       ASSERT_EQ(cell[i], scan_cell(x, static_cast<double>(i) * h + ends[0])) << i;
+    EXPECT_EQ(cell[n], -5);  // nothing past the end
     zyn_df_kernel_DeleteTask(&t);
   }
 }
