@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 #include "reference.hpp"
 #include "zyn/rng.h"
@@ -19,22 +20,19 @@ int make(int id, StreamState **s, int n = 0, const uint32_t *seed = nullptr) {
 TEST(Registry, StartsWithSixteenRows) { EXPECT_EQ(__rnxGetNumRegBrngs(), RNX_REG_BUILTIN_ROWS); }
 
 TEST(Registry, IdResolution) {
-  int row = -1, sub = -1;
-  EXPECT_EQ(__rnxGetBrngBaseOffset(RNX_BRNG_WH + 17, &row, &sub), __RegBrngsNew);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 17);
-  EXPECT_EQ(__rnxGetBrngBaseOffset(10, &row, &sub), __RegBrngs);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 6);
-  EXPECT_EQ(__rnxGetBrngBaseOffset(276, &row, &sub), __RegBrngs);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 272);
-  __rnxGetBrngBaseOffset(277, &row, &sub);
-  EXPECT_EQ(row, 277);
-  EXPECT_EQ(sub, 0);
-  __rnxGetBrngBaseOffset(RNX_BRNG_PHILOX4X32X10 + 5, &row, &sub);
-  EXPECT_EQ(row, 15);
-  EXPECT_EQ(sub, 5);
+  struct Case {
+    int id;
+    const BrngEntry *table;
+    int row, sub;
+  };
+  const Case cases[] = {{RNX_BRNG_WH + 17, __RegBrngsNew, 4, 17}, {10, __RegBrngs, 4, 6},
+                        {276, __RegBrngs, 4, 272},                 {277, __RegBrngs, 277, 0},
+                        {RNX_BRNG_PHILOX4X32X10 + 5, __RegBrngsNew, 15, 5}};
+  for (const Case &c : cases) {
+    int row = -1, sub = -1;
+    EXPECT_EQ(__rnxGetBrngBaseOffset(c.id, &row, &sub), c.table) << c.id;
+    EXPECT_EQ(std::pair(row, sub), std::pair(c.row, c.sub)) << c.id;
+  }
   // the old table: WH repeated over rows 4..276, then four zero rows
   for (int r = 4; r <= 276; ++r) EXPECT_EQ(std::memcmp(&__RegBrngs[r], &__RegBrngs[4], sizeof(BrngEntry)), 0);
   EXPECT_EQ(__RegBrngs[4].iGen, __rnxiBRngWH);
@@ -45,16 +43,17 @@ TEST(Registry, IdResolution) {
 }
 
 TEST(Registry, Validity) {
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 279, 0), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 280, 99), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 281, 0), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, 272), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, 273), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 8, 6023), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 8, 6024), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 0, 1), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, -1), 0);  // sub compared as a signed number
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 16, 0), RNX_STATUS_BAD_BRNG);
+  struct Case {
+    const BrngEntry *table;
+    int row, sub, status;
+  };
+  // sub is compared as a signed number
+  const Case cases[] = {{__RegBrngs, 279, 0, 0},      {__RegBrngs, 280, 99, 0},   {__RegBrngs, 281, 0, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 4, 272, 0},   {__RegBrngsNew, 4, 273, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 8, 6023, 0},  {__RegBrngsNew, 8, 6024, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 0, 1, RNX_STATUS_BAD_BRNG}, {__RegBrngsNew, 4, -1, 0},
+                        {__RegBrngsNew, 16, 0, RNX_STATUS_BAD_BRNG}};
+  for (const Case &c : cases) EXPECT_EQ(__rnxIsBrngValid(c.table, c.row, c.sub), c.status) << c.row << " " << c.sub;
 
   StreamState *s;
   EXPECT_EQ(make(RNX_BRNG_WH + 272, &s), 0);
