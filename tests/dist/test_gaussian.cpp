@@ -27,6 +27,11 @@ int GaussianMV(int method, StreamState *s, int n, T *r, int dimen, int storage, 
 }
 
 template <class T>
+class GaussianOf : public testing::Test {};
+using Precisions = testing::Types<double, float>;
+TYPED_TEST_SUITE(GaussianOf, Precisions);
+
+template <class T>
 void CheckFit(int id) {
   for (int method : kMethods) {
     Stream s(id, 17 + method);
@@ -54,13 +59,9 @@ void CheckFit(int id) {
   }
 }
 
-TEST(Gaussian, DoubleFitsTheNormalDistribution) {
-  CheckFit<double>(RNX_BRNG_MCG59);
-  CheckFit<double>(RNX_BRNG_MRG32K3A);
-}
-TEST(Gaussian, SingleFitsTheNormalDistribution) {
-  CheckFit<float>(RNX_BRNG_MCG59);
-  CheckFit<float>(RNX_BRNG_MRG32K3A);
+TYPED_TEST(GaussianOf, FitsTheNormalDistribution) {
+  CheckFit<TypeParam>(RNX_BRNG_MCG59);
+  CheckFit<TypeParam>(RNX_BRNG_MRG32K3A);
 }
 
 // Calls of 7 then 1 give the numbers of one call of 8, each scaled by its own call's a and
@@ -89,10 +90,7 @@ void CheckCarry() {
   }
   EXPECT_EQ(r, ref);
 }
-TEST(GaussianBoxMuller2, CallsJoinUp) {
-  CheckCarry<double>();
-  CheckCarry<float>();
-}
+TYPED_TEST(GaussianOf, BoxMuller2CallsJoinUp) { CheckCarry<TypeParam>(); }
 
 // The pending half is part of the stream: a copy takes it along, and methods 0 and 2 leave it.
 template <class T>
@@ -111,10 +109,7 @@ void CheckPendingHalf() {
   ASSERT_EQ(Gaussian<T>(GaussianMethodBoxMuller2, s, 1, &c, T(0), T(1)), 0);
   EXPECT_EQ(c, ref[7]);
 }
-TEST(GaussianBoxMuller2, PendingHalfGoesWithTheStream) {
-  CheckPendingHalf<double>();
-  CheckPendingHalf<float>();
-}
+TYPED_TEST(GaussianOf, BoxMuller2PendingHalfGoesWithTheStream) { CheckPendingHalf<TypeParam>(); }
 
 // Uniforms consumed: 2n by method 0, n by method 2, n by method 1 for even n; an odd call of
 // method 1 takes a whole pair for its last number and the next call uses its other half first.
@@ -136,10 +131,7 @@ void CheckConsumption() {
   EXPECT_EQ(drawn(GaussianMethodBoxMuller2, 2), 2);
   EXPECT_EQ(drawn(GaussianMethodBoxMuller2, 2), 2);
 }
-TEST(Gaussian, UniformsConsumedPerMethod) {
-  CheckConsumption<double>();
-  CheckConsumption<float>();
-}
+TYPED_TEST(GaussianOf, UniformsConsumedPerMethod) { CheckConsumption<TypeParam>(); }
 
 // Each method's numbers against libm and GSL on known uniforms: which uniform is the radius and
 // which the angle, sine before cosine, and the scaling by sigma and a. The kernels run at EP
@@ -173,10 +165,7 @@ void CheckValues() {
     for (int i = 0; i < 4; ++i) near(r[i], a + sigma * gsl_cdf_ugaussian_Pinv(u[i]));
   }
 }
-TEST(Gaussian, ValuesOnKnownUniforms) {
-  CheckValues<double>();
-  CheckValues<float>();
-}
+TYPED_TEST(GaussianOf, ValuesOnKnownUniforms) { CheckValues<TypeParam>(); }
 
 // ---- multivariate ----------------------------------------------------------------------------
 

@@ -1,6 +1,6 @@
 // A carry chunk that can't be allocated: GaussianMethodBoxMuller2 returns RNX_STATUS_NO_MEMORY
 // before it touches the stream, with the caller's state put back. The module is pointed at a
-// stand-in core library whose allocations fail on demand.
+// core library whose allocations fail on demand.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -11,12 +11,12 @@
 
 namespace {
 
-void (*FailAfter())(int) {
-  static void (*fail_after)(int) = [] {
-    setenv("ZYN_CORE_LIBRARY", ZYN_STUB_CORE, 1);
-    void *h = dlopen(ZYN_STUB_CORE, RTLD_NOW | RTLD_LOCAL);
+void (*FailAfter())(long) {
+  static void (*fail_after)(long) = [] {
+    setenv("ZYN_CORE_LIBRARY", ZYN_FAILING_CORE, 1);
+    void *h = dlopen(ZYN_FAILING_CORE, RTLD_NOW | RTLD_LOCAL);
     EXPECT_NE(h, nullptr);
-    return reinterpret_cast<void (*)(int)>(dlsym(h, "zyn_test_fail_after"));
+    return reinterpret_cast<void (*)(long)>(dlsym(h, "zyn_test_fail_after"));
   }();
   return fail_after;
 }

@@ -152,22 +152,5 @@ TEST(UniformBits, OldMcg59IdIsSupported) {
   EXPECT_TRUE(std::equal(a, a + 3, b));
 }
 
-// Full-width 32-bit generators pass straight through, and 64-bit words are two of them.
-TEST(UniformBits, StraightGenerators) {
-  StreamState *probe = nullptr;
-  const uint32_t seed[1] = {1};
-  const int made = __rnxNewStreamEx(&probe, RNX_BRNG_MT19937, 1, seed);
-  if (probe != nullptr) __rnxDeleteStream(&probe);
-  if (made != RNX_STATUS_OK) GTEST_SKIP() << "MT19937 is not in this build";
-  Stream s(RNX_BRNG_MT19937), c1(s), c2(s);
-  uint32_t w[6], ref[6];
-  uint64_t w64[3];
-  ASSERT_EQ(_rnxiRngUniformBits32(UniformBits32MethodStd, s, 6, w), 0);
-  ASSERT_EQ(_rnxiRngUniformBits(UniformBitsMethodStd, c1, 6, ref), 0);
-  ASSERT_EQ(_rnxiRngUniformBits64(UniformBits64MethodStd, c2, 3, w64), 0);
-  EXPECT_TRUE(std::equal(w, w + 6, ref));
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(w64[i], uint64_t{ref[2 * i]} | uint64_t{ref[2 * i + 1]} << 32);
-}
-
 }  // namespace
 }  // namespace zyn::test

@@ -42,6 +42,15 @@ std::vector<T> partition(int64_t nx, uint32_t seed) {
   return x;
 }
 
+// The same span, uniform when asked.
+template <class T>
+std::vector<T> grid(int64_t nx, uint32_t seed, bool uniform) {
+  std::vector<T> x = partition<T>(nx, seed);
+  if (uniform)
+    for (int64_t i = 0; i + 1 < nx; ++i) x[i] = static_cast<T>(i) * (T(10) / static_cast<T>(nx - 1));
+  return x;
+}
+
 // Reference cell: 0 below x[0], i for x[i-1] <= s < x[i], nx - 1 on the last breakpoint, nx above.
 template <class T>
 int64_t scan_cell(const std::vector<T> &x, T s) {
@@ -76,6 +85,14 @@ std::vector<T> sites(const std::vector<T> &x, int64_t n, uint32_t seed) {
     }
   }
   return s;
+}
+
+// Moves sites off the breakpoints of a uniform partition (ends excepted): their cell there
+// depends on rounding by design.
+template <class T>
+void off_grid(std::vector<T> &s, const std::vector<T> &xu) {
+  for (auto &v : s)
+    if (v != xu.front() && v != xu.back()) v += static_cast<T>(0.25) * (xu[1] - xu[0]);
 }
 
 }  // namespace dftest

@@ -1,5 +1,5 @@
-// Interpolation: values and derivatives against the coefficients and against finite
-// differences, the layouts of r, the kinds and the statuses.
+// Interpolation: values and derivatives against the coefficients, the layouts of r, the kinds
+// and the statuses.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,10 +17,7 @@ struct Spline {
   std::vector<double> x, ends, y, c;
   DfTask *t = nullptr;
   Spline(int64_t nx, int64_t ny, bool uniform, int64_t order = 4, int64_t type = DF_PP_NATURAL) {
-    x = partition<double>(nx, 21);
-    if (uniform)
-      for (int64_t i = 0; i < nx; ++i) x[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-    x[nx - 1] = 10;
+    x = dftest::grid<double>(nx, 21, uniform);
     ends = {x[0], x[nx - 1]};
     for (int64_t f = 0; f < ny; ++f)
       for (int64_t i = 0; i < nx; ++i) y.push_back(std::sin((f + 1) * 0.7 * x[i]) + f);
@@ -66,9 +63,7 @@ TEST(FittingInterpolate, DerivativesMatchCoefficientsInEveryLayout) {
   for (bool uniform : {false, true}) {
     Spline sp(300, 2, uniform);
     std::vector<double> s = dftest::sites(sp.x, 1000, 4);
-    if (uniform)  // a site on a uniform breakpoint may fall on either side by rounding
-      for (auto &v : s)
-        if (v != sp.x[0] && v != sp.x[299]) v += 0.25 * (sp.x[1] - sp.x[0]);
+    if (uniform) dftest::off_grid(s, sp.x);
     const int64_t n = static_cast<int64_t>(s.size()), ny = 2;
     for (auto dorder : std::vector<std::vector<int64_t>>{{1}, {1, 1}, {0, 1}, {1, 1, 1, 1}, {0, 0, 1, 1}, {1, 0, 1}}) {
       std::vector<int> ders;
@@ -96,27 +91,6 @@ TEST(FittingInterpolate, DerivativesMatchCoefficientsInEveryLayout) {
       }
     }
   }
-}
-
-TEST(FittingInterpolate, DerivativesMatchFiniteDifferences) {
-  Spline sp(50, 1, false);
-  std::vector<double> s;
-  for (int64_t i = 0; i + 1 < sp.nx(); ++i) s.push_back(0.5 * (sp.x[i] + sp.x[i + 1]));
-  const double h = 1e-5;
-  std::vector<double> sm, spl;
-  for (double v : s) sm.push_back(v - h), spl.push_back(v + h);
-  const int64_t n = static_cast<int64_t>(s.size());
-  std::vector<double> r(4 * n), rm(4 * n), rp(4 * n);
-  ASSERT_EQ(interp(sp.t, DF_INTERP, s, 0, {1, 1, 1, 1}, r, 0), 0);
-  ASSERT_EQ(interp(sp.t, DF_INTERP, sm, 0, {1, 1, 1, 1}, rm, 0), 0);
-  ASSERT_EQ(interp(sp.t, DF_INTERP, spl, 0, {1, 1, 1, 1}, rp, 0), 0);
-  for (int64_t i = 0; i < n; ++i)
-    for (int d = 1; d < 4; ++d) {
-      const double fd = (rp[4 * i + d - 1] - rm[4 * i + d - 1]) / (2 * h);
-      EXPECT_NEAR(r[4 * i + d], fd, 1e-5 * (1 + std::fabs(fd))) << i << " " << d;
-    }
-  // The third derivative is constant on a piece.
-  EXPECT_EQ(r[3], rp[3]);
 }
 
 TEST(FittingInterpolate, OutsideSitesUseEndPolynomials) {
@@ -195,12 +169,9 @@ TEST(FittingInterpolate, KindsAndStatuses) {
     sp.t->splineType = type;
     return interp(sp.t, DF_INTERP, s, 0, {1}, r, 0);
   };
-  EXPECT_EQ(with(3, 2), DF_ERROR_BAD_SPLINE_TYPE);
-  EXPECT_EQ(with(4, 1), DF_ERROR_BAD_SPLINE_TYPE);
-  EXPECT_EQ(with(4, 6), DF_ERROR_BAD_SPLINE_TYPE);
-  EXPECT_EQ(with(1, 0), DF_ERROR_BAD_SPLINE_TYPE);
-  EXPECT_EQ(with(-4, 0), DF_ERROR_BAD_SPLINE_TYPE);
-  EXPECT_EQ(with(0, 0), DF_ERROR_BAD_SPLINE_TYPE);  // general kind without its callbacks
+  // (0, 0): the general kind without its callbacks.
+  for (auto [order, type] : {std::pair{3, 2}, {4, 1}, {4, 6}, {1, 0}, {-4, 0}, {0, 0}})
+    EXPECT_EQ(with(order, type), DF_ERROR_BAD_SPLINE_TYPE) << order << " " << type;
   EXPECT_EQ(with(4, 9), 0);
   EXPECT_EQ(interp(sp.t, DF_INTERP, s, 0, {1}, r, 0x40), DF_ERROR_BAD_RHINT);
   EXPECT_EQ(interp(sp.t, DF_INTERP, s, 0, {1}, r, 0x40, nullptr, nullptr, nullptr, nullptr, 1), 0);

@@ -92,18 +92,12 @@ template <class T>
 void driver_matches_scan() {
   for (int64_t nx : {2, 5, 9, 40, 700, 5000}) {
     std::vector<T> x = partition<T>(nx, static_cast<uint32_t>(nx));
-    // Uniform partitions: the breakpoints the uniform kinds see.
-    std::vector<T> xu(nx);
-    for (int64_t i = 0; i < nx; ++i) xu[i] = static_cast<T>(i) * (T(10) / static_cast<T>(nx - 1));
-    xu[nx - 1] = T(10);
+    std::vector<T> xu = dftest::grid<T>(nx, 0, true);
     for (int64_t n : {int64_t(0), int64_t(7), int64_t(31), int64_t(32), int64_t(400), int64_t(700), int64_t(5000)}) {
-      std::vector<T> s = dftest::sites(x, n, static_cast<uint32_t>(n + nx));
-      std::vector<T> sorted = s;
+      std::vector<T> s = dftest::sites(x, n, static_cast<uint32_t>(n + nx)), sorted = s;
       std::sort(sorted.begin(), sorted.end());
-      // Sites on uniform breakpoints are avoided: their cell depends on rounding by design.
       std::vector<T> su = dftest::sites(xu, n, 3);
-      for (auto &v : su)
-        if (v != xu[0] && v != xu[nx - 1]) v += static_cast<T>(0.25) * (xu[1] - xu[0]);
+      dftest::off_grid(su, xu);
       std::vector<int64_t> ref_s, ref_sorted, ref_su;  // the linear scan, once per site set
       for (int64_t i = 0; i < n; ++i) {
         ref_s.push_back(scan_cell(x, s[i]));
@@ -117,24 +111,21 @@ void driver_matches_scan() {
           SCOPED_TRACE(testing::Message() << "nx " << nx << " n " << n << " threads " << threads
                                           << " width " << width);
           std::vector<int64_t> c;
-          auto expect_scan = [&](const std::vector<T> &xs, const std::vector<T> &ss, const char *kind) {
-            const std::vector<int64_t> &want = &ss == &s ? ref_s : (&ss == &sorted ? ref_sorted : ref_su);
-            (void)xs;
-            for (size_t i = 0; i < ss.size(); ++i)
-              ASSERT_EQ(c[i], want[i]) << kind << " site " << ss[i] << " i " << i;
+          auto expect = [&](const std::vector<int64_t> &want, const char *kind) {
+            for (size_t i = 0; i < want.size(); ++i) ASSERT_EQ(c[i], want[i]) << kind << " i " << i;
           };
           run_driver(x, DF_PARTITION_NON_UNIFORM, s, 0, nullptr, width, c, threads);
-          expect_scan(x, s, "Hybrid");
+          expect(ref_s, "Hybrid");
           run_driver(x, DF_PARTITION_QUASI_UNIFORM, s, 0, nullptr, width, c, threads);
-          expect_scan(x, s, "QuasiUniform");
+          expect(ref_s, "QuasiUniform");
           run_driver(x, DF_PARTITION_NO_HINT, sorted, DF_SORTED_DATA, nullptr, width, c, threads);
-          expect_scan(x, sorted, "Sorted");
+          expect(ref_sorted, "Sorted");
           run_driver(x, 0, s, 0, peak, width, c, threads);
-          expect_scan(x, s, "Peak");
+          expect(ref_s, "Peak");
           run_driver(x, 0, s, 0, peakEnd, width, c, threads);
-          expect_scan(x, s, "Peak at nx");
+          expect(ref_s, "Peak at nx");
           run_driver(xu, DF_PARTITION_UNIFORM, su, 0, nullptr, width, c, threads);
-          expect_scan(xu, su, "Uniform");
+          expect(ref_su, "Uniform");
           if constexpr (sizeof(T) == 8) {
             run_driver(x, 0, s, 0, nullptr, width, c, threads, half_callback<T>, nullptr, &x);
             for (size_t i = 0; i < s.size(); ++i) {
@@ -143,12 +134,12 @@ void driver_matches_scan() {
               ASSERT_EQ(c[i], b % 2 ? ref_s[i] : userdef_expected(x, s[i], start)) << i;
             }
             run_driver(x, 0, s, 0, nullptr, width, c, threads, all_final_callback<T>, nullptr, &x);
-            expect_scan(x, s, "UserDef final");
+            expect(ref_s, "UserDef final");
             run_driver(xu, DF_PARTITION_UNIFORM, su, 0, nullptr, width, c, threads, half_callback<T>, nullptr, &xu);
-            expect_scan(xu, su, "UniUserDef");
+            expect(ref_su, "UniUserDef");
           } else {
             run_driver(x, 0, s, 0, nullptr, width, c, threads, nullptr, all_final_callback<T>, &x);
-            expect_scan(x, s, "UserDef final");
+            expect(ref_s, "UserDef final");
           }
         }
       }
@@ -198,30 +189,27 @@ TEST(FittingSearch, UniformSitesExpanded) {
   std::vector<double> x = partition<double>(100, 4);
   for (int64_t n : {2, 40, 5000}) {
     std::vector<double> ends = {-0.5, 10.5};
-    std::vector<int64_t> c;
-    run_driver(x, 0, ends, DF_UNIFORM_PARTITION_SITES, nullptr, 1, c, 2);
-    // run_driver searched only 2 sites; search n sites through the task directly.
     DfTask *t = nullptr;
     ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, 100, x.data(), 0, 0, nullptr, 0, 1), 0);
-    std::vector<int64_t> cell(n);
+    std::vector<int64_t> cell(n + 1, -5);
     ASSERT_EQ(zyn_df_kernel_dDFSearch1D(t, 0, n, ends.data(), DF_UNIFORM_PARTITION_SITES, nullptr,
                                         cell.data(), nullptr, nullptr, &zyn_serv_df_threading), 0);
     const double h = (ends[1] - ends[0]) / static_cast<double>(n - 1);
     for (int64_t i = 0; i < n; ++i)
       ASSERT_EQ(cell[i], scan_cell(x, static_cast<double>(i) * h + ends[0])) << i;
+    EXPECT_EQ(cell[n], -5);  // nothing past the end
     zyn_df_kernel_DeleteTask(&t);
   }
 }
 
 // The exported kernels in their four forms, with the arguments each kind reads.
-template <class T, class Kern32, class Kern64, class KernPack, class KernGen>
-void forms(Kern32 k32, Kern64 k64, KernPack kp, KernGen kg, const std::vector<T> &x,
-           const std::vector<T> &s, T value, const int64_t *table, bool sorted, const char *kind) {
+template <class T, class K32, class K64, class KPack, class KGen>
+void forms(K32 k32, K64 k64, KPack kp, KGen kg, const std::vector<T> &x, const std::vector<T> &s,
+           T value, const int64_t *table, bool sorted, const char *kind) {
   SCOPED_TRACE(kind);
   const int64_t nx = static_cast<int64_t>(x.size()), n = static_cast<int64_t>(s.size());
-  std::vector<int32_t> c32(n + 1, -5);
+  std::vector<int32_t> c32(n + 1, -5), cg32(n + 1, -5);
   std::vector<int64_t> c64(n + 1, -5), cp(n + 1, -5), cg64(n + 1, -5);
-  std::vector<int32_t> cg32(n + 1, -5);
   int32_t p32 = 0, pg32 = 0;
   int64_t p64 = 0, pp = 0, pg64 = 0;
   EXPECT_EQ(k32(nx, x.data(), n, s.data(), &p32, value, nullptr, nullptr, table, c32.data(), 0), 0);
@@ -231,11 +219,8 @@ void forms(Kern32 k32, Kern64 k64, KernPack kp, KernGen kg, const std::vector<T>
   EXPECT_EQ(kg(nx, x.data(), n, s.data(), &pg64, value, nullptr, nullptr, table, cg64.data(), DF_SEARCH_FORM_32 | DF_SEARCH_FORM_64), 0);
   for (int64_t i = 0; i < n; ++i) {
     const int64_t want = scan_cell(x, s[i]);
-    ASSERT_EQ(c32[i], want) << i;
-    ASSERT_EQ(c64[i], want) << i;
-    ASSERT_EQ(cp[i], want) << i;
-    ASSERT_EQ(cg32[i], want) << i;
-    ASSERT_EQ(cg64[i], want) << i;
+    ASSERT_TRUE(c32[i] == want && c64[i] == want && cp[i] == want && cg32[i] == want && cg64[i] == want)
+        << i << ": " << c32[i] << " " << c64[i] << " " << cp[i] << " " << cg32[i] << " " << cg64[i] << " want " << want;
   }
   EXPECT_EQ(c32[n], -5);
   EXPECT_EQ(cg32[n], -5);
@@ -244,76 +229,54 @@ void forms(Kern32 k32, Kern64 k64, KernPack kp, KernGen kg, const std::vector<T>
     EXPECT_EQ(p64, pg64);
   }
 }
+#define ZYN_FORMS(p, kind)                                                                   \
+  zyn_df_kernel_##p##DF##kind##Search1D32, zyn_df_kernel_##p##DF##kind##Search1D64,          \
+      zyn_df_kernel_##p##DF##kind##Search1D64Pack, zyn_df_kernel_##p##DF##kind##Search1D
 
 TEST(FittingSearch, ExportedKernelsFourForms) {
   const int64_t nx = 3000;
   std::vector<double> x = partition<double>(nx, 9);
   std::vector<double> s = dftest::sites(x, 1000, 10), sorted = s;
   std::sort(sorted.begin(), sorted.end());
-  std::vector<double> xu(nx);
-  for (int64_t i = 0; i < nx; ++i) xu[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-  xu[nx - 1] = 10;
+  std::vector<double> xu = dftest::grid<double>(nx, 0, true);
   std::vector<double> su = dftest::sites(xu, 1000, 11), ends = {xu[0], xu[nx - 1]};
-  for (auto &v : su)
-    if (v != xu[0] && v != xu[nx - 1]) v += 0.25 * (xu[1] - xu[0]);
+  dftest::off_grid(su, xu);
   DfTask *t = nullptr;
   ASSERT_EQ(zyn_df_kernel_dNewTask1D(&t, nx, x.data(), 0, 0, nullptr, 0, 1), 0);
   const double inv = (nx - 1) / (x[nx - 1] - x[0]);
-  forms(zyn_df_kernel_dDFHybridSearch1D32, zyn_df_kernel_dDFHybridSearch1D64,
-        zyn_df_kernel_dDFHybridSearch1D64Pack, zyn_df_kernel_dDFHybridSearch1D, x, s,
-        t->cellScale.d, t->cellTable, false, "Hybrid");
-  forms(zyn_df_kernel_dDFQuasiUniformSearch1D32, zyn_df_kernel_dDFQuasiUniformSearch1D64,
-        zyn_df_kernel_dDFQuasiUniformSearch1D64Pack, zyn_df_kernel_dDFQuasiUniformSearch1D, x, s,
-        inv, nullptr, false, "QuasiUniform");
-  forms(zyn_df_kernel_dDFSortedSearch1D32, zyn_df_kernel_dDFSortedSearch1D64,
-        zyn_df_kernel_dDFSortedSearch1D64Pack, zyn_df_kernel_dDFSortedSearch1D, x, sorted, 0.0,
-        nullptr, true, "Sorted");
-  forms(zyn_df_kernel_dDFPeakSearch1D32, zyn_df_kernel_dDFPeakSearch1D64,
-        zyn_df_kernel_dDFPeakSearch1D64Pack, zyn_df_kernel_dDFPeakSearch1D, x, s, 1234.0, nullptr,
-        false, "Peak");
-  // Uniform reads the two ends only.
+  forms(ZYN_FORMS(d, Hybrid), x, s, t->cellScale.d, t->cellTable, false, "Hybrid");
+  forms(ZYN_FORMS(d, QuasiUniform), x, s, inv, nullptr, false, "QuasiUniform");
+  forms(ZYN_FORMS(d, Sorted), x, sorted, 0.0, nullptr, true, "Sorted");
+  forms(ZYN_FORMS(d, Peak), x, s, 1234.0, nullptr, false, "Peak");
+  // Uniform reads the two ends only; user-defined kernels: 1000 becomes 0, the flag block is
+  // used, aux passed on.
   const double invu = (nx - 1) / (xu[nx - 1] - xu[0]);
-  {
-    std::vector<int64_t> c(su.size());
-    int64_t p = 0;
-    zyn_df_kernel_dDFUniformSearch1D64(nx, ends.data(), 1000, su.data(), &p, invu, nullptr, nullptr,
-                                       nullptr, c.data(), 0);
-    for (size_t i = 0; i < su.size(); ++i) ASSERT_EQ(c[i], scan_cell(xu, su[i])) << i;
-    std::vector<int32_t> c32(su.size());
-    int32_t p32 = 0;
-    zyn_df_kernel_dDFUniformSearch1D(nx, ends.data(), 1000, su.data(), &p32, invu, nullptr, nullptr,
-                                     nullptr, c32.data(), DF_SEARCH_FORM_32);
-    for (size_t i = 0; i < su.size(); ++i) ASSERT_EQ(c32[i], c[i]) << i;
-  }
-  // User-defined kernels: 1000 becomes 0, the flag block is used, aux passed on.
-  {
-    std::vector<int64_t> c(s.size());
-    int32_t flags[DF_SEARCH_BLOCK];
-    int64_t p = 0;
-    EXPECT_EQ(zyn_df_kernel_dDFUserDefSearch1D64(nx, x.data(), 1000, s.data(), &p, 0.0, nullptr,
-                                                 nullptr, nullptr, c.data(), 0,
-                                                 all_final_callback<double>, &x, nullptr, flags), 0);
-    for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c[i], scan_cell(x, s[i]));
-    std::vector<int32_t> c32(s.size());
-    int32_t p32 = 0;
-    EXPECT_EQ(zyn_df_kernel_dDFUniUserDefSearch1D32(nx, ends.data(), 1000, su.data(), &p32, invu,
-                                                    nullptr, nullptr, nullptr, c32.data(), 0,
-                                                    half_callback<double>, &xu, nullptr, nullptr), 0);
-    for (size_t i = 0; i < su.size(); ++i) ASSERT_EQ(c32[i], scan_cell(xu, su[i]));
-  }
-  // Float twins of the forms.
+  std::vector<int64_t> c(1000);
+  std::vector<int32_t> c32(1000);
+  int64_t p = 0;
+  int32_t p32 = 0, flags[DF_SEARCH_BLOCK];
+  zyn_df_kernel_dDFUniformSearch1D64(nx, ends.data(), 1000, su.data(), &p, invu, nullptr, nullptr,
+                                     nullptr, c.data(), 0);
+  zyn_df_kernel_dDFUniformSearch1D(nx, ends.data(), 1000, su.data(), &p32, invu, nullptr, nullptr,
+                                   nullptr, c32.data(), DF_SEARCH_FORM_32);
+  for (size_t i = 0; i < su.size(); ++i) ASSERT_TRUE(c[i] == scan_cell(xu, su[i]) && c32[i] == c[i]) << i;
+  EXPECT_EQ(zyn_df_kernel_dDFUniUserDefSearch1D32(nx, ends.data(), 1000, su.data(), &p32, invu,
+                                                  nullptr, nullptr, nullptr, c32.data(), 0,
+                                                  half_callback<double>, &xu, nullptr, nullptr), 0);
+  for (size_t i = 0; i < su.size(); ++i) ASSERT_EQ(c32[i], scan_cell(xu, su[i]));
+  EXPECT_EQ(zyn_df_kernel_dDFUserDefSearch1D64(nx, x.data(), 1000, s.data(), &p, 0.0, nullptr,
+                                               nullptr, nullptr, c.data(), 0,
+                                               all_final_callback<double>, &x, nullptr, flags), 0);
+  for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c[i], scan_cell(x, s[i]));
   std::vector<float> xf = partition<float>(nx, 9), sf = dftest::sites(xf, 1000, 12);
   DfTask *tf = nullptr;
   ASSERT_EQ(zyn_df_kernel_sNewTask1D(&tf, nx, xf.data(), 0, 0, nullptr, 0, 0), 0);
-  forms(zyn_df_kernel_sDFHybridSearch1D32, zyn_df_kernel_sDFHybridSearch1D64,
-        zyn_df_kernel_sDFHybridSearch1D64Pack, zyn_df_kernel_sDFHybridSearch1D, xf, sf,
-        tf->cellScale.s, tf->cellTable, false, "Hybrid float");
-  forms(zyn_df_kernel_sDFPeakSearch1D32, zyn_df_kernel_sDFPeakSearch1D64,
-        zyn_df_kernel_sDFPeakSearch1D64Pack, zyn_df_kernel_sDFPeakSearch1D, xf, sf, 0.0f, nullptr,
-        false, "Peak float");
+  forms(ZYN_FORMS(s, Hybrid), xf, sf, tf->cellScale.s, tf->cellTable, false, "Hybrid float");
+  forms(ZYN_FORMS(s, Peak), xf, sf, 0.0f, nullptr, false, "Peak float");
   zyn_df_kernel_DeleteTask(&tf);
   zyn_df_kernel_DeleteTask(&t);
 }
+#undef ZYN_FORMS
 
 TEST(FittingSearch, SortedKeepsPositionOnUnsortedSites) {
   std::vector<double> x = {0, 1, 2, 3, 4, 5};

@@ -118,89 +118,18 @@ std::vector<double> values(const std::vector<double> &x, const std::function<dou
   return y;
 }
 
+// Three breakpoints join the dense check, except the same-cubic condition: there the spline is
+// the parabola through the three points.
 TEST(FittingNaturalCubic, MatchesDenseSolveForEveryCondition) {
-  for (int64_t nx : {4, 5, 9, 17}) {
+  for (int64_t nx : {3, 4, 5, 9, 17}) {
     for (bool uniform : {false, true}) {
-      std::vector<double> x = partition<double>(nx, static_cast<uint32_t>(nx));
-      if (uniform)
-        for (int64_t i = 0; i < nx; ++i) x[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-      x[nx - 1] = 10.0;
+      std::vector<double> x = dftest::grid<double>(nx, static_cast<uint32_t>(nx), uniform);
       std::vector<double> y = values(x, [](double v) { return std::sin(v) + 0.1 * v * v; });
       for (int64_t bcType : kAllBc) {
         SCOPED_TRACE(testing::Message() << "nx " << nx << " uniform " << uniform << " bc " << bcType);
         if (bcType == 64) y[nx - 1] = y[0];
         const double bc[2] = {0.7, -1.3};
-        Built b = build(x, uniform, y, 1, 0, 4, DF_PP_NATURAL, bcType, bc, 0, nullptr,
-                        zyn_df_kernel_dDFNaturalCubicSpline1D);
-        ASSERT_EQ(b.status, 0);
-        std::vector<LD> ref = dense_cubic(x, y, bcType, bc);
-        for (size_t k = 0; k < ref.size(); ++k)
-          EXPECT_NEAR(b.c[k], static_cast<double>(ref[k]), 1e-11 * (1 + std::fabs(static_cast<double>(ref[k])))) << k;
-      }
-    }
-  }
-}
-
-TEST(FittingNaturalCubic, EndConditionsHold) {
-  const int64_t nx = 200;
-  std::vector<double> x = partition<double>(nx, 3);
-  std::vector<double> y = values(x, [](double v) { return std::cos(1.3 * v) * std::exp(-0.1 * v); });
-  const double bc[2] = {2.5, -0.75};
-  for (int64_t bcType : kAllBc) {
-    SCOPED_TRACE(bcType);
-    if (bcType == 64) y[nx - 1] = y[0];
-    Built b = build(x, false, y, 1, 0, 4, DF_PP_NATURAL, bcType, bc, 0, nullptr,
-                    zyn_df_kernel_dDFNaturalCubicSpline1D);
-    ASSERT_EQ(b.status, 0);
-    const double *c0 = b.c.data(), *c1 = c0 + 4, *cl = c0 + 4 * (nx - 2), *cm = cl - 4;
-    double left[3], right[3];
-    poly(c0, 4, 0.0, left);
-    poly(cl, 4, x[nx - 1] - x[nx - 2], right);
-    EXPECT_NEAR(right[0], y[nx - 1], 1e-12);
-    switch (bcType) {
-      case 1:
-        EXPECT_NEAR(c0[3], c1[3], 1e-9 * std::fabs(c1[3]) + 1e-12);
-        EXPECT_NEAR(cl[3], cm[3], 1e-9 * std::fabs(cm[3]) + 1e-12);
-        break;
-      case 2:
-        EXPECT_NEAR(left[2], 0, 1e-12);
-        EXPECT_NEAR(right[2], 0, 1e-11);
-        break;
-      case 64:
-        EXPECT_NEAR(left[1], right[1], 1e-11);
-        EXPECT_NEAR(left[2], right[2], 1e-10);
-        break;
-      default:
-        EXPECT_NEAR(bcType & DF_BC_1ST_LEFT_DER ? left[1] : left[2], bc[0], 1e-11);
-        EXPECT_NEAR(bcType & DF_BC_1ST_RIGHT_DER ? right[1] : right[2], bc[1], 1e-10);
-    }
-    // C2 continuity at every inner breakpoint.
-    for (int64_t i = 1; i + 1 < nx; ++i) {
-      double a[3], e[3];
-      poly(c0 + 4 * (i - 1), 4, x[i] - x[i - 1], a);
-      poly(c0 + 4 * i, 4, 0.0, e);
-      ASSERT_NEAR(a[0], e[0], 1e-12) << i;
-      ASSERT_NEAR(a[1], e[1], 1e-11) << i;
-      ASSERT_NEAR(a[2], e[2], 1e-9) << i;
-    }
-  }
-}
-
-TEST(FittingNaturalCubic, ReproducesCubics) {
-  auto p = [](double v) { return 1.5 - 0.5 * v + 0.25 * v * v - 0.03 * v * v * v; };
-  auto dp = [](double v) { return -0.5 + 0.5 * v - 0.09 * v * v; };
-  auto d2p = [](double v) { return 0.5 - 0.18 * v; };
-  for (int64_t nx : {3, 4, 50}) {
-    for (bool uniform : {false, true}) {
-      std::vector<double> x = partition<double>(nx, 8);
-      if (uniform)
-        for (int64_t i = 0; i < nx; ++i) x[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-      x[nx - 1] = 10;
-      std::vector<double> y = values(x, p);
-      for (int64_t bcType : {int64_t(1), int64_t(12), int64_t(36), int64_t(24), int64_t(48)}) {
-        SCOPED_TRACE(testing::Message() << "nx " << nx << " uniform " << uniform << " bc " << bcType);
-        if (bcType == 1 && nx == 3) {
-          // Two cells: the same-cubic spline is the parabola through the three points.
+        if (nx == 3 && bcType == 1) {
           std::vector<double> q = values(x, [](double v) { return 2 - v + 0.3 * v * v; });
           Built b = build(x, uniform, q, 1, 0, 4, 2, 1, nullptr, 0, nullptr,
                           zyn_df_kernel_dDFNaturalCubicSpline1D);
@@ -212,16 +141,61 @@ TEST(FittingNaturalCubic, ReproducesCubics) {
           }
           continue;
         }
-        const double bc[2] = {bcType & DF_BC_1ST_LEFT_DER ? dp(x[0]) : d2p(x[0]),
-                              bcType & DF_BC_1ST_RIGHT_DER ? dp(x[nx - 1]) : d2p(x[nx - 1])};
-        Built b = build(x, uniform, y, 1, 0, 4, 2, bcType, bc, 0, nullptr,
+        Built b = build(x, uniform, y, 1, 0, 4, DF_PP_NATURAL, bcType, bc, 0, nullptr,
                         zyn_df_kernel_dDFNaturalCubicSpline1D);
         ASSERT_EQ(b.status, 0);
-        for (int64_t i = 0; i + 1 < nx; ++i) {
-          ASSERT_NEAR(b.c[4 * i + 1], dp(x[i]), 1e-11) << i;
-          ASSERT_NEAR(b.c[4 * i + 2], d2p(x[i]) / 2, 1e-11) << i;
-          ASSERT_NEAR(b.c[4 * i + 3], -0.03, 1e-11) << i;
-        }
+        std::vector<LD> ref = dense_cubic(x, y, bcType, bc);
+        for (size_t k = 0; k < ref.size(); ++k)
+          EXPECT_NEAR(b.c[k], static_cast<double>(ref[k]), 1e-11 * (1 + std::fabs(static_cast<double>(ref[k])))) << k;
+      }
+    }
+  }
+}
+
+// Long systems, beyond the dense check: interpolation, the end conditions and C2 continuity,
+// which together determine the spline.
+TEST(FittingNaturalCubic, EndConditionsHold) {
+  const int64_t nx = 200;
+  for (bool uniform : {false, true}) {
+    std::vector<double> x = dftest::grid<double>(nx, 3, uniform);
+    std::vector<double> y = values(x, [](double v) { return std::cos(1.3 * v) * std::exp(-0.1 * v); });
+    const double bc[2] = {2.5, -0.75};
+    for (int64_t bcType : kAllBc) {
+      SCOPED_TRACE(testing::Message() << bcType << " uniform " << uniform);
+      if (bcType == 64) y[nx - 1] = y[0];
+      Built b = build(x, uniform, y, 1, 0, 4, DF_PP_NATURAL, bcType, bc, 0, nullptr,
+                      zyn_df_kernel_dDFNaturalCubicSpline1D);
+      ASSERT_EQ(b.status, 0);
+      const double *c0 = b.c.data(), *c1 = c0 + 4, *cl = c0 + 4 * (nx - 2), *cm = cl - 4;
+      double left[3], right[3];
+      poly(c0, 4, 0.0, left);
+      poly(cl, 4, x[nx - 1] - x[nx - 2], right);
+      EXPECT_NEAR(right[0], y[nx - 1], 1e-12);
+      switch (bcType) {
+        case 1:
+          EXPECT_NEAR(c0[3], c1[3], 1e-9 * std::fabs(c1[3]) + 1e-12);
+          EXPECT_NEAR(cl[3], cm[3], 1e-9 * std::fabs(cm[3]) + 1e-12);
+          break;
+        case 2:
+          EXPECT_NEAR(left[2], 0, 1e-12);
+          EXPECT_NEAR(right[2], 0, 1e-11);
+          break;
+        case 64:
+          EXPECT_NEAR(left[1], right[1], 1e-11);
+          EXPECT_NEAR(left[2], right[2], 1e-10);
+          break;
+        default:
+          EXPECT_NEAR(bcType & DF_BC_1ST_LEFT_DER ? left[1] : left[2], bc[0], 1e-11);
+          EXPECT_NEAR(bcType & DF_BC_1ST_RIGHT_DER ? right[1] : right[2], bc[1], 1e-10);
+      }
+      for (int64_t i = 1; i + 1 < nx; ++i) {
+        double a[3], e[3];
+        poly(c0 + 4 * (i - 1), 4, x[i] - x[i - 1], a);
+        poly(c0 + 4 * i, 4, 0.0, e);
+        ASSERT_NEAR(e[0], y[i], 1e-12) << i;
+        ASSERT_NEAR(a[0], e[0], 1e-12) << i;
+        ASSERT_NEAR(a[1], e[1], 1e-11) << i;
+        ASSERT_NEAR(a[2], e[2], 1e-9) << i;
       }
     }
   }
@@ -232,7 +206,7 @@ TEST(FittingNaturalCubic, StorageFunctionsAndThreadsAgree) {
   std::vector<double> x = partition<double>(nx, 5);
   std::vector<double> rows, cols(nx * ny);
   for (int64_t f = 0; f < ny; ++f)
-    for (int64_t i = 0; i < nx; ++i) rows.push_back(std::sin((f + 1) * x[i]) + (i == nx - 1 ? 0 : 0));
+    for (int64_t i = 0; i < nx; ++i) rows.push_back(std::sin((f + 1) * x[i]));
   for (int64_t f = 0; f < ny; ++f) rows[f * nx + nx - 1] = rows[f * nx];  // periodic-ready
   for (int64_t f = 0; f < ny; ++f)
     for (int64_t i = 0; i < nx; ++i) cols[i * ny + f] = rows[f * nx + i];
@@ -263,43 +237,28 @@ TEST(FittingNaturalCubic, StorageFunctionsAndThreadsAgree) {
   }
 }
 
+// The float twin against the double spline, also with steps of 1e9 and 1e-9: the elimination
+// must neither overflow nor underflow on the way.
 TEST(FittingNaturalCubic, FloatTwin) {
-  const int64_t nx = 100;
-  std::vector<double> x = partition<double>(nx, 6);
-  std::vector<double> y = values(x, [](double v) { return std::sin(v); });
-  std::vector<float> xf(x.begin(), x.end()), yf(y.begin(), y.end()), c(4 * (nx - 1));
-  Built ref = build(x, false, y, 1, 0, 4, 2, 2, nullptr, 0, nullptr,
-                    zyn_df_kernel_dDFNaturalCubicSpline1D);
-  DfTask *t = nullptr;
-  ASSERT_EQ(zyn_df_kernel_sNewTask1D(&t, nx, xf.data(), 0, 1, yf.data(), 0, 0), 0);
-  ASSERT_EQ(zyn_df_kernel_sEditPPSpline1D(t, 4, 2, 2, nullptr, 0, nullptr, c.data(), 0), 0);
-  ASSERT_EQ(zyn_df_kernel_sDFNaturalCubicSpline1D(t, 0, 0, &zyn_serv_df_threading), 0);
-  for (size_t k = 0; k < c.size(); k += 4) {
-    EXPECT_NEAR(c[k], ref.c[k], 1e-6);
-    EXPECT_NEAR(c[k + 1], ref.c[k + 1], 2e-3);
-  }
-  zyn_df_kernel_DeleteTask(&t);
-}
-
-// Float systems whose entries are far from 1 (steps of 1e9 and of 1e-9): the elimination must
-// neither overflow nor underflow on the way.
-TEST(FittingNaturalCubic, FloatExtremeSteps) {
-  for (double scale : {1e9, 1e-9}) {
-    const int64_t nx = 400;
+  const int64_t nx = 400;
+  for (double scale : {1.0, 1e9, 1e-9}) {
     std::vector<double> x = partition<double>(nx, 12);
     for (auto &v : x) v *= scale;
     std::vector<double> y = values(x, [&](double v) { return std::sin(v / scale); });
-    Built ref = build(x, false, y, 1, 0, 4, 2, 12, std::vector<double>{0.1 / scale, 0.2 / scale}.data(),
-                      0, nullptr, zyn_df_kernel_dDFNaturalCubicSpline1D);
+    const int64_t bcType = scale == 1.0 ? 2 : 12;
+    const double bc[2] = {0.1 / scale, 0.2 / scale};
+    Built ref = build(x, false, y, 1, 0, 4, 2, bcType, bc, 0, nullptr, zyn_df_kernel_dDFNaturalCubicSpline1D);
     ASSERT_EQ(ref.status, 0);
     std::vector<float> xf(x.begin(), x.end()), yf(y.begin(), y.end()), c(4 * (nx - 1));
-    const float bc[2] = {static_cast<float>(0.1 / scale), static_cast<float>(0.2 / scale)};
+    const float bcf[2] = {static_cast<float>(bc[0]), static_cast<float>(bc[1])};
     DfTask *t = nullptr;
     ASSERT_EQ(zyn_df_kernel_sNewTask1D(&t, nx, xf.data(), 0, 1, yf.data(), 0, 0), 0);
-    ASSERT_EQ(zyn_df_kernel_sEditPPSpline1D(t, 4, 2, 12, bc, 0, nullptr, c.data(), 0), 0);
-    ASSERT_EQ(zyn_df_kernel_sDFNaturalCubicSpline1D(t, 0, 0, nullptr), 0) << scale;
-    for (size_t k = 1; k < c.size(); k += 4)  // first derivatives, relative to 1/scale
-      ASSERT_NEAR(c[k] * scale, ref.c[k] * scale, 1e-3) << scale << " " << k;
+    ASSERT_EQ(zyn_df_kernel_sEditPPSpline1D(t, 4, 2, bcType, bcf, 0, nullptr, c.data(), 0), 0);
+    ASSERT_EQ(zyn_df_kernel_sDFNaturalCubicSpline1D(t, 0, 0, scale == 1.0 ? &zyn_serv_df_threading : nullptr), 0);
+    for (size_t k = 0; k < c.size(); k += 4) {
+      ASSERT_NEAR(c[k], ref.c[k], 1e-6) << scale << " " << k;
+      ASSERT_NEAR(c[k + 1] * scale, ref.c[k + 1] * scale, 2e-3) << scale << " " << k;  // slopes relative to 1/scale
+    }
     zyn_df_kernel_DeleteTask(&t);
   }
 }
@@ -354,10 +313,7 @@ TEST(FittingLinear, CoefficientsTilesAndPeriodicCheck) {
   for (int64_t nx : {2, 64, 5000}) {
     for (int64_t ny : {1, 2, 4}) {
       for (bool uniform : {false, true}) {
-        std::vector<double> x = partition<double>(nx, 1);
-        if (uniform)
-          for (int64_t i = 0; i < nx; ++i) x[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-        x[nx - 1] = 10;
+        std::vector<double> x = dftest::grid<double>(nx, 1, uniform);
         std::vector<double> y(nx * ny);
         for (size_t k = 0; k < y.size(); ++k) y[k] = std::sin(0.37 * static_cast<double>(k));
         dftest::g_runs = 0;
@@ -388,13 +344,11 @@ TEST(FittingDefaultCubic, InnerContinuityAndEnds) {
   auto p = [](double v) { return 1 + v - 0.2 * v * v + 0.01 * v * v * v; };
   auto d2 = [](double v) { return -0.4 + 0.06 * v; };
   auto d1 = [](double v) { return 1 - 0.4 * v + 0.03 * v * v; };
-  std::vector<double> xu(nx);  // a uniform partition of the same span
-  for (int64_t i = 0; i < nx; ++i) xu[i] = static_cast<double>(i) * (10.0 / (nx - 1));
   for (int64_t bcType : {int64_t(1), int64_t(12), int64_t(24), int64_t(36), int64_t(48)})
   for (bool uniform : {false, true})
   for (int64_t yHint : {int64_t(DF_FUNCS_ROWS), int64_t(DF_FUNCS_COLUMNS)}) {
     SCOPED_TRACE(testing::Message() << bcType << " uniform " << uniform << " yHint " << yHint);
-    if (uniform) x = xu;
+    x = dftest::grid<double>(nx, 2, uniform);
     std::vector<double> y = values(x, p), ic;
     for (int64_t i = 1; i + 1 < nx; ++i) ic.push_back(d2(x[i]));
     std::vector<double> both;  // two functions with the same values, in the storage under test
@@ -446,10 +400,7 @@ TEST(FittingDefaultCubic, InnerContinuityAndEnds) {
 TEST(FittingQuadratic, MidpointValueKind) {
   const int64_t nx = 40;
   for (bool uniform : {false, true}) {
-    std::vector<double> x = partition<double>(nx, 4);
-    if (uniform)
-      for (int64_t i = 0; i < nx; ++i) x[i] = static_cast<double>(i) * (10.0 / (nx - 1));
-    x[nx - 1] = 10;
+    std::vector<double> x = dftest::grid<double>(nx, 4, uniform);
     auto q = [](double v) { return 0.5 - 0.3 * v + 0.07 * v * v; };
     std::vector<double> y = values(x, q);
     const double bc[1] = {q(0.5 * (x[0] + x[1]))};

@@ -26,28 +26,19 @@ unsigned ModeInFreshThread(const char *value) {
 }
 }  // namespace
 
-TEST(ModeEnvironment, TokensAndFilling) {
-  EXPECT_EQ(ModeInFreshThread(nullptr), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread(""), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread("VEX_EP"), 0x1a03u);
-  EXPECT_EQ(ModeInFreshThread("VEX_ERRMODE_STDERR"), 0x402u);
-  EXPECT_EQ(ModeInFreshThread("VEX_EP,VEX_ERRMODE_IGNORE"), 0x103u);
-  EXPECT_EQ(ModeInFreshThread("VEX_ERRMODE_NOERR"), 0x2002u);
-  EXPECT_EQ(ModeInFreshThread("VEX_DEFAULT_PRECISION"), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread("VEX_LA,VEX_TRAP_INVALID,VEX_TRAP_UNDERFLOW"), 0x9001a01u);
-  EXPECT_EQ(ModeInFreshThread("VEX_FLOAT_CONSISTENT"), 0x1a12u);
-  EXPECT_EQ(ModeInFreshThread("VEX_DOUBLE_CONSISTEN"), 0x1a22u);
-  EXPECT_EQ(ModeInFreshThread("VEX_ERRMODE_DEFAULT,VEX_ERRMODE_STDERR"), 0x1e02u);
-}
-
-TEST(ModeEnvironment, MalformedListsGiveTheDefault) {
-  EXPECT_EQ(ModeInFreshThread("VEX_EP,"), 0x1a02u);                // NUL after the comma
-  EXPECT_EQ(ModeInFreshThread("VEX_LA,VEX_XX"), 0x1a02u);          // good first token lost
-  EXPECT_EQ(ModeInFreshThread("VEX_DOUBLE_CONSISTENT"), 0x1a02u);  // row 5 lacks the T
-  EXPECT_EQ(ModeInFreshThread("VEX_EPX"), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread("vex_EP"), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread("VEX_EP, VEX_LA"), 0x1a02u);
-  EXPECT_EQ(ModeInFreshThread("VEX_EP,,VEX_LA"), 0x1a02u);
+TEST(ModeEnvironment, TokensFillingAndMalformedLists) {
+  const std::pair<const char *, unsigned> cases[] = {
+      {nullptr, 0x1a02}, {"", 0x1a02}, {"VEX_EP", 0x1a03}, {"VEX_ERRMODE_STDERR", 0x402},
+      {"VEX_EP,VEX_ERRMODE_IGNORE", 0x103}, {"VEX_ERRMODE_NOERR", 0x2002},
+      {"VEX_DEFAULT_PRECISION", 0x1a02}, {"VEX_LA,VEX_TRAP_INVALID,VEX_TRAP_UNDERFLOW", 0x9001a01},
+      {"VEX_FLOAT_CONSISTENT", 0x1a12}, {"VEX_DOUBLE_CONSISTEN", 0x1a22},
+      {"VEX_ERRMODE_DEFAULT,VEX_ERRMODE_STDERR", 0x1e02},
+      // Malformed lists give the default.
+      {"VEX_EP,", 0x1a02},                // NUL after the comma
+      {"VEX_LA,VEX_XX", 0x1a02},          // good first token lost
+      {"VEX_DOUBLE_CONSISTENT", 0x1a02},  // row 5 lacks the T
+      {"VEX_EPX", 0x1a02}, {"vex_EP", 0x1a02}, {"VEX_EP, VEX_LA", 0x1a02}, {"VEX_EP,,VEX_LA", 0x1a02}};
+  for (auto [value, mode] : cases) EXPECT_EQ(ModeInFreshThread(value), mode) << (value ? value : "unset");
 }
 
 TEST(ModeEnvironment, RestoreCannotBeRemoved) {

@@ -38,22 +38,29 @@ void ResetRecorder(int ret = 0) {
   g_change = false;
 }
 
-// Sets the handling field to exactly `handling` with the recorder as callback.
-void UseHandling(unsigned handling) {
-  _vexSetErrorCallBack(Recorder);
-  _vexSetMode(handling);
-  ASSERT_EQ(_vexGetMode() & ModeErrorHandling, handling);
+// On a fresh thread: the handling field exactly `handling` (0: the default) with the recorder as
+// callback returning `ret`, then fn.
+template <class F>
+void Fresh(unsigned handling, int ret, F fn) {
+  InFreshThread([&] {
+    _vexSetErrorCallBack(Recorder);
+    if (handling != 0) {
+      _vexSetMode(handling);
+      ASSERT_EQ(_vexGetMode() & ModeErrorHandling, handling);
+    }
+    ResetRecorder(ret);
+    errno = 0;
+    fn();
+  });
 }
+void ChangeResults(double r1, double r2) { g_change = true, g_res1 = r1, g_res2 = r2; }
 
 }  // namespace
 
 TEST(Reporter, CallbackReturningZeroWritesItsResultBack) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_CALLBACK);
-    ResetRecorder(0);
-    g_change = true, g_res1 = 42.0, g_res2 = 42.0;
+  Fresh(VEX_ERRMODE_CALLBACK, 0, [] {
+    ChangeResults(42.0, 42.0);
     double a[4] = {1, 2, -3, 4}, y[4] = {0, 0, std::nan(""), 0};
-    errno = 0;
     ReportErrorD(STATUS_DOMAIN, 2, a, a, y, y, "vdLn");
     EXPECT_EQ(_vexGetErrStatus(), STATUS_DOMAIN);
     ASSERT_EQ(g_calls, 1);
@@ -66,16 +73,20 @@ TEST(Reporter, CallbackReturningZeroWritesItsResultBack) {
     EXPECT_EQ(g_seen.funcNameLen, 4);
     EXPECT_EQ(y[2], 42.0);
     EXPECT_EQ(errno, 0);  // the callback bit alone sets no errno
+    // Names are cut to 47 characters.
+    const std::string name(50, 'n');
+    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, name.c_str());
+    EXPECT_EQ(g_seen.funcNameLen, 47);
+    EXPECT_EQ(std::string(g_seen.funcName), name.substr(0, 47));
+    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, "");
+    EXPECT_EQ(g_seen.funcNameLen, 0);
   });
 }
 
 TEST(Reporter, CallbackReturningNonzeroStopsEverything) {
-  InFreshThread([] {
-    _vexSetErrorCallBack(Recorder);  // default handling 0x1a00: errno, exception, callback
-    ResetRecorder(1);
-    g_change = true, g_res1 = 42.0, g_res2 = 42.0;
+  Fresh(0, 1, [] {  // default handling 0x1a00: errno, exception, callback
+    ChangeResults(42.0, 42.0);
     float a[2] = {0, -1}, y[2] = {0, 7};
-    errno = 0;
     ReportErrorS(STATUS_SINGULARITY, 1, a, a, y, y, "vsLn");
     EXPECT_EQ(g_calls, 1);
     EXPECT_EQ(g_seen.arg1, -1.0);
@@ -86,11 +97,8 @@ TEST(Reporter, CallbackReturningNonzeroStopsEverything) {
 }
 
 TEST(Reporter, ErrnoOnlyHandlingSkipsTheCallbackAndWritesBackUnchanged) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_IGNORE | VEX_ERRMODE_ERRNO);  // exactly 0x300
-    ResetRecorder(0);
+  Fresh(VEX_ERRMODE_IGNORE | VEX_ERRMODE_ERRNO, 0, [] {  // exactly 0x300
     double a[3] = {1, 2, 1e308}, y[3] = {5, 6, HUGE_VAL};
-    errno = 0;
     ReportErrorD(STATUS_OVERFLOW, 2, a, a, y, y, "vdExp");
     EXPECT_EQ(g_calls, 0);
     EXPECT_EQ(errno, ERANGE);
@@ -118,16 +126,12 @@ TEST(Reporter, ErrnoFollowsTheStatusTable) {
 }
 
 TEST(Reporter, NoErrAndIgnore) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_NOERR);
-    ResetRecorder(0);
+  Fresh(VEX_ERRMODE_NOERR, 0, [] {
     _vexSetErrStatus(-7);
     double a[1] = {-1}, y[1] = {3};
-    errno = 0;
     ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, "vdLn");
     EXPECT_EQ(_vexGetErrStatus(), -7);  // nothing recorded
-    EXPECT_EQ(g_calls, 0);
-    UseHandling(VEX_ERRMODE_IGNORE);
+    _vexSetMode(VEX_ERRMODE_IGNORE);
     ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, "vdLn");
     ReportErrorD(STATUS_SINGULARITY, 0, a, a, y, y, "vdLn");
     EXPECT_EQ(_vexGetErrStatus(), STATUS_SINGULARITY);  // the last report, not a sum
@@ -137,10 +141,8 @@ TEST(Reporter, NoErrAndIgnore) {
 }
 
 TEST(Reporter, WriteBackOrderAndComplexParts) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_CALLBACK);
-    ResetRecorder(0);
-    g_change = true, g_res1 = 1.0, g_res2 = 2.0;
+  Fresh(VEX_ERRMODE_CALLBACK, 0, [] {
+    ChangeResults(1.0, 2.0);
     double a[1] = {0}, y[1] = {0}, z[1] = {0};
     ReportErrorD(STATUS_DOMAIN, 0, a, a, y, z, "vdSinCos");
     EXPECT_EQ(y[0], 1.0);
@@ -168,44 +170,22 @@ TEST(Reporter, WriteBackOrderAndComplexParts) {
     EXPECT_EQ(g_seen.arg1Im, 0.25);
     EXPECT_EQ(py[0].re, 1.0f);
     EXPECT_EQ(py[0].im, -3.0f);
-  });
-}
 
-TEST(Reporter, LongNamesAreCut) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_CALLBACK);
-    ResetRecorder(0);
-    const std::string name(50, 'n');
-    double a[1] = {0}, y[1] = {0};
-    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, name.c_str());
-    EXPECT_EQ(g_seen.funcNameLen, 47);
-    EXPECT_EQ(std::string(g_seen.funcName), name.substr(0, 47));
-    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, "");
-    EXPECT_EQ(g_seen.funcNameLen, 0);
-  });
-}
-
-TEST(Reporter, BadArgumentAndBadCallLeaveResults) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_CALLBACK);
-    ResetRecorder(0);
-    g_change = true, g_res1 = 99.0;
-    double a[1] = {1}, y[1] = {5};
-    ReportErrorD(STATUS_BAD_ARGUMENT, 0, a, a, y, y, "vdLn");
-    EXPECT_EQ(g_calls, 1);
+    // No write-back for -1 and -2, but the callback sees them.
+    double b[1] = {1}, r[1] = {5};
+    ReportErrorD(STATUS_BAD_ARGUMENT, 0, b, b, r, r, "vdLn");
     EXPECT_EQ(g_seen.code, STATUS_BAD_ARGUMENT);
     EXPECT_EQ(g_seen.funcNameLen, 4);
-    ReportErrorD(STATUS_BAD_CALL, 0, a, a, y, y, "vdLn");
-    EXPECT_EQ(g_calls, 2);
-    EXPECT_EQ(y[0], 5.0);  // no write-back for -1 and -2
+    const int calls = g_calls;
+    ReportErrorD(STATUS_BAD_CALL, 0, b, b, r, r, "vdLn");
+    EXPECT_EQ(g_calls, calls + 1);
+    EXPECT_EQ(r[0], 5.0);
     EXPECT_EQ(_vexGetErrStatus(), STATUS_BAD_CALL);
   });
 }
 
 TEST(Reporter, IndexCountsFromTheWholeVector) {
-  InFreshThread([] {
-    UseHandling(VEX_ERRMODE_CALLBACK);
-    ResetRecorder(0);
+  Fresh(VEX_ERRMODE_CALLBACK, 0, [] {
     double whole[200] = {};
     whole[103] = -2.5;
     const double *chunk = whole + 100;
@@ -234,10 +214,12 @@ TEST(Reporter, IndexCountsFromTheWholeVector) {
 }
 
 // Printing: the message of the status, then the values with one or two inputs and results.
-std::string Printed(int status, int index, const double *a1, const double *a2, double *r1, double *r2) {
+std::string Printed(int status, int index, const double *a1, const double *a2, double *r1, double *r2,
+                    const void *whole = nullptr) {
   testing::internal::CaptureStderr();
   InFreshThread([&] {
     _vexSetMode(VEX_ERRMODE_STDERR);
+    _vexSetInterfInputVectorPointer(whole);
     ReportErrorD(status, index, a1, a2, r1, r2, "vdF");
   });
   return testing::internal::GetCapturedStderr();
@@ -262,17 +244,8 @@ TEST(Reporter, PrintsByMessageNumber) {
   EXPECT_EQ(Printed(STATUS_BAD_ARGUMENT, 1, a, a, y, y), "msg 748 vdF 1 (2 to 1)\n");
   EXPECT_EQ(Printed(STATUS_BAD_CALL, 1, a, a, y, y), "msg 749 vdF (1 to 1)\n");
   EXPECT_EQ(Printed(STATUS_OK, 1, a, a, y, y), "");
-}
-
-TEST(Reporter, PrintedIndexIsTheWholeVectorIndex) {
-  double whole[8] = {}, y[8] = {};
-  testing::internal::CaptureStderr();
-  InFreshThread([&] {
-    _vexSetMode(VEX_ERRMODE_STDERR);
-    _vexSetInterfInputVectorPointer(whole);
-    ReportErrorD(STATUS_BAD_ARGUMENT, 1, whole + 4, whole + 4, y, y, "vdF");
-  });
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "msg 748 vdF 5 (2 to 1)\n");
+  double whole[8] = {};  // the printed index is the whole vector's
+  EXPECT_EQ(Printed(STATUS_BAD_ARGUMENT, 1, whole + 4, whole + 4, y, y, whole), "msg 748 vdF 5 (2 to 1)\n");
 }
 
 // Exceptions: with no trap bit only the x87 flag stays set; with one, SIGFPE.

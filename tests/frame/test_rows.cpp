@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "rows_fixture/probe.hpp"
 #include "zyn/vex.h"
@@ -68,104 +69,63 @@ TEST(Rows, CostsAsListed) {
   zyn_vex_kernel_dInv_ctab[0] = saved;
 }
 
-TEST(Rows, TailJumpStubsPassArgumentsUntouched) {
-  double a[1] = {}, y[1] = {};
-  _vexdLn_50(-5, a, y);
-  EXPECT_STREQ(probe.kernel, "dLn_LA");
-  EXPECT_EQ(probe.i[0], -5);
-  EXPECT_EQ(probe.p[0], a);
-  EXPECT_EQ(probe.p[1], y);
-  _vexdLn(7, nullptr, y);
-  EXPECT_STREQ(probe.kernel, "dLn_HA");
-  EXPECT_EQ(probe.i[0], 7);
-  EXPECT_EQ(probe.p[0], nullptr);
-  _vexdLn_26(1, a, y);
-  EXPECT_STREQ(probe.kernel, "dLn_EP");
-  _vexdLnI_50(9, a, -3, y, 0);
-  EXPECT_STREQ(probe.kernel, "dLnI_LA");
-  EXPECT_EQ(probe.i[0], 9);
-  EXPECT_EQ(probe.i[1], -3);
-  EXPECT_EQ(probe.i[2], 0);
-  EXPECT_TRUE(probe.aligned);
+namespace {
+// The probe holds exactly what the named kernel received (unset fields are zero), on an aligned
+// frame. Integers are compared as the int the stub was given.
+void Saw(const char *kernel, std::vector<long long> i, std::vector<const void *> p,
+         std::vector<double> d = {}) {
+  EXPECT_STREQ(probe.kernel, kernel);
+  i.resize(3), p.resize(3), d.resize(4);
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(static_cast<int>(probe.i[k]), i[k]) << kernel << " i" << k;
+  for (int k = 0; k < 3; ++k) EXPECT_EQ(probe.p[k], p[k]) << kernel << " p" << k;
+  for (int k = 0; k < 4; ++k) EXPECT_EQ(probe.d[k], d[k]) << kernel << " d" << k;
+  EXPECT_TRUE(probe.aligned) << kernel;
+}
+}  // namespace
 
+TEST(Rows, TailJumpStubsPassArgumentsUntouched) {
+  double a[1] = {}, b[1] = {}, y[1] = {};
+  _vexdLn_50(-5, a, y);
+  Saw("dLn_LA", {-5}, {a, y});
+  _vexdLn(7, nullptr, y);
+  Saw("dLn_HA", {7}, {nullptr, y});
+  _vexdLn_26(1, a, y);
+  Saw("dLn_EP", {1}, {a, y});
+  _vexdLnI_50(9, a, -3, y, 0);
+  Saw("dLnI_LA", {9, -3, 0}, {a, y});
   float f[1] = {}, g[1] = {}, h[1] = {};
   _vexsInv_21(3, f, g);
-  EXPECT_STREQ(probe.kernel, "sInv_HA");
+  Saw("sInv_HA", {3}, {f, g});
   _vexsInv_11(3, f, g);
-  EXPECT_STREQ(probe.kernel, "sInv_EP");
+  Saw("sInv_EP", {3}, {f, g});
   _vexsSinCos_HA(11, f, g, h);
-  EXPECT_STREQ(probe.kernel, "sSinCos_HA");
-  EXPECT_EQ(probe.p[2], h);
-
-  double b[1] = {};
+  Saw("sSinCos_HA", {11}, {f, g, h});
   _vexdLinearFrac_26(4, a, b, 1.5, -2.5, 3.5, -4.5, y);
-  EXPECT_STREQ(probe.kernel, "dLinearFrac_HA");
-  EXPECT_EQ(probe.p[1], b);
-  EXPECT_EQ(probe.p[2], y);
-  EXPECT_EQ(probe.d[0], 1.5);
-  EXPECT_EQ(probe.d[1], -2.5);
-  EXPECT_EQ(probe.d[2], 3.5);
-  EXPECT_EQ(probe.d[3], -4.5);
+  Saw("dLinearFrac_HA", {4}, {a, b, y}, {1.5, -2.5, 3.5, -4.5});
 }
 
 TEST(Rows, PackStubsSetTheWidthFlag) {
   float a[4] = {}, y[4] = {};
   // Call with a fifth argument of 77 in r8: the stub must replace it by 1.
-  auto with_fifth = as<void (*)(int, const float *, int, float *, int)>(&_vexsPackI_21);
-  with_fifth(4, a, -2, y, 77);
-  EXPECT_STREQ(probe.kernel, "sPackI_HA");
-  EXPECT_EQ(static_cast<int>(probe.i[0]), 4);
-  EXPECT_EQ(static_cast<int>(probe.i[1]), -2);
-  EXPECT_EQ(probe.i[2], 1);
-  EXPECT_EQ(probe.p[0], a);
-  EXPECT_EQ(probe.p[1], y);
-  // Through the row the caller chooses the width.
-  zyn_vex_kernel_sPackI_ttab[2](4, a, 3, y, 2);
-  EXPECT_EQ(probe.i[2], 2);
-
+  as<void (*)(int, const float *, int, float *, int)>(&_vexsPackI_21)(4, a, -2, y, 77);
+  Saw("sPackI_HA", {4, -2, 1}, {a, y});
+  zyn_vex_kernel_sPackI_ttab[2](4, a, 3, y, 2);  // through the row the caller chooses the width
+  Saw("sPackI_HA", {4, 3, 2}, {a, y});
   double d[2] = {}, e[2] = {};
   int mask[2] = {1, 0};
-  auto unpack = as<void (*)(int, const double *, double *, const int *, int)>(&_vexdUnpackM);
-  unpack(2, d, e, mask, -9);
-  EXPECT_STREQ(probe.kernel, "dUnpackM_HA");
-  EXPECT_EQ(probe.i[2], 1);
-  EXPECT_EQ(probe.p[2], mask);
+  as<void (*)(int, const double *, double *, const int *, int)>(&_vexdUnpackM)(2, d, e, mask, -9);
+  Saw("dUnpackM_HA", {2, 0, 1}, {d, e, mask});
 }
 
 TEST(Rows, ByValueComplexPowxStubs) {
   ZynComplex8 ca[1] = {}, cy[1] = {};
   ZynComplex16 za[1] = {}, zy[1] = {};
   _vexcPowx_21(3, ca, ZynComplex8{1.25f, -0.5f}, cy);
-  EXPECT_STREQ(probe.kernel, "cPowx_HA");
-  EXPECT_EQ(probe.i[0], 3);
-  EXPECT_EQ(probe.p[0], ca);
-  EXPECT_EQ(probe.p[1], cy);
-  EXPECT_EQ(probe.d[0], 1.25);
-  EXPECT_EQ(probe.d[1], -0.5);
-  EXPECT_TRUE(probe.aligned);
-
+  Saw("cPowx_HA", {3}, {ca, cy}, {1.25, -0.5});
   _vexzPowx_26(5, za, ZynComplex16{2.5, -7.25}, zy);
-  EXPECT_STREQ(probe.kernel, "zPowx_HA");
-  EXPECT_EQ(probe.p[1], zy);
-  EXPECT_EQ(probe.d[0], 2.5);
-  EXPECT_EQ(probe.d[1], -7.25);
-  EXPECT_TRUE(probe.aligned);
-
+  Saw("zPowx_HA", {5}, {za, zy}, {2.5, -7.25});
   _vexcPowxI(6, ca, 2, ZynComplex8{3.0f, 4.0f}, cy, -1);
-  EXPECT_STREQ(probe.kernel, "cPowxI_HA");
-  EXPECT_EQ(probe.i[1], 2);
-  EXPECT_EQ(probe.i[2], -1);
-  EXPECT_EQ(probe.p[1], cy);
-  EXPECT_EQ(probe.d[1], 4.0);
-
+  Saw("cPowxI_HA", {6, 2, -1}, {ca, cy}, {3.0, 4.0});
   _vexzPowxI_50(7, za, -4, ZynComplex16{-1.0, 1e300}, zy, 3);
-  EXPECT_STREQ(probe.kernel, "zPowxI_HA");
-  EXPECT_EQ(probe.i[0], 7);
-  EXPECT_EQ(probe.i[1], -4);
-  EXPECT_EQ(probe.i[2], 3);
-  EXPECT_EQ(probe.p[0], za);
-  EXPECT_EQ(probe.p[1], zy);
-  EXPECT_EQ(probe.d[0], -1.0);
-  EXPECT_EQ(probe.d[1], 1e300);
-  EXPECT_TRUE(probe.aligned);
+  Saw("zPowxI_HA", {7, -4, 3}, {za, zy}, {-1.0, 1e300});
 }

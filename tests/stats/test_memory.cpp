@@ -16,7 +16,7 @@ const int g_env = setenv("ZYN_CORE_LIBRARY", ZYN_FAILING_CORE, 1);
 void set_budget(long allocations) {
   static auto fn = [] {
     void *h = dlopen(ZYN_FAILING_CORE, RTLD_NOW | RTLD_LOCAL);
-    return reinterpret_cast<void (*)(long)>(h ? dlsym(h, "failing_core_set_budget") : nullptr);
+    return reinterpret_cast<void (*)(long)>(h ? dlsym(h, "zyn_test_fail_after") : nullptr);
   }();
   ASSERT_NE(fn, nullptr);
   fn(allocations);

@@ -1,6 +1,9 @@
 // Plain reference models of the basic generators for the tests: each recurrence written directly
-// with 64- or 128-bit arithmetic, one number at a time, and the conversions to uniform numbers.
+// with 64- or 128-bit arithmetic, one number at a time, and the conversions to uniform numbers;
+// and a stream wrapper.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <bit>
 #include <cstdint>
@@ -167,6 +170,44 @@ inline Gen wh(int sub, std::vector<uint32_t> seed, int old_id = -1) {
   };
   return g;
 }
+
+// A stream that deletes itself, with its generator row's outputs and its state words.
+struct Stream {
+  StreamState *s = nullptr;
+  explicit Stream(int id = RNX_BRNG_MCG31, const std::vector<uint32_t> &seed = {1}) {
+    EXPECT_EQ(__rnxNewStreamEx(&s, id, int(seed.size()), seed.data()), RNX_STATUS_OK);
+  }
+  explicit Stream(const Gen &g) : Stream(g.id, g.seed) {}
+  ~Stream() {
+    if (s != nullptr) __rnxDeleteStream(&s);
+  }
+  Stream(const Stream &) = delete;
+  Stream &operator=(const Stream &) = delete;
+  const BrngEntry &row() const {
+    int row, sub;
+    return __rnxGetBrngBaseOffset(s->brngId, &row, &sub)[row];
+  }
+  std::vector<uint32_t> ints(int n, int words = 1) {
+    std::vector<uint32_t> r(size_t(n > 0 ? n : 1) * words);
+    EXPECT_EQ(row().iGen(s, n, r.data()), RNX_STATUS_OK);
+    r.resize(size_t(n > 0 ? n : 0) * words);
+    return r;
+  }
+  std::vector<double> doubles(int n, double a, double b) {
+    std::vector<double> r(n);
+    EXPECT_EQ(row().dGen(s, n, r.data(), a, b), RNX_STATUS_OK);
+    return r;
+  }
+  std::vector<float> floats(int n, float a, float b) {
+    std::vector<float> r(n);
+    EXPECT_EQ(row().sGen(s, n, r.data(), a, b), RNX_STATUS_OK);
+    return r;
+  }
+  template <class T>
+  T &state(int word) {
+    return *reinterpret_cast<T *>(static_cast<char *>(RNX_STREAM_STATE(s)) + word * sizeof(T));
+  }
+};
 
 // Every generator with seeds that reach its reductions and seeding rules.
 inline std::vector<Gen> all_generators() {

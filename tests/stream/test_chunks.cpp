@@ -11,16 +11,7 @@
 
 namespace {
 
-struct Stream {
-  StreamState *s = nullptr;
-  Stream() {
-    const uint32_t seed[1] = {1};
-    EXPECT_EQ(__rnxNewStreamEx(&s, RNX_BRNG_MCG31, 1, seed), 0);
-  }
-  ~Stream() {
-    if (s != nullptr) __rnxDeleteStream(&s);
-  }
-};
+using reftest::Stream;
 
 void *block(int bytes, unsigned char fill) {
   void *p = zyn_serv_allocate(bytes, 128);

@@ -1,6 +1,5 @@
 // Allocation failures: each operation reports RNX_STATUS_NO_MEMORY and leaves nothing half made
-// and nothing leaked. The module is pointed at a stand-in core library whose allocations fail on
-// demand.
+// and nothing leaked. The module is pointed at a core library whose allocations fail on demand.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -13,7 +12,8 @@ namespace {
 
 struct Core {
   void *(*allocate)(size_t, int);
-  void (*fail_after)(int);
+  void (*deallocate)(void *);
+  void (*fail_after)(long);
 };
 
 const Core &core() {
@@ -22,7 +22,8 @@ const Core &core() {
     void *h = dlopen(ZYN_FAILING_CORE, RTLD_NOW | RTLD_LOCAL);
     EXPECT_NE(h, nullptr);
     return Core{reinterpret_cast<void *(*)(size_t, int)>(dlsym(h, "zyn_serv_allocate")),
-                reinterpret_cast<void (*)(int)>(dlsym(h, "zyn_test_fail_after"))};
+                reinterpret_cast<void (*)(void *)>(dlsym(h, "zyn_serv_deallocate")),
+                reinterpret_cast<void (*)(long)>(dlsym(h, "zyn_test_fail_after"))};
   }();
   return c;
 }
@@ -57,7 +58,7 @@ TEST(NoMemory, AddChunkLeavesTheStream) {
   EXPECT_EQ(__rnxAddChunk(s, 1, nullptr, p, 8), RNX_STATUS_NO_MEMORY);
   EXPECT_EQ(__rnxGetNumChunks(s), 0);
   core().fail_after(-1);
-  free(p);  // still the caller's
+  core().deallocate(p);  // still the caller's
   __rnxDeleteStream(&s);
 }
 

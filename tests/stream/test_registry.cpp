@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 #include "reference.hpp"
 #include "zyn/rng.h"
 
 namespace {
+
+using reftest::Stream;
 
 int make(int id, StreamState **s, int n = 0, const uint32_t *seed = nullptr) {
   *s = nullptr;
@@ -17,22 +20,19 @@ int make(int id, StreamState **s, int n = 0, const uint32_t *seed = nullptr) {
 TEST(Registry, StartsWithSixteenRows) { EXPECT_EQ(__rnxGetNumRegBrngs(), RNX_REG_BUILTIN_ROWS); }
 
 TEST(Registry, IdResolution) {
-  int row = -1, sub = -1;
-  EXPECT_EQ(__rnxGetBrngBaseOffset(RNX_BRNG_WH + 17, &row, &sub), __RegBrngsNew);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 17);
-  EXPECT_EQ(__rnxGetBrngBaseOffset(10, &row, &sub), __RegBrngs);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 6);
-  EXPECT_EQ(__rnxGetBrngBaseOffset(276, &row, &sub), __RegBrngs);
-  EXPECT_EQ(row, 4);
-  EXPECT_EQ(sub, 272);
-  __rnxGetBrngBaseOffset(277, &row, &sub);
-  EXPECT_EQ(row, 277);
-  EXPECT_EQ(sub, 0);
-  __rnxGetBrngBaseOffset(RNX_BRNG_PHILOX4X32X10 + 5, &row, &sub);
-  EXPECT_EQ(row, 15);
-  EXPECT_EQ(sub, 5);
+  struct Case {
+    int id;
+    const BrngEntry *table;
+    int row, sub;
+  };
+  const Case cases[] = {{RNX_BRNG_WH + 17, __RegBrngsNew, 4, 17}, {10, __RegBrngs, 4, 6},
+                        {276, __RegBrngs, 4, 272},                 {277, __RegBrngs, 277, 0},
+                        {RNX_BRNG_PHILOX4X32X10 + 5, __RegBrngsNew, 15, 5}};
+  for (const Case &c : cases) {
+    int row = -1, sub = -1;
+    EXPECT_EQ(__rnxGetBrngBaseOffset(c.id, &row, &sub), c.table) << c.id;
+    EXPECT_EQ(std::pair(row, sub), std::pair(c.row, c.sub)) << c.id;
+  }
   // the old table: WH repeated over rows 4..276, then four zero rows
   for (int r = 4; r <= 276; ++r) EXPECT_EQ(std::memcmp(&__RegBrngs[r], &__RegBrngs[4], sizeof(BrngEntry)), 0);
   EXPECT_EQ(__RegBrngs[4].iGen, __rnxiBRngWH);
@@ -43,16 +43,17 @@ TEST(Registry, IdResolution) {
 }
 
 TEST(Registry, Validity) {
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 279, 0), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 280, 99), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngs, 281, 0), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, 272), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, 273), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 8, 6023), 0);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 8, 6024), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 0, 1), RNX_STATUS_BAD_BRNG);
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 4, -1), 0);  // sub compared as a signed number
-  EXPECT_EQ(__rnxIsBrngValid(__RegBrngsNew, 16, 0), RNX_STATUS_BAD_BRNG);
+  struct Case {
+    const BrngEntry *table;
+    int row, sub, status;
+  };
+  // sub is compared as a signed number
+  const Case cases[] = {{__RegBrngs, 279, 0, 0},      {__RegBrngs, 280, 99, 0},   {__RegBrngs, 281, 0, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 4, 272, 0},   {__RegBrngsNew, 4, 273, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 8, 6023, 0},  {__RegBrngsNew, 8, 6024, RNX_STATUS_BAD_BRNG},
+                        {__RegBrngsNew, 0, 1, RNX_STATUS_BAD_BRNG}, {__RegBrngsNew, 4, -1, 0},
+                        {__RegBrngsNew, 16, 0, RNX_STATUS_BAD_BRNG}};
+  for (const Case &c : cases) EXPECT_EQ(__rnxIsBrngValid(c.table, c.row, c.sub), c.status) << c.row << " " << c.sub;
 
   StreamState *s;
   EXPECT_EQ(make(RNX_BRNG_WH + 272, &s), 0);
@@ -102,37 +103,21 @@ TEST(Registry, RowProperties) {
   }
 }
 
-TEST(Streams, HeaderAndOldIds) {
-  StreamState *s;
-  const uint32_t seed[1] = {3};
-  ASSERT_EQ(make(10, &s, 1, seed), 0);
-  EXPECT_EQ(__rnxGetStreamStateBrng(s), 10);
-  EXPECT_EQ(s->format, 1);
-  EXPECT_EQ(s->reserved0, 0);
-  EXPECT_EQ(s->reserved1, 0);
-  EXPECT_EQ(s->chunks, nullptr);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(s) % 128, 0u);
-  // the same numbers as sub-stream 6 by its current id
-  StreamState *t;
-  ASSERT_EQ(make(RNX_BRNG_WH + 6, &t, 1, seed), 0);
-  uint32_t a[40], b[40];
-  __rnxiBRngWH(s, 10, a);
-  __rnxiBRngWH(t, 10, b);
-  EXPECT_EQ(std::memcmp(a, b, sizeof a), 0);
-  EXPECT_EQ(__rnxDeleteStream(&s), 0);
-  EXPECT_EQ(s, nullptr);
-  __rnxDeleteStream(&t);
-}
-
-TEST(Streams, LeapfrogArguments) {
-  StreamState *s;
-  ASSERT_EQ(make(RNX_BRNG_R250, &s), 0);
-  EXPECT_EQ(__rnxLeapfrogStream(s, 0, -1), RNX_STATUS_BAD_NSTREAMS);  // before the generator
-  EXPECT_EQ(__rnxLeapfrogStream(s, 0, 0), RNX_STATUS_NO_LEAPFROG);    // reaches the generator
-  __rnxDeleteStream(&s);
-  ASSERT_EQ(make(RNX_BRNG_MCG31, &s), 0);
-  EXPECT_EQ(__rnxLeapfrogStream(s, 0, -1), RNX_STATUS_BAD_NSTREAMS);
-  __rnxDeleteStream(&s);
+TEST(Streams, HeaderAndArguments) {
+  Stream s(10, {3});  // an old WH id; its numbers are checked with the generators
+  EXPECT_EQ(__rnxGetStreamStateBrng(s.s), 10);
+  EXPECT_EQ(s.s->format, 1);
+  EXPECT_EQ(s.s->reserved0, 0);
+  EXPECT_EQ(s.s->reserved1, 0);
+  EXPECT_EQ(s.s->chunks, nullptr);
+  EXPECT_EQ(reinterpret_cast<uintptr_t>(s.s) % 128, 0u);
+  EXPECT_EQ(__rnxDeleteStream(&s.s), 0);
+  EXPECT_EQ(s.s, nullptr);
+  // Leapfrog: the stream count is checked before the generator is reached.
+  Stream r250(RNX_BRNG_R250), mcg(RNX_BRNG_MCG31);
+  EXPECT_EQ(__rnxLeapfrogStream(r250.s, 0, -1), RNX_STATUS_BAD_NSTREAMS);
+  EXPECT_EQ(__rnxLeapfrogStream(r250.s, 0, 0), RNX_STATUS_NO_LEAPFROG);
+  EXPECT_EQ(__rnxLeapfrogStream(mcg.s, 0, -1), RNX_STATUS_BAD_NSTREAMS);
 }
 
 TEST(Streams, AllocateLeavesStateUnseeded) {
@@ -147,87 +132,62 @@ TEST(Streams, AllocateLeavesStateUnseeded) {
 }
 
 TEST(Streams, CopyIsDeepAndIndependent) {
-  StreamState *s, *c;
-  const uint32_t seed[2] = {77, 88};
-  ASSERT_EQ(make(RNX_BRNG_MRG32K3A, &s, 2, seed), 0);
-  uint32_t skip[5];
-  __rnxiBRngMRG32K3A(s, 5, skip);
+  Stream s(RNX_BRNG_MRG32K3A, {77, 88});
+  s.ints(5);
   void *block = zyn_serv_allocate(64, 128);
   std::memset(block, 0x5A, 64);
-  ASSERT_EQ(__rnxAddChunk(s, 2, nullptr, block, 64), 0);
-  ASSERT_EQ(__rnxCopyStream(&c, s), 0);
-  EXPECT_EQ(c->brngId, s->brngId);
+  ASSERT_EQ(__rnxAddChunk(s.s, 2, nullptr, block, 64), 0);
+  StreamState *c;
+  ASSERT_EQ(__rnxCopyStream(&c, s.s), 0);
+  EXPECT_EQ(c->brngId, s.s->brngId);
   EXPECT_EQ(__rnxGetNumChunks(c), 1);
   void *copy = __rnxSearchChunk(c, 2);
   ASSERT_NE(copy, nullptr);
   EXPECT_NE(copy, block);
   EXPECT_EQ(std::memcmp(copy, block, 64), 0);
-  uint32_t a[100], b[100];
-  __rnxiBRngMRG32K3A(s, 100, a);
+  uint32_t b[100];
   __rnxiBRngMRG32K3A(c, 100, b);
-  EXPECT_EQ(std::memcmp(a, b, sizeof a), 0);
-  __rnxDeleteStream(&s);
-  __rnxiBRngMRG32K3A(c, 1, a);  // the copy outlives its source
+  EXPECT_EQ(s.ints(100), std::vector<uint32_t>(b, b + 100));
+  __rnxDeleteStream(&s.s);
+  __rnxiBRngMRG32K3A(c, 1, b);  // the copy outlives its source
   __rnxDeleteStream(&c);
 }
 
 TEST(Streams, CopyStreamStateMovesSeedWordsOnly) {
-  const uint32_t s1[1] = {1111}, s2[1] = {2222};
-  StreamState *src, *dst;
-  // MCG31M1: only x moves; the destination keeps its own multiplier
-  ASSERT_EQ(make(RNX_BRNG_MCG31, &src, 1, s1), 0);
-  ASSERT_EQ(make(RNX_BRNG_MCG31, &dst, 1, s2), 0);
-  __rnxLeapfrogStream(src, 0, 2);  // src multiplier becomes a^2
-  auto *ws = static_cast<uint32_t *>(RNX_STREAM_STATE(src));
-  auto *wd = static_cast<uint32_t *>(RNX_STREAM_STATE(dst));
-  ASSERT_NE(ws[1], wd[1]);
-  EXPECT_EQ(__rnxCopyStreamState(dst, src), 0);
-  EXPECT_EQ(wd[0], ws[0]);
-  EXPECT_EQ(wd[1], 1132489760u);
-  EXPECT_EQ(dst->brngId, RNX_BRNG_MCG31);
-  EXPECT_EQ(__rnxCopyStreamState(src, src), 0);
-  __rnxDeleteStream(&src);
-  __rnxDeleteStream(&dst);
-  // MCG59 likewise: 8 bytes of 16
-  ASSERT_EQ(make(RNX_BRNG_MCG59, &src, 1, s1), 0);
-  ASSERT_EQ(make(RNX_BRNG_MCG59, &dst, 1, s2), 0);
-  __rnxLeapfrogStream(src, 1, 3);
-  auto *qs = static_cast<uint64_t *>(RNX_STREAM_STATE(src));
-  auto *qd = static_cast<uint64_t *>(RNX_STREAM_STATE(dst));
-  __rnxCopyStreamState(dst, src);
-  EXPECT_EQ(qd[0], qs[0]);
-  EXPECT_NE(qd[1], qs[1]);
-  __rnxDeleteStream(&src);
-  __rnxDeleteStream(&dst);
-  // WH: 16 * 4 bytes asked, the whole 32-byte state moved, nothing past it; the id stays
-  ASSERT_EQ(make(RNX_BRNG_WH + 1, &src, 1, s1), 0);
-  ASSERT_EQ(make(RNX_BRNG_WH + 1, &dst, 1, s2), 0);
-  __rnxLeapfrogStream(src, 2, 5);
-  EXPECT_EQ(__rnxCopyStreamState(dst, src), 0);
-  EXPECT_EQ(std::memcmp(RNX_STREAM_STATE(dst), RNX_STREAM_STATE(src), 32), 0);
-  uint32_t a[8], b[8];
-  __rnxiBRngWH(src, 2, a);
-  __rnxiBRngWH(dst, 2, b);
-  EXPECT_EQ(std::memcmp(a, b, sizeof a), 0);
-  __rnxDeleteStream(&src);
-  __rnxDeleteStream(&dst);
+  {  // MCG31M1: only x moves; the destination keeps its own multiplier
+    Stream src(RNX_BRNG_MCG31, {1111}), dst(RNX_BRNG_MCG31, {2222});
+    __rnxLeapfrogStream(src.s, 0, 2);  // src multiplier becomes a^2
+    ASSERT_NE(src.state<uint32_t>(1), dst.state<uint32_t>(1));
+    EXPECT_EQ(__rnxCopyStreamState(dst.s, src.s), 0);
+    EXPECT_EQ(dst.state<uint32_t>(0), src.state<uint32_t>(0));
+    EXPECT_EQ(dst.state<uint32_t>(1), 1132489760u);
+    EXPECT_EQ(dst.s->brngId, RNX_BRNG_MCG31);
+    EXPECT_EQ(__rnxCopyStreamState(src.s, src.s), 0);
+  }
+  {  // MCG59 likewise: 8 bytes of 16
+    Stream src(RNX_BRNG_MCG59, {1111}), dst(RNX_BRNG_MCG59, {2222});
+    __rnxLeapfrogStream(src.s, 1, 3);
+    __rnxCopyStreamState(dst.s, src.s);
+    EXPECT_EQ(dst.state<uint64_t>(0), src.state<uint64_t>(0));
+    EXPECT_NE(dst.state<uint64_t>(1), src.state<uint64_t>(1));
+  }
+  {  // WH: 16 * 4 bytes asked, the whole 32-byte state moved, nothing past it; the id stays
+    Stream src(RNX_BRNG_WH + 1, {1111}), dst(RNX_BRNG_WH + 1, {2222});
+    __rnxLeapfrogStream(src.s, 2, 5);
+    EXPECT_EQ(__rnxCopyStreamState(dst.s, src.s), 0);
+    EXPECT_EQ(std::memcmp(RNX_STREAM_STATE(dst.s), RNX_STREAM_STATE(src.s), 32), 0);
+    EXPECT_EQ(src.ints(2, 4), dst.ints(2, 4));
+  }
   // R250: the whole ring and positions; chunks of the destination are replaced by the source's
-  ASSERT_EQ(make(RNX_BRNG_R250, &src, 1, s1), 0);
-  ASSERT_EQ(make(RNX_BRNG_R250, &dst, 1, s2), 0);
-  __rnxAddChunk(dst, 5, nullptr, zyn_serv_allocate(8, 128), 8);
-  __rnxAddChunk(src, 6, nullptr, zyn_serv_allocate(8, 128), 8);
-  uint32_t w[300];
-  __rnxiBRngR250(src, 300, w);
-  EXPECT_EQ(__rnxCopyStreamState(dst, src), 0);
-  EXPECT_EQ(__rnxSearchChunk(dst, 5), nullptr);
-  EXPECT_NE(__rnxSearchChunk(dst, 6), nullptr);
-  EXPECT_EQ(__rnxGetNumChunks(dst), 1);
-  uint32_t x[300], y[300];
-  __rnxiBRngR250(src, 300, x);
-  __rnxiBRngR250(dst, 300, y);
-  EXPECT_EQ(std::memcmp(x, y, sizeof x), 0);
-  __rnxDeleteStream(&src);
-  __rnxDeleteStream(&dst);
+  Stream src(RNX_BRNG_R250, {1111}), dst(RNX_BRNG_R250, {2222});
+  __rnxAddChunk(dst.s, 5, nullptr, zyn_serv_allocate(8, 128), 8);
+  __rnxAddChunk(src.s, 6, nullptr, zyn_serv_allocate(8, 128), 8);
+  src.ints(300);
+  EXPECT_EQ(__rnxCopyStreamState(dst.s, src.s), 0);
+  EXPECT_EQ(__rnxSearchChunk(dst.s, 5), nullptr);
+  EXPECT_NE(__rnxSearchChunk(dst.s, 6), nullptr);
+  EXPECT_EQ(__rnxGetNumChunks(dst.s), 1);
+  EXPECT_EQ(src.ints(300), dst.ints(300));
 }
 
 // A user generator: a counter from the seed, step given by leapfrog.

@@ -1,5 +1,6 @@
-// A core library for tests: the real one, except that zyn_serv_allocate fails once a budget of
-// successful allocations is spent. Every other name is found in the real library, a dependency.
+// A core library for the allocation-failure tests: the real one, except that zyn_serv_allocate
+// fails once a budget of successful allocations is spent. Every other name is found in the real
+// library, a dependency.
 #include <dlfcn.h>
 
 #include <atomic>
@@ -12,7 +13,7 @@ namespace {
 std::atomic<long> g_budget{-1};  // below 0: no limit
 }
 
-SHIM_API void failing_core_set_budget(long allocations) { g_budget = allocations; }
+SHIM_API void zyn_test_fail_after(long allocations) { g_budget = allocations; }
 
 SHIM_API void *zyn_serv_allocate(size_t size, int alignment) {
   using Allocate = void *(*)(size_t, int);
