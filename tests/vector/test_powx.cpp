@@ -254,14 +254,15 @@ TEST(PowxAccuracy, DoubleSweepsAgainstMpfr) {
   auto cases = sweep_cases(false, sweep_count());
   for (int lv = 0; lv < 3; ++lv) {
     double worst = 0;
+    Case at{};
     for (const auto &c : cases) {
       double y;
       kD[lv](1, &c.x, c.b, &y);
       double e = ulp_error(y, c.x, c.b, 53, -1022);
-      if (e > worst) worst = e;
+      if (e > worst) worst = e, at = c;
       ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
     }
-    std::printf("dPowx %s: worst %.3f ulp over %zu inputs\n", kLevel[lv], worst, cases.size());
+    std::printf("dPowx %s: worst %.3f ulp over %zu inputs, at %a^%a\n", kLevel[lv], worst, cases.size(), at.x, at.b);
   }
 }
 

@@ -46,12 +46,17 @@ struct KS {
   double b;
   const char *name;
   KS(double bb, double b_lo, const char *nm) : e(bb, b_lo), b(bb + b_lo), name(nm) {}
-  V eval(V x, int &bad) const { return pow_s<kLevel>(x, b, bad); }
+  V eval(V x, int &bad) const {
+    if constexpr (kLevel == Level::EP)
+      return pow_s_ep(x, static_cast<float>(b), bad);
+    else
+      return pow_s<kLevel>(x, b, bad);
+  }
   int scalar(float x, float *r) const {
     auto mag = [this](double ax, double *v) {
       if (!(ax >= FLT_MIN)) return false;
       int bad;
-      V res = pow_s<kLevel>(_mm_set1_ps(static_cast<float>(ax)), b, bad);
+      V res = eval(_mm_set1_ps(static_cast<float>(ax)), bad);
       *v = _mm_cvtss_f32(res);
       return bad == 0;
     };

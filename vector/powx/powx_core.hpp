@@ -204,7 +204,9 @@ struct DExp {
   }
 };
 
-inline constexpr double kMaxArg = 708.0;  // e^p normal and finite for |p| <= 708
+// The vector paths take b ln x in [-700, 708]: the result is finite, and its scale times the
+// polynomial (|.| > 2^-10 scale) is normal, so no product is rounded on the denormal grid.
+inline constexpr double kArgMid = 4.0, kArgHalf = 704.0;
 
 // ln x = hi + lo for positive normal lanes with relative error below 2^-67 (u = m r - 1 exact
 // as in ln_parts, |u| < 2^-9.19):
@@ -256,7 +258,7 @@ inline void times_b(const DExp &e, __m128d hi, __m128d lo, __m128d &ph, __m128d 
 }
 
 // x^b for lanes with positive normal x; `bad` gets the lanes it can't take (x not positive
-// normal, |b ln x| above 708, NaN).
+// normal, b ln x outside [-700, 708], NaN).
 //   HA: e^(ph + pl) with the 128-entry table and its tails, Taylor to degree 5 (2^-60): within
 //       0.52 ulp.
 //   EP (|b| <= 16 only): ln x to 2^-30 absolute without the table's low part, b ln x rounded,
@@ -274,7 +276,7 @@ inline __m128d pow_d(__m128d x, const DExp &e, int &bad) {
     log_ha(x, hi, lo);
     times_b(e, hi, lo, ph, pl);
   }
-  V out = _mm_cmpnle_pd(abs_pd(ph), _mm_set1_pd(kMaxArg));
+  V out = _mm_cmpnle_pd(abs_pd(_mm_sub_pd(ph, _mm_set1_pd(kArgMid))), _mm_set1_pd(kArgHalf));
   bad = _mm_movemask_pd(out) | bad_not_positive_normal(x);
   __m128i nbits;
   if constexpr (kLevel == Level::HA) {
@@ -305,40 +307,40 @@ inline __m128d log2_1p_over_r(__m128d r) {
   return p;
 }
 
-// Degrees per level: log2(1 + r) on |r| <= 2^-8 (2^-7 next to 1, where the table's entry is
-// exact and the error relative) and e^r - 1 on |r| <= ln2/256.
+// Degrees per level (HA, LA; EP works in float below): log2(1 + r) on |r| <= 2^-8 (2^-7 next
+// to 1, where the table's entry is exact and the error relative) and 2^(f/128) - 1 on
+// |f| <= 1/2.
 //   HA: 5 and 3 (2^-50 absolute, r^5/6 = 2^-37.6 relative next to 1; 2^-38.7): within 0.52 ulp.
 //   LA: 4 and 2 (2^-41.8, 2^-30.3 relative; 2^-28): within 2 ulp.
-//   EP: 3 and 1 (2^-33.5, 2^-23 relative; 2^-18): 15 good bits.
 template <Level kLevel>
 struct SDegrees {
-  static constexpr int kLog = kLevel == Level::HA ? 5 : kLevel == Level::LA ? 4 : 3;
-  static constexpr int kExp = kLevel == Level::HA ? 3 : kLevel == Level::LA ? 2 : 1;
+  static constexpr int kLog = kLevel == Level::HA ? 5 : 4;
+  static constexpr int kExp = kLevel == Level::HA ? 3 : 2;
 };
 
-inline constexpr double kMaxArgS = 125.0;  // 2^t normal and finite in float for |t| <= 125
+inline constexpr double kMaxArgS = 125.0 * 128;  // 2^(t/128) normal and finite in float for |t| <= 125 * 128
 
-// 2^t for two lanes with |t| <= 125: t = n/128 + f, e^(f ln2) to degree kExp.
+// 2^(t/128) for two lanes with |t| <= 16000: t = n + f, |f| <= 1/2 (exact), 2^(n/128) from the
+// table and 2^(f/128) - 1 to degree kExp in f (coefficients (ln2/128)^i / i!).
 template <int kExp>
-inline __m128d exp2_s(__m128d t) {
+inline __m128d exp2_128_s(__m128d t) {
   using V = __m128d;
-  __m128i nbits;
-  V r = exp_reduce128<ExpBase::Two, false>(t, nbits);
+  constexpr double c1 = 0x1.62e42fefa39efp-1 / 128, c2 = c1 * c1 / 2, c3 = c2 * c1 / 3;
+  V sh = _mm_add_pd(t, _mm_set1_pd(kShift52));
+  V f = _mm_sub_pd(t, _mm_sub_pd(sh, _mm_set1_pd(kShift52)));
   V p;
   if constexpr (kExp == 3)
-    p = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_add_pd(_mm_set1_pd(0.5), _mm_mul_pd(r, _mm_set1_pd(1.0 / 6)))));
-  else if constexpr (kExp == 2)
-    p = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r), _mm_set1_pd(0.5)));
+    p = _mm_mul_pd(f, _mm_add_pd(_mm_set1_pd(c1), _mm_mul_pd(f, _mm_add_pd(_mm_set1_pd(c2), _mm_mul_pd(f, _mm_set1_pd(c3))))));
   else
-    p = r;
-  V scale = exp_scale128(nbits);
+    p = _mm_mul_pd(f, _mm_add_pd(_mm_set1_pd(c1), _mm_mul_pd(f, _mm_set1_pd(c2))));
+  V scale = exp_scale128(_mm_castpd_si128(sh));
   return _mm_add_pd(scale, _mm_mul_pd(scale, p));
 }
 
 // x^b for four float lanes: x = 2^k z with z in [0.699, 1.398), log2 x = k + log2(1/c) +
-// log2(1 + r), r = z/c - 1 (one rounding, 2^-53), in double; t = b log2 x and 2^t in double, one
-// rounding to float. `bad`: x not positive normal, |t| above 125, NaN.
-template <Level kLevel>
+// log2(1 + r), r = z/c - 1 (one rounding, 2^-53), in double; t = 128 b log2 x and 2^(t/128) in
+// double, one rounding to float. `bad`: x not positive normal, |b log2 x| above 125, NaN.
+template <Level kLevel>  // HA or LA
 inline __m128 pow_s(__m128 x, double b, int &bad) {
   using V = __m128d;
   using D = SDegrees<kLevel>;
@@ -350,7 +352,7 @@ inline __m128 pow_s(__m128 x, double b, int &bad) {
   __m128i top = _mm_and_si128(tmp, _mm_set1_epi32(static_cast<int>(0xff800000u)));
   __m128 z = _mm_castsi128_ps(_mm_sub_epi32(ix, top));
   __m128i k = _mm_srai_epi32(top, 23);
-  const V vb = _mm_set1_pd(b);
+  const V vb = _mm_set1_pd(b * 128);  // exact
   int outm = 0;
   V res[2];
   for (int h = 0; h < 2; ++h) {
@@ -363,10 +365,34 @@ inline __m128 pow_s(__m128 x, double b, int &bad) {
     V l2 = _mm_add_pd(_mm_add_pd(kd, _mm_unpackhi_pd(e0, e1)), _mm_mul_pd(r, log2_1p_over_r<D::kLog>(r)));
     V t = _mm_mul_pd(vb, l2);
     outm |= _mm_movemask_pd(_mm_cmpnle_pd(abs_pd(t), _mm_set1_pd(kMaxArgS))) << (2 * h);
-    res[h] = exp2_s<D::kExp>(t);
+    res[h] = exp2_128_s<D::kExp>(t);
   }
   bad = outm | (_mm_movemask_ps(_mm_castsi128_ps(ok)) ^ 15);
   return _mm_movelh_ps(_mm_cvtpd_ps(res[0]), _mm_cvtpd_ps(res[1]));
+}
+
+// EP in float, without a table: x = 2^k z with z in [0.699, 1.398), ln z = 2 atanh(s) with
+// s = (z - 1)/(z + 1), |s| < 0.167, to s^7 (truncation below 2^-23.9 relative; z - 1 exact, so
+// ln x keeps its relative accuracy next to 1); p = b ln x rounded to float (2^-17 absolute at
+// |p| = 86) and e^p by the float EP exponential (2^-16.4): 15 good bits.
+inline __m128 pow_s_ep(__m128 x, float b, int &bad) {
+  using V = __m128;
+  __m128i ix = _mm_castps_si128(x);
+  __m128i d = _mm_sub_epi32(ix, _mm_set1_epi32(0x00800000));
+  __m128i ok = _mm_and_si128(_mm_cmpgt_epi32(_mm_set1_epi32(0x7f000000), d), _mm_cmpgt_epi32(d, _mm_set1_epi32(-1)));
+  __m128i top = _mm_and_si128(_mm_sub_epi32(ix, _mm_set1_epi32(0x3f330000)), _mm_set1_epi32(static_cast<int>(0xff800000u)));
+  V z = _mm_castsi128_ps(_mm_sub_epi32(ix, top));
+  V k = _mm_cvtepi32_ps(_mm_srai_epi32(top, 23));
+  V s = _mm_div_ps(_mm_sub_ps(z, _mm_set1_ps(1.0f)), _mm_add_ps(z, _mm_set1_ps(1.0f)));
+  V s2 = _mm_mul_ps(s, s);
+  V q = _mm_add_ps(_mm_set1_ps(0.2f), _mm_mul_ps(s2, _mm_set1_ps(1.0f / 7)));
+  q = _mm_add_ps(_mm_set1_ps(1.0f / 3), _mm_mul_ps(s2, q));
+  V ln = _mm_add_ps(_mm_mul_ps(k, _mm_set1_ps(0x1.62e43p-1f)),
+                    _mm_mul_ps(_mm_add_ps(s, s), _mm_add_ps(_mm_set1_ps(1.0f), _mm_mul_ps(s2, q))));
+  V p = _mm_mul_ps(_mm_set1_ps(b), ln);
+  V out = _mm_cmpnle_ps(abs_ps(p), _mm_set1_ps(86.0f));
+  bad = _mm_movemask_ps(_mm_or_ps(out, _mm_castsi128_ps(_mm_xor_si128(ok, _mm_set1_epi32(-1)))));
+  return exp_float<false, false>(p);
 }
 
 // ---- the loop -------------------------------------------------------------------------------
