@@ -1,7 +1,7 @@
 // Powx (vector base, one scalar exponent) and the fixed powers Pow3o2 and Pow2o3 against their
 // anchors: glibc's pow/powf in a loop, libmvec's SSE4 pow and SLEEF's u10 SSE4 pow with the
 // exponent broadcast. Bases are positive over 20 binades, [2^-10, 2^10]; exponents 2.7 and 0.4
-// (the inverse of a Weibull shape), and 1.5 and 2/3 for the fixed powers.
+// (the inverse of a Weibull shape); the fixed powers against pow with 1.5 and 2/3.
 #include <immintrin.h>
 #include <sleef.h>
 
@@ -71,6 +71,16 @@ void powx_s(float b) {
                                       bcast_s<_ZGVbN4vv_powf>(b), bcast_s<sleef_powf>(b), pos_f);
 }
 
+// The fixed powers against pow with the same exponent (2/3 rounded to the type).
+void fixed(const std::string &stem, double b, Fn<double> ha, Fn<double> la, Fn<double> ep, Fn<float> sha, Fn<float> sla,
+           Fn<float> sep) {
+  float bf = static_cast<float>(b);
+  levels<double, Fn<double>, Fn<double>>("d" + stem, ha, la, ep, zyn::bench::loop([b](double x) { return std::pow(x, b); }),
+                                         bcast_d<_ZGVbN2vv_pow>(b), bcast_d<sleef_pow>(b), pos_d);
+  levels<float, Fn<float>, Fn<float>>("s" + stem, sha, sla, sep, zyn::bench::loop([bf](float x) { return std::pow(x, bf); }),
+                                      bcast_s<_ZGVbN4vv_powf>(bf), bcast_s<sleef_powf>(bf), pos_f);
+}
+
 std::vector<Comparison> comparisons(const std::string &g) {
   return {{g, "HA", {"glibc", "sleef_u10"}}, {g, "LA", {"libmvec", "sleef_u10"}}, {g, "EP", {"LA", "libmvec"}}};
 }
@@ -84,5 +94,9 @@ int main(int argc, char **argv) {
     for (auto &c : comparisons("dPowx_" + std::to_string(b).substr(0, 3))) cmp.push_back(c);
     for (auto &c : comparisons("sPowx_" + std::to_string(b).substr(0, 3))) cmp.push_back(c);
   }
+  fixed("Pow3o2", 1.5, _vexdPow3o2, _vexdPow3o2_50, _vexdPow3o2_26, _vexsPow3o2, _vexsPow3o2_21, _vexsPow3o2_11);
+  fixed("Pow2o3", 2.0 / 3, _vexdPow2o3, _vexdPow2o3_50, _vexdPow2o3_26, _vexsPow2o3, _vexsPow2o3_21, _vexsPow2o3_11);
+  for (const char *g : {"dPow3o2", "sPow3o2", "dPow2o3", "sPow2o3"})
+    for (auto &c : comparisons(g)) cmp.push_back(c);
   return zyn::bench::run_all(argc, argv, cmp);
 }
