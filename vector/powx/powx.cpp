@@ -13,72 +13,57 @@
 namespace zyn::vk::powx {
 namespace {
 
-// The kernel of one call in double: the vector path of the level (LA takes HA's, which costs
-// next to nothing more and keeps exact results exact; EP's only for |b| <= 16, where its
-// absolute error in ln x is enough), the same arithmetic for an ordinary element of the scalar
-// path, and the double-double path for the rest.
-template <Level kLevel>
-struct KD {
-  using T = double;
-  using V = __m128d;
+// The kernel of one call: the vector path of the type and level, the same arithmetic (on a
+// broadcast) for an element of the scalar path the vector path takes, and the double-double
+// path for the rest. Double LA takes HA's path, which costs next to nothing more and keeps
+// exact results exact; double EP's is used only for |b| <= 16, where its absolute error in ln x
+// is enough.
+template <class TT, Level kLevel>
+struct Kernel {
+  using T = TT;
+  using V = typename Simd<T>::V;
   Expo e;
   DExp d;
-  const char *name;
-  KD(double b, double b_lo, const char *nm) : e(b, b_lo), d(b, b_lo), name(nm) {}
-  V eval(V x, int &bad) const { return pow_d<kLevel>(x, d, bad); }
-  int scalar(double x, double *r) const {
-    auto mag = [this](double ax, double *v) {
-      if (!(ax >= DBL_MIN)) return false;
-      int bad;
-      V res = pow_d<kLevel>(_mm_set1_pd(ax), d, bad);
-      *v = _mm_cvtsd_f64(res);
-      return bad == 0;
-    };
-    return pow_element(x, e, DBL_MIN, DBL_MAX, r, mag);
-  }
-};
-
-template <Level kLevel>
-struct KS {
-  using T = float;
-  using V = __m128;
-  Expo e;
   double b;
   const char *name;
-  KS(double bb, double b_lo, const char *nm) : e(bb, b_lo), b(bb + b_lo), name(nm) {}
+  Kernel(double bb, double b_lo, const char *nm) : e(bb, b_lo), d(bb, b_lo), b(bb + b_lo), name(nm) {}
   V eval(V x, int &bad) const {
-    if constexpr (kLevel == Level::EP)
+    if constexpr (sizeof(T) == 8)
+      return pow_d<kLevel>(x, d, bad);
+    else if constexpr (kLevel == Level::EP)
       return pow_s_ep(x, static_cast<float>(b), bad);
     else
       return pow_s<kLevel>(x, b, bad);
   }
-  int scalar(float x, float *r) const {
+  int scalar(T x, T *r) const {
+    constexpr double tiny = std::numeric_limits<T>::min(), huge = std::numeric_limits<T>::max();
     auto mag = [this](double ax, double *v) {
-      if (!(ax >= FLT_MIN)) return false;
+      if (!(ax >= tiny)) return false;
       int bad;
-      V res = eval(_mm_set1_ps(static_cast<float>(ax)), bad);
-      *v = _mm_cvtss_f32(res);
+      alignas(16) T out[Simd<T>::L];
+      Simd<T>::store(out, eval(Simd<T>::set1(static_cast<T>(ax)), bad));
+      *v = out[0];
       return bad == 0;
     };
-    double d;
-    int status = pow_element(x, e, FLT_MIN, FLT_MAX, &d, mag);
-    *r = static_cast<float>(d);
+    double v;
+    int status = pow_element(x, e, tiny, huge, &v, mag);
+    *r = static_cast<T>(v);
     return status;
   }
 };
 
-// x^(b + b_lo) at a level (0 LA, 1 HA, 2 EP) for any b; |b| above 2^900 (no exact product)
-// and non-finite b go through the double-double path element by element.
+// x^(b + b_lo) at a level (0 LA, 1 HA, 2 EP). Non-finite and huge b need no test of their own:
+// their lanes come out of the vector paths as NaN or beyond the range, so they are bad lanes.
 template <class T>
 void general(int level, double b, double b_lo, const char *name, int n, const T *a, ptrdiff_t inca, T *y,
              ptrdiff_t incy) {
   if constexpr (sizeof(T) == 8) {
-    if (level == 2 && std::fabs(b) <= 16.0) return run(KD<Level::EP>(b, b_lo, name), n, a, inca, y, incy);
-    return run(KD<Level::HA>(b, b_lo, name), n, a, inca, y, incy);
+    if (level == 2 && std::fabs(b) <= 16.0) return run(Kernel<T, Level::EP>(b, b_lo, name), n, a, inca, y, incy);
+    return run(Kernel<T, Level::HA>(b, b_lo, name), n, a, inca, y, incy);
   } else {
-    if (level == 1 || !(std::fabs(b) < 0x1p900)) return run(KS<Level::HA>(b, b_lo, name), n, a, inca, y, incy);
-    if (level == 2) return run(KS<Level::EP>(b, b_lo, name), n, a, inca, y, incy);
-    return run(KS<Level::LA>(b, b_lo, name), n, a, inca, y, incy);
+    if (level == 1) return run(Kernel<T, Level::HA>(b, b_lo, name), n, a, inca, y, incy);
+    if (level == 2) return run(Kernel<T, Level::EP>(b, b_lo, name), n, a, inca, y, incy);
+    return run(Kernel<T, Level::LA>(b, b_lo, name), n, a, inca, y, incy);
   }
 }
 
