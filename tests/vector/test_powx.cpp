@@ -61,7 +61,7 @@ std::vector<Case> sweep_cases(bool single, int count) {
   std::mt19937_64 g(single ? 7 : 11);
   std::uniform_real_distribution<double> u(0.0, 1.0);
   const double lim = single ? 80.0 : 700.0;
-  const double bs[] = {-7.3, -2.0, -1.5, 0.25, 0.7, 1.5, 2.0 / 3, 2.5, 3.0, 10.1, 37.0, -51.2, 0.1, 5.0};
+  const double bs[] = {-7.3, -2.0, -1.5, 0.25, 0.7, 1.25, 0.6, 2.5, 3.0, 10.1, 37.0, -51.2, 0.1, 5.0};
   std::vector<Case> v;
   for (int i = 0; i < count; ++i) {
     int kind = i % 4;
@@ -106,6 +106,8 @@ TEST(PowxSpecials, MatchGlibcWithStatuses) {
         double x = xs[i], r = std::pow(x, b);
         if (std::isnan(r))
           EXPECT_TRUE(std::isnan(y[i])) << x;
+        else if (lv == 2 && std::isnormal(r))  // EP: ordinary results to its 26 bits
+          EXPECT_LE(std::fabs(y[i] - r), 0x1p-26 * std::fabs(r)) << x;
         else
           EXPECT_EQ(bits(y[i]), bits(r)) << x << " " << y[i] << " " << r;
         if (x == 0 && b < 0 && std::isfinite(b)) want[i] = STATUS_SINGULARITY;
@@ -140,6 +142,8 @@ TEST(PowxSpecials, SingleMatchesGlibcPowf) {
         float r = std::pow(xs[i], b);
         if (std::isnan(r))
           EXPECT_TRUE(std::isnan(y[i]));
+        else if (lv == 2 && std::isnormal(r))  // EP: ordinary results to its 11 bits
+          EXPECT_LE(std::fabs(y[i] - r), 0x1p-11f * std::fabs(r)) << xs[i] << "^" << b;
         else
           EXPECT_EQ(bits(y[i]), bits(r)) << xs[i] << "^" << b;
       }
@@ -250,14 +254,15 @@ TEST(PowxAccuracy, DoubleSweepsAgainstMpfr) {
   auto cases = sweep_cases(false, sweep_count());
   for (int lv = 0; lv < 3; ++lv) {
     double worst = 0;
+    Case at{};
     for (const auto &c : cases) {
       double y;
       kD[lv](1, &c.x, c.b, &y);
       double e = ulp_error(y, c.x, c.b, 53, -1022);
-      if (e > worst) worst = e;
+      if (e > worst) worst = e, at = c;
       ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
     }
-    std::printf("dPowx %s: worst %.3f ulp over %zu inputs\n", kLevel[lv], worst, cases.size());
+    std::printf("dPowx %s: worst %.3f ulp over %zu inputs, at %a^%a\n", kLevel[lv], worst, cases.size(), at.x, at.b);
   }
 }
 

@@ -26,6 +26,7 @@ struct Line {
   std::string row, level;
   Sweep s;
   bool single;
+  const Function *f;
 };
 
 std::string fmt_input(double x, double x2, int arity) {
@@ -35,6 +36,13 @@ std::string fmt_input(double x, double x2, int arity) {
   else
     snprintf(b, sizeof b, "%a, %a", x, x2);
   return b;
+}
+
+void print_line(const std::string &row, int lv, const Sweep &s, int arity) {
+  double bits = s.max_rel > 0 ? -std::log2(s.max_rel) : INFINITY;
+  printf("%-14s %s  max %9.3f ulp at %-28s  rel %.3g (%.1f bits)  n=%zu\n", row.c_str(), kLevel[lv],
+         s.max_ulp, fmt_input(s.worst_x, s.worst_x2, arity).c_str(), s.max_rel, bits, s.count);
+  fflush(stdout);
 }
 }  // namespace
 
@@ -64,6 +72,27 @@ int main(int argc, char **argv) {
           printf("%-14s %s  not built\n", (std::string("v") + t + f.stem).c_str(), kLevel[lv]);
           continue;
         }
+        if (!f.scalar_b.empty()) {  // one row per exponent: "vdPowx(2.7)"
+          for (double b : f.scalar_b) {
+            Sweep s;
+            if (t == 'd') {
+              auto x = inputs_d(f.dom[0], count, seed);
+              auto sp = specials_d();
+              x.insert(x.end(), sp.begin(), sp.end());
+              s = sweep_scalar_d(f, k, x, b);
+            } else {
+              auto x = inputs_s(f.dom[0], count, seed);
+              auto sp = specials_s();
+              x.insert(x.end(), sp.begin(), sp.end());
+              s = sweep_scalar_s(f, k, x, static_cast<float>(b));
+            }
+            char row[64];
+            snprintf(row, sizeof row, "v%c%s(%.4g)", t, f.stem.c_str(), b);
+            print_line(row, lv, s, f.arity);
+            lines.push_back({row, kLevel[lv], s, t == 's', &f});
+          }
+          continue;
+        }
         Sweep s;
         if (t == 'd') {
           auto x = inputs_d(f.dom[0], count, seed);
@@ -79,12 +108,8 @@ int main(int argc, char **argv) {
           s = sweep_s(f, k, x, x2);
         }
         std::string row = std::string("v") + t + f.stem;
-        double bits = s.max_rel > 0 ? -std::log2(s.max_rel) : INFINITY;
-        printf("%-14s %s  max %9.3f ulp at %-28s  rel %.3g (%.1f bits)  n=%zu\n", row.c_str(),
-               kLevel[lv], s.max_ulp, fmt_input(s.worst_x, s.worst_x2, f.arity).c_str(), s.max_rel,
-               bits, s.count);
-        lines.push_back({row, kLevel[lv], s, t == 's'});
-        fflush(stdout);
+        print_line(row, lv, s, f.arity);
+        lines.push_back({row, kLevel[lv], s, t == 's', &f});
       }
     }
   }
@@ -110,7 +135,7 @@ int main(int argc, char **argv) {
     for (const Line &l : lines) {
       double bits = l.s.max_rel > 0 ? -std::log2(l.s.max_rel) : INFINITY;
       fprintf(o, "| %s | %s | %.3f | `%s` | %.3g | %.1f |\n", l.row.c_str(), l.level.c_str(), l.s.max_ulp,
-              fmt_input(l.s.worst_x, l.s.worst_x2, find(l.row.substr(2))->arity).c_str(), l.s.max_rel, bits);
+              fmt_input(l.s.worst_x, l.s.worst_x2, l.f->arity).c_str(), l.s.max_rel, bits);
     }
     fclose(o);
   }

@@ -119,20 +119,24 @@ std::vector<T> specials() {
           -L::denorm_min(), L::min(), L::min() / 2, L::max(), -L::max(), T(0.5), T(2), T(0.75)};
 }
 
+// x2 empty with arity 2: the kernel takes the scalar `scalar` as its second argument.
 template <class T, class K1, class K2>
 Sweep sweep(const Function &f, void *kernel, const std::vector<T> &x, const std::vector<T> &x2,
-            Error (*err)(const Function &, T, T, T)) {
+            Error (*err)(const Function &, T, T, T), T scalar = 0) {
   Sweep s;
   const size_t chunk = 4096;
   std::vector<T> y(chunk);
+  const bool by_value = f.arity == 2 && x2.empty();
   for (size_t i = 0; i < x.size(); i += chunk) {
     int m = static_cast<int>(std::min(chunk, x.size() - i));
     if (f.arity == 1)
       reinterpret_cast<K1>(kernel)(m, x.data() + i, y.data());
+    else if (by_value)
+      reinterpret_cast<void (*)(int, const T *, T, T *)>(kernel)(m, x.data() + i, scalar, y.data());
     else
       reinterpret_cast<K2>(kernel)(m, x.data() + i, x2.data() + i, y.data());
     for (int j = 0; j < m; ++j) {
-      T b = f.arity == 1 ? T(0) : x2[i + j];
+      T b = f.arity == 1 ? T(0) : by_value ? scalar : x2[i + j];
       Error e = err(f, y[j], x[i + j], b);
       if (e.ulp > s.max_ulp || (std::isnan(s.max_ulp))) {
         s.max_ulp = e.ulp;
@@ -219,6 +223,15 @@ Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x,
               const std::vector<float> &x2) {
   return sweep<float, void (*)(int, const float *, float *),
                void (*)(int, const float *, const float *, float *)>(f, kernel, x, x2, error_s);
+}
+
+Sweep sweep_scalar_d(const Function &f, void *kernel, const std::vector<double> &x, double b) {
+  return sweep<double, void (*)(int, const double *, double *),
+               void (*)(int, const double *, const double *, double *)>(f, kernel, x, {}, error_d, b);
+}
+Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &x, float b) {
+  return sweep<float, void (*)(int, const float *, float *),
+               void (*)(int, const float *, const float *, float *)>(f, kernel, x, {}, error_s, b);
 }
 
 }  // namespace zyn::oracle

@@ -31,6 +31,9 @@ struct Function {
   // zero_scale > 0 (the level's error near a zero is meant to be absolute). Denormal results
   // are measured against the type's smallest normal.
   double zero_scale;
+  // A second argument that is one scalar per call (Powx: kernel(n, a, b, y)): each value is
+  // swept as its own row, with the inputs of dom[0] for a.
+  std::vector<double> scalar_b = {};
 };
 
 // All functions the oracle knows, in the order they were registered.
@@ -81,5 +84,8 @@ Sweep sweep_d(const Function &f, void *kernel, const std::vector<double> &x,
               const std::vector<double> &x2);
 Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x,
               const std::vector<float> &x2);
+// The same for a kernel whose second argument is the scalar b.
+Sweep sweep_scalar_d(const Function &f, void *kernel, const std::vector<double> &x, double b);
+Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &x, float b);
 
 }  // namespace zyn::oracle
