@@ -174,6 +174,7 @@ const Register reg({
     // multiples of pi/2 (EP is absolute there).
     {"Sin", 1, mpfr_sin, nullptr, {{-DBL_MAX, DBL_MAX, {kPi, -kPi, 2 * kPi, kPi / 2, 1e6 * kPi}}, {}}, 1.0},
     {"Cos", 1, mpfr_cos, nullptr, {{-DBL_MAX, DBL_MAX, {kPi / 2, -kPi / 2, 3 * kPi / 2, 1e5 * kPi + kPi / 2}}, {}}, 1.0},
+    {"SinCos", 1, mpfr_sin, nullptr, {{-DBL_MAX, DBL_MAX, {kPi, kPi / 2, -kPi / 2, 1e6 * kPi}}, {}}, 1.0, {}, mpfr_cos},
     {"Tan", 1, mpfr_tan, nullptr, {{-DBL_MAX, DBL_MAX, {kPi / 2, -kPi / 2, kPi, 3 * kPi / 2}}, {}}, 1.0},
     // Error functions and their inverses: delicate at the edges of the domain.
     {"Erf", 1, mpfr_erf, nullptr, {{-DBL_MAX, DBL_MAX, {0.5, -0.5, 6}}, {}}, 0},

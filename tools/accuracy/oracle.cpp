@@ -125,11 +125,23 @@ Sweep sweep(const Function &f, void *kernel, const std::vector<T> &x, const std:
             Error (*err)(const Function &, T, T, T), T scalar = 0) {
   Sweep s;
   const size_t chunk = 4096;
-  std::vector<T> y(chunk);
+  std::vector<T> y(chunk), z(chunk);
   const bool by_value = f.arity == 2 && x2.empty();
+  Function g = f;  // the second result's function
+  if (f.second) g.f1 = f.second;
+  auto take = [&](Error e, T a, T b) {
+    if (e.ulp > s.max_ulp || (std::isnan(s.max_ulp))) {
+      s.max_ulp = e.ulp;
+      s.worst_x = a;
+      s.worst_x2 = b;
+    }
+    s.max_rel = std::fmax(s.max_rel, e.rel);
+  };
   for (size_t i = 0; i < x.size(); i += chunk) {
     int m = static_cast<int>(std::min(chunk, x.size() - i));
-    if (f.arity == 1)
+    if (f.second)
+      reinterpret_cast<void (*)(int, const T *, T *, T *)>(kernel)(m, x.data() + i, y.data(), z.data());
+    else if (f.arity == 1)
       reinterpret_cast<K1>(kernel)(m, x.data() + i, y.data());
     else if (by_value)
       reinterpret_cast<void (*)(int, const T *, T, T *)>(kernel)(m, x.data() + i, scalar, y.data());
@@ -137,13 +149,8 @@ Sweep sweep(const Function &f, void *kernel, const std::vector<T> &x, const std:
       reinterpret_cast<K2>(kernel)(m, x.data() + i, x2.data() + i, y.data());
     for (int j = 0; j < m; ++j) {
       T b = f.arity == 1 ? T(0) : by_value ? scalar : x2[i + j];
-      Error e = err(f, y[j], x[i + j], b);
-      if (e.ulp > s.max_ulp || (std::isnan(s.max_ulp))) {
-        s.max_ulp = e.ulp;
-        s.worst_x = x[i + j];
-        s.worst_x2 = b;
-      }
-      s.max_rel = std::fmax(s.max_rel, e.rel);
+      take(err(f, y[j], x[i + j], b), x[i + j], b);
+      if (f.second) take(err(g, z[j], x[i + j], b), x[i + j], b);
     }
   }
   s.count = x.size();

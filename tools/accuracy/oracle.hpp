@@ -34,6 +34,9 @@ struct Function {
   // A second argument that is one scalar per call (Powx: kernel(n, a, b, y)): each value is
   // swept as its own row, with the inputs of dom[0] for a.
   std::vector<double> scalar_b = {};
+  // The second result of a two-result row (SinCos: kernel(n, a, y, z), y = f1(a), z =
+  // second(a)); a sweep reports the worse of the two.
+  Mpfr1 second = nullptr;
 };
 
 // All functions the oracle knows, in the order they were registered.
