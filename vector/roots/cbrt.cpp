@@ -8,9 +8,21 @@
 //   InvCbrt double HA  q = 1/t with its residual e = 1 - q t (Dekker product):
 //                   1/cbrt x = q (1 + e - c + c^2), below 1 ulp.
 //   InvCbrt double LA = EP  1/cbrt at LA: below 2 ulp.
-//   single HA, LA   the double HA and LA algorithms rounded once; single EP the 23-bit t.
 // Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54);
 // InvCbrt(+-0) is +-inf with STATUS_SINGULARITY.
+//
+// Single, without division, on a = |x| (the sign is put back at the end):
+//   y0 ~ a^(-1/3) from the bits, K - bits(a)/3: r = a y0^3 in [0.9006, 1.1061] for every normal a;
+//   y1 = y0 P(r), P the minimax quadratic of r^(-1/3) there: relative error below 2^-14.3
+//   (float rounding included). With r1 = a y1^3 = 1 - e, |e| < 2^-12.5:
+//     a^(-1/3) = y1 (1 - e)^(-1/3) = y1 (1 + e/3 + 2/9 e^2),     truncation below 2^-40;
+//     a^(1/3) = b (1 - e)^(-2/3) = b (1 + 2/3 e + 5/9 e^2),     b = a y1^2, truncation below 2^-38.
+//   EP  y1 and a y1 y1: below 2^-13.
+//   LA  the series in single on the rounded b = (a y1) y1 and r1 = b y1: the three roundings
+//       enter as (d1 + d2)/3 - 2 d3/3 (cbrt) or (d1 + d2 + d3)/3 (reciprocal), so below
+//       0.5 ulp + 4/3 2^-24: 1.9 ulp.
+//   HA  the series in double, rounded once: below 0.5 ulp + 2^-14.
+// Zeros, denormals (scaled by 2^24), infinities and NaN take the scalar path.
 #include <cmath>
 
 #include "vector/roots/policy.hpp"
@@ -49,11 +61,10 @@ inline V halley(V x, V &t) {
   return _mm_div_pd(_mm_sub_pd(r, t), _mm_add_pd(_mm_add_pd(t, t), r));
 }
 
-// kind: 0 the 23-bit start, 1 Halley on the unrounded start, 2 Halley on the 22-bit start.
+// kind: 1 Halley on the unrounded start, 2 Halley on the 22-bit start.
 template <int kKind>
 inline V cbrt_d(V x) {
   V t = cbrt_start(x);
-  if constexpr (kKind == 0) return t;
   V c = halley<kKind == 2>(x, t);
   return _mm_add_pd(t, _mm_mul_pd(t, c));
 }
@@ -75,10 +86,10 @@ inline int bad_not_normal(V x) {
   return _mm_movemask_pd(ok) ^ 3;
 }
 
-// kind as cbrt_d; kInverse: the reciprocal (kind 2: the corrected one, else 1/cbrt).
-template <bool kDouble, bool kInverse, int kKind>
-struct CbrtF {
-  static constexpr const char *kName = kDouble ? (kInverse ? "vdInvCbrt" : "vdCbrt") : (kInverse ? "vsInvCbrt" : "vsCbrt");
+// Double; kind as cbrt_d; kInverse: the reciprocal (kind 2: the corrected one, else 1/cbrt).
+template <bool kInverse, int kKind>
+struct CbrtD {
+  static constexpr const char *kName = kInverse ? "vdInvCbrt" : "vdCbrt";
   static V eval_d(V x) {
     if constexpr (!kInverse) return cbrt_d<kKind>(x);
     if constexpr (kKind == 2) return invcbrt_accurate(x);
@@ -95,24 +106,92 @@ struct CbrtF {
       return x == 0 ? STATUS_SINGULARITY : 0;
     }
     if (std::fabs(x) < 0x1p-1022) {  // denormal: cbrt(x 2^54) = cbrt(x) 2^18
-      *r = eval_one<CbrtF>(x * 0x1p54) * (kInverse ? 0x1p18 : 0x1p-18);
+      *r = eval_one<CbrtD>(x * 0x1p54) * (kInverse ? 0x1p18 : 0x1p-18);
       return 0;
     }
-    *r = eval_one<CbrtF>(x);
+    *r = eval_one<CbrtD>(x);
     return 0;
   }
 };
 
-using DCbrtHa = UnaryK<double, CbrtF<true, false, 2>>;
-using DCbrtEp = UnaryK<double, CbrtF<true, false, 1>>;
-using SCbrtHa = UnaryK<float, CbrtF<false, false, 2>>;
-using SCbrtLa = UnaryK<float, CbrtF<false, false, 1>>;
-using SCbrtEp = UnaryK<float, CbrtF<false, false, 0>>;
-using DInvCbrtHa = UnaryK<double, CbrtF<true, true, 2>>;
-using DInvCbrtEp = UnaryK<double, CbrtF<true, true, 1>>;
-using SInvCbrtHa = UnaryK<float, CbrtF<false, true, 2>>;
-using SInvCbrtLa = UnaryK<float, CbrtF<false, true, 1>>;
-using SInvCbrtEp = UnaryK<float, CbrtF<false, true, 0>>;
+// ---- single --------------------------------------------------------------------------------
+using W = __m128;
+inline W set_s(float x) { return _mm_set1_ps(x); }
+
+constexpr int kK = 0x54a23000;
+constexpr float kQ0 = 1.5567950292111648566f, kQ1 = -0.77886806131062634329f, kQ2 = 0.22207527332963483713f;
+
+// y1 ~ a^(-1/3) to 2^-14.3 for normal a > 0. Products are taken from a outwards so that every
+// partial product stays normal.
+inline W inv_cbrt_start_s(W a) {
+  __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_castps_si128(a)), set_s(1.0f / 3)));
+  W y = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(kK), q));
+  W r = _mm_mul_ps(_mm_mul_ps(_mm_mul_ps(a, y), y), y);
+  return _mm_mul_ps(y, _mm_add_ps(set_s(kQ0), _mm_mul_ps(r, _mm_add_ps(set_s(kQ1), _mm_mul_ps(r, set_s(kQ2))))));
+}
+
+// The series step in double on two lanes: b = a y^2 (cbrt) or y (reciprocal), times (1 - e)^p.
+template <bool kInverse>
+inline V series_d(V a, V y) {
+  V b = _mm_mul_pd(_mm_mul_pd(a, y), y);
+  V e = _mm_sub_pd(set(1.0), _mm_mul_pd(b, y));
+  V base = kInverse ? y : b;
+  V p = kInverse ? _mm_add_pd(set(1.0 / 3), _mm_mul_pd(e, set(2.0 / 9)))
+                 : _mm_add_pd(set(2.0 / 3), _mm_mul_pd(e, set(5.0 / 9)));
+  return _mm_add_pd(base, _mm_mul_pd(base, _mm_mul_pd(e, p)));
+}
+
+// kLevel: 0 EP, 1 LA, 2 HA.
+template <bool kInverse, int kLevel>
+struct CbrtS {
+  static constexpr const char *kName = kInverse ? "vsInvCbrt" : "vsCbrt";
+  static W eval_s(W x) {
+    const W sign = set_s(-0.0f);
+    W a = _mm_andnot_ps(sign, x);
+    W y = inv_cbrt_start_s(a), res;
+    if constexpr (kLevel == 0) {
+      res = kInverse ? y : _mm_mul_ps(_mm_mul_ps(a, y), y);
+    } else if constexpr (kLevel == 1) {
+      W b = _mm_mul_ps(_mm_mul_ps(a, y), y);
+      W e = _mm_sub_ps(set_s(1.0f), _mm_mul_ps(b, y));
+      W base = kInverse ? y : b;
+      W p = kInverse ? _mm_add_ps(set_s(1.0f / 3), _mm_mul_ps(e, set_s(2.0f / 9)))
+                     : _mm_add_ps(set_s(2.0f / 3), _mm_mul_ps(e, set_s(5.0f / 9)));
+      res = _mm_add_ps(base, _mm_mul_ps(base, _mm_mul_ps(e, p)));
+    } else {
+      V lo = series_d<kInverse>(_mm_cvtps_pd(a), _mm_cvtps_pd(y));
+      V hi = series_d<kInverse>(_mm_cvtps_pd(_mm_movehl_ps(a, a)), _mm_cvtps_pd(_mm_movehl_ps(y, y)));
+      res = _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+    }
+    return _mm_or_ps(res, _mm_and_ps(sign, x));
+  }
+  static int bad_s(W x) { return not_normal_s(_mm_andnot_ps(set_s(-0.0f), x)); }
+  // x is a single widened to double.
+  static int scalar(double x, double *r) {
+    if (x == 0 || !std::isfinite(x)) {
+      *r = !kInverse || std::isnan(x) ? x + x : runtime_div(1.0, x);
+      return kInverse && x == 0 ? STATUS_SINGULARITY : 0;
+    }
+    float f = static_cast<float>(x);
+    if (std::fabs(x) < 0x1p-126) {  // denormal: cbrt(x 2^24) = cbrt(x) 2^8
+      *r = eval_one_s<CbrtS>(f * 0x1p24f) * (kInverse ? 0x1p8f : 0x1p-8f);
+      return 0;
+    }
+    *r = eval_one_s<CbrtS>(f);
+    return 0;
+  }
+};
+
+using DCbrtHa = UnaryK<double, CbrtD<false, 2>>;
+using DCbrtEp = UnaryK<double, CbrtD<false, 1>>;
+using SCbrtHa = UnaryK<float, CbrtS<false, 2>>;
+using SCbrtLa = UnaryK<float, CbrtS<false, 1>>;
+using SCbrtEp = UnaryK<float, CbrtS<false, 0>>;
+using DInvCbrtHa = UnaryK<double, CbrtD<true, 2>>;
+using DInvCbrtEp = UnaryK<double, CbrtD<true, 1>>;
+using SInvCbrtHa = UnaryK<float, CbrtS<true, 2>>;
+using SInvCbrtLa = UnaryK<float, CbrtS<true, 1>>;
+using SInvCbrtEp = UnaryK<float, CbrtS<true, 0>>;
 }  // namespace
 
 ZYN_UNARY_KERNELS(dCbrt, HA, DCbrtHa)

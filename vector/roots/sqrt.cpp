@@ -41,33 +41,9 @@ using W = __m128;
 using dd::set;
 
 inline W set_s(float x) { return _mm_set1_ps(x); }
-inline V mask_d(uint64_t m) { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(m))); }
-inline W mask_s(uint32_t m) { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(m))); }
-
-// One element through eval_s (lane 0).
-template <class F>
-inline float eval_one_s(float x) {
-  return _mm_cvtss_f32(F::eval_s(_mm_set1_ps(x)));
-}
 
 // 1/sqrt(x) from the single estimate, for x in the normal single range.
 inline V rsqrt_d(V x) { return _mm_cvtps_pd(_mm_rsqrt_ps(_mm_cvtpd_ps(x))); }
-
-// Lanes whose bits (single) or high 32 bits (double) lie outside [lo, hi] as unsigned numbers:
-// the sign bit flipped turns the unsigned range test into one signed comparison, so zeros,
-// negatives, infinities and NaN are outside of any positive finite range.
-inline __m128i outside_hi32(__m128i b, uint32_t lo, uint32_t hi) {
-  return _mm_cmpgt_epi32(_mm_add_epi32(b, _mm_set1_epi32(static_cast<int>(0x80000000u - lo))),
-                         _mm_set1_epi32(static_cast<int>(0x80000000u + (hi - lo))));
-}
-inline int outside_d(V x, uint32_t lo, uint32_t hi) {
-  return _mm_movemask_pd(_mm_castsi128_pd(outside_hi32(_mm_castpd_si128(x), lo, hi)));
-}
-inline int outside_s(W x, uint32_t lo, uint32_t hi) {
-  return _mm_movemask_ps(_mm_castsi128_ps(outside_hi32(_mm_castps_si128(x), lo, hi)));
-}
-// Lanes outside the normal single range [2^-126, FLT_MAX].
-inline int not_normal_s(W x) { return outside_s(x, 0x00800000u, 0x7f7fffffu); }
 
 // The vector range of the double paths, [2^-126, 2^126): x and its estimate normal in single.
 constexpr double kLoD = 0x1p-126, kHiD = 0x1p126;
