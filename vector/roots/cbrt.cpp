@@ -80,11 +80,7 @@ inline V invcbrt_accurate(V x) {
   return _mm_add_pd(q, _mm_mul_pd(q, d));
 }
 
-inline int bad_not_normal(V x) {
-  V ax = _mm_andnot_pd(set(-0.0), x);
-  V ok = _mm_and_pd(_mm_cmpge_pd(ax, set(0x1p-1022)), _mm_cmple_pd(ax, set(0x1.fffffffffffffp1023)));
-  return _mm_movemask_pd(ok) ^ 3;
-}
+inline int bad_not_normal(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0x00100000u, 0x7fefffffu); }
 
 // Double; kind as cbrt_d; kInverse: the reciprocal (kind 2: the corrected one, else 1/cbrt).
 template <bool kInverse, int kKind>
