@@ -17,11 +17,12 @@
 //   (float rounding included). With r1 = a y1^3 = 1 - e, |e| < 2^-12.5:
 //     a^(-1/3) = y1 (1 - e)^(-1/3) = y1 (1 + e/3 + 2/9 e^2),     truncation below 2^-40;
 //     a^(1/3) = b (1 - e)^(-2/3) = b (1 + 2/3 e + 5/9 e^2),     b = a y1^2, truncation below 2^-38.
-//   EP  y1 and a y1 y1: below 2^-13.
+//   EP  y1, and for the cube root b0 R(r), b0 = a y0^2 and R the minimax quadratic of r^(-2/3):
+//       below 2^-12.8.
 //   LA  the series in single on the rounded b = (a y1) y1 and r1 = b y1: the three roundings
 //       enter as (d1 + d2)/3 - 2 d3/3 (cbrt) or (d1 + d2 + d3)/3 (reciprocal), so below
 //       0.5 ulp + 4/3 2^-24: 1.9 ulp.
-//   HA  the series in double, rounded once: below 0.5 ulp + 2^-14.
+//   HA  the series in double, rounded once: below 0.5 + 2^-14 ulp.
 // Zeros, denormals (scaled by 2^24), infinities and NaN take the scalar path.
 #include <cmath>
 
@@ -116,14 +117,21 @@ inline W set_s(float x) { return _mm_set1_ps(x); }
 
 constexpr int kK = 0x54a23000;
 constexpr float kQ0 = 1.5567950292111648566f, kQ1 = -0.77886806131062634329f, kQ2 = 0.22207527332963483713f;
+constexpr float kR0 = 2.2254343556531427735f, kR1 = -1.7802306573998407753f, kR2 = 0.55480621682473819813f;
 
-// y1 ~ a^(-1/3) to 2^-14.3 for normal a > 0. Products are taken from a outwards so that every
-// partial product stays normal.
-inline W inv_cbrt_start_s(W a) {
+// The bit start for normal a > 0: y ~ a^(-1/3), b = a y^2 and r = b y in [0.9006, 1.1061].
+// Products are taken from a outwards so that every partial product stays normal.
+struct StartS {
+  W y, b, r;
+};
+inline StartS start_s(W a) {
   __m128i q = _mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(_mm_castps_si128(a)), set_s(1.0f / 3)));
   W y = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(kK), q));
-  W r = _mm_mul_ps(_mm_mul_ps(_mm_mul_ps(a, y), y), y);
-  return _mm_mul_ps(y, _mm_add_ps(set_s(kQ0), _mm_mul_ps(r, _mm_add_ps(set_s(kQ1), _mm_mul_ps(r, set_s(kQ2))))));
+  W b = _mm_mul_ps(_mm_mul_ps(a, y), y);
+  return {y, b, _mm_mul_ps(b, y)};
+}
+inline W quadratic(W r, float c0, float c1, float c2) {
+  return _mm_add_ps(set_s(c0), _mm_mul_ps(r, _mm_add_ps(set_s(c1), _mm_mul_ps(r, set_s(c2)))));
 }
 
 // The series step in double on two lanes: b = a y^2 (cbrt) or y (reciprocal), times (1 - e)^p.
@@ -144,20 +152,24 @@ struct CbrtS {
   static W eval_s(W x) {
     const W sign = set_s(-0.0f);
     W a = _mm_andnot_ps(sign, x);
-    W y = inv_cbrt_start_s(a), res;
+    StartS st = start_s(a);
+    W res;
     if constexpr (kLevel == 0) {
-      res = kInverse ? y : _mm_mul_ps(_mm_mul_ps(a, y), y);
-    } else if constexpr (kLevel == 1) {
-      W b = _mm_mul_ps(_mm_mul_ps(a, y), y);
-      W e = _mm_sub_ps(set_s(1.0f), _mm_mul_ps(b, y));
-      W base = kInverse ? y : b;
-      W p = kInverse ? _mm_add_ps(set_s(1.0f / 3), _mm_mul_ps(e, set_s(2.0f / 9)))
-                     : _mm_add_ps(set_s(2.0f / 3), _mm_mul_ps(e, set_s(5.0f / 9)));
-      res = _mm_add_ps(base, _mm_mul_ps(base, _mm_mul_ps(e, p)));
+      res = kInverse ? _mm_mul_ps(st.y, quadratic(st.r, kQ0, kQ1, kQ2)) : _mm_mul_ps(st.b, quadratic(st.r, kR0, kR1, kR2));
     } else {
-      V lo = series_d<kInverse>(_mm_cvtps_pd(a), _mm_cvtps_pd(y));
-      V hi = series_d<kInverse>(_mm_cvtps_pd(_mm_movehl_ps(a, a)), _mm_cvtps_pd(_mm_movehl_ps(y, y)));
-      res = _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+      W y = _mm_mul_ps(st.y, quadratic(st.r, kQ0, kQ1, kQ2));
+      if constexpr (kLevel == 1) {
+        W b = _mm_mul_ps(_mm_mul_ps(a, y), y);
+        W e = _mm_sub_ps(set_s(1.0f), _mm_mul_ps(b, y));
+        W base = kInverse ? y : b;
+        W p = kInverse ? _mm_add_ps(set_s(1.0f / 3), _mm_mul_ps(e, set_s(2.0f / 9)))
+                       : _mm_add_ps(set_s(2.0f / 3), _mm_mul_ps(e, set_s(5.0f / 9)));
+        res = _mm_add_ps(base, _mm_mul_ps(base, _mm_mul_ps(e, p)));
+      } else {
+        V lo = series_d<kInverse>(_mm_cvtps_pd(a), _mm_cvtps_pd(y));
+        V hi = series_d<kInverse>(_mm_cvtps_pd(_mm_movehl_ps(a, a)), _mm_cvtps_pd(_mm_movehl_ps(y, y)));
+        res = _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+      }
     }
     return _mm_or_ps(res, _mm_and_ps(sign, x));
   }
