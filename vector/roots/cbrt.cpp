@@ -7,7 +7,7 @@
 //   Cbrt double LA = EP  the Halley step on the unrounded t: below 1 ulp.
 //   InvCbrt double HA  q = 1/t with its residual e = 1 - q t (Dekker product):
 //                   1/cbrt x = q (1 + e - c + c^2), below 1 ulp.
-//   InvCbrt double LA = EP  1/cbrt at LA: below 2 ulp.
+//   InvCbrt double LA = EP  1/cbrt at LA: below 2.5 ulp.
 // Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54);
 // InvCbrt(+-0) is +-inf with STATUS_SINGULARITY.
 //
