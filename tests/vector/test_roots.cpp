@@ -1,6 +1,6 @@
 // Root kernels where their fast paths are delicate: every binade of the single range, the edges
-// of the vector ranges, results near rounding midpoints, and independence from the caller's
-// rounding and denormal controls and from where an element stands.
+// of the vector ranges, and independence from the caller's rounding and denormal controls.
+// (Statuses, special values and positions: test_sampler.cpp.)
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -17,26 +17,20 @@ using namespace zyn::test;
 namespace {
 using DFn = void (*)(int, const double *, double *);
 using SFn = void (*)(int, const float *, float *);
-using DFnI = void (*)(int, const double *, int, double *, int);
-using SFnI = void (*)(int, const float *, int, float *, int);
 const char *kLevel[3] = {"LA", "HA", "EP"};
 
 struct Row {
   const char *stem;
   DFn d[3];
   SFn s[3];
-  DFnI di[3];
-  SFnI si[3];
   double (*ref)(double);  // double reference of the single rows, within 2^-52
   bool odd;               // defined for negative x
 };
 
-#define ZYN_ROW(stem, ref, odd)                                                                  \
-  Row {                                                                                          \
-    #stem, {_vexd##stem##_50, _vexd##stem, _vexd##stem##_26},                                    \
-        {_vexs##stem##_21, _vexs##stem, _vexs##stem##_11},                                       \
-        {_vexd##stem##I_50, _vexd##stem##I, _vexd##stem##I_26},                                  \
-        {_vexs##stem##I_21, _vexs##stem##I, _vexs##stem##I_11}, ref, odd                          \
+#define ZYN_ROW(stem, ref, odd)                                          \
+  Row {                                                                  \
+    #stem, {_vexd##stem##_50, _vexd##stem, _vexd##stem##_26},            \
+        {_vexs##stem##_21, _vexs##stem, _vexs##stem##_11}, ref, odd       \
   }
 
 const Row kRows[] = {
@@ -153,37 +147,6 @@ TEST(RootsModes, CallerRoundingAndFlushModeLeaveResultsUnchanged) {
       for (int i = 0; i < nf; ++i) {
         ASSERT_EQ(bits(f1[i]), bits(f0[i])) << "rounding, x=" << xf[i];
         ASSERT_EQ(bits(f2[i]), bits(f0[i])) << "flush, x=" << xf[i];
-      }
-    }
-  }
-}
-
-// Edge inputs (both sides of every switch between the vector and the scalar path) give the same
-// bits in a block, alone and strided.
-TEST(RootsPositions, EdgeInputsGiveTheSameBitsWhereverTheyStand) {
-  Quiet quiet;
-  std::vector<double> x = edge_inputs();
-  for (size_t i = 0, n = x.size(); i < n; ++i) x.push_back(-x[i]);
-  std::vector<float> xf(x.begin(), x.end());
-  const int n = static_cast<int>(x.size());
-  for (const Row &r : kRows) {
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(r.stem) + " " + kLevel[lv]);
-      std::vector<double> whole(n), st(2 * n);
-      std::vector<float> wholef(n), stf(2 * n);
-      r.d[lv](n, x.data(), whole.data());
-      r.s[lv](n, xf.data(), wholef.data());
-      r.di[lv](n, x.data(), 1, st.data(), 2);
-      r.si[lv](n, xf.data(), 1, stf.data(), 2);
-      for (int i = 0; i < n; ++i) {
-        double alone;
-        float alonef;
-        r.d[lv](1, &x[i], &alone);
-        r.s[lv](1, &xf[i], &alonef);
-        ASSERT_EQ(bits(alone), bits(whole[i])) << "x=" << x[i];
-        ASSERT_EQ(bits(st[2 * i]), bits(whole[i])) << "strided x=" << x[i];
-        ASSERT_EQ(bits(alonef), bits(wholef[i])) << "single x=" << xf[i];
-        ASSERT_EQ(bits(stf[2 * i]), bits(wholef[i])) << "single strided x=" << xf[i];
       }
     }
   }
