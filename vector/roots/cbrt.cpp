@@ -5,11 +5,12 @@
 // c = (x/t^2 - t) / (2t + x/t^2).
 //   Cbrt double HA  t rounded to 22 bits first, so t^2 is exact: below 0.67 ulp.
 //   Cbrt double LA = EP  the Halley step on the unrounded t: below 1 ulp.
-//   InvCbrt double HA  q = 1/t with its residual e = 1 - q t (Dekker product):
-//                   1/cbrt x = q (1 + e - c + c^2), below 1 ulp.
+//   InvCbrt double HA  no division: a 17-bit start and its exact residual (invcbrt_exact),
+//                   below 0.51 ulp.
 //   InvCbrt double LA = EP  1/cbrt at LA: below 2.5 ulp.
-// Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54);
-// InvCbrt(+-0) is +-inf with STATUS_SINGULARITY.
+// Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54; at
+// InvCbrt HA every |x| outside [2^-960, 2^960) by 2^(3k)); InvCbrt(+-0) is +-inf with
+// STATUS_SINGULARITY.
 //
 // Single, without division, on a = |x| (the sign is put back at the end):
 //   y0 ~ a^(-1/3) from the bits, K - bits(a)/3: r = a y0^3 in [0.9006, 1.1061] for every normal a;
@@ -33,6 +34,12 @@ namespace zyn::vk {
 namespace {
 using V = __m128d;
 using dd::set;
+
+// The division-free start: biases of the bit start for single bits and for the high word of
+// doubles, after which r = a y0^3 lies in [0.9004, 1.1061]; Q the minimax quadratic of r^(-1/3)
+// there (relative error 2^-14.36).
+constexpr int kK = 0x54a23000, kKd = 0x553ef000;
+constexpr float kQ0 = 1.5567950292111648566f, kQ1 = -0.77886806131062634329f, kQ2 = 0.22207527332963483713f;
 
 constexpr double kP0 = 1.87595182427177009643, kP1 = -1.88497979543377169875, kP2 = 1.621429720105354466140,
                  kP3 = -0.758397934778766047437, kP4 = 0.145996192886612446982;
@@ -70,26 +77,53 @@ inline V cbrt_d(V x) {
   return _mm_add_pd(t, _mm_mul_pd(t, c));
 }
 
-inline V invcbrt_accurate(V x) {
-  V t = cbrt_start(x);
-  V c = halley<true>(x, t);
-  V q = _mm_div_pd(set(1.0), t);
-  V p, pe;
-  dd::two_prod(q, t, p, pe);
-  V e = _mm_sub_pd(_mm_sub_pd(set(1.0), p), pe);
-  V d = _mm_add_pd(_mm_sub_pd(e, c), _mm_mul_pd(c, c));
-  return _mm_add_pd(q, _mm_mul_pd(q, d));
-}
-
 inline int bad_not_normal(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0x00100000u, 0x7fefffffu); }
 
-// Double; kind as cbrt_d; kInverse: the reciprocal (kind 2: the corrected one, else 1/cbrt).
+// Double 1/cbrt at HA without division, for a = |x| in [2^-960, 2^960): y from the high word and
+// Q, cut to 17 bits so that y^3 is exact (51 bits); a and y^3 split into 26-bit heads whose four
+// cross products are exact, so e = 1 - a y^3 (|e| < 2^-12.2) is exact but for 2^-64; then
+// a^(-1/3) = y (1 + e/3 + 2/9 e^2 + 14/81 e^3 + 35/243 e^4), truncated below 2^-64: 0.51 ulp.
+// The range keeps y^3, its tail and the tail of a normal.
+inline V invcbrt_exact(V x) {
+  const V sign = set(-0.0), head = mask_d(0xfffffffff8000000ULL);
+  V a = _mm_andnot_pd(sign, x);
+  __m128i hx = _mm_shuffle_epi32(_mm_castpd_si128(a), _MM_SHUFFLE(3, 1, 3, 1));
+  __m128i q = _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtepi32_pd(hx), set(1.0 / 3)));
+  V y = _mm_castsi128_pd(_mm_unpacklo_epi32(_mm_setzero_si128(), _mm_sub_epi32(_mm_set1_epi32(kKd), q)));
+  V r = _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(a, y), y), y);
+  y = _mm_mul_pd(y, _mm_add_pd(set(kQ0), _mm_mul_pd(r, _mm_add_pd(set(kQ1), _mm_mul_pd(r, set(kQ2))))));
+  y = _mm_and_pd(y, mask_d(0xfffffff000000000ULL));
+  V c = _mm_mul_pd(_mm_mul_pd(y, y), y);
+  V ah = _mm_and_pd(a, head), al = _mm_sub_pd(a, ah);
+  V ch = _mm_and_pd(c, head), cl = _mm_sub_pd(c, ch);
+  V mid = _mm_add_pd(_mm_mul_pd(ah, cl), _mm_mul_pd(al, ch));
+  V e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(set(1.0), _mm_mul_pd(ah, ch)), mid), _mm_mul_pd(al, cl));
+  V p = _mm_add_pd(set(14.0 / 81), _mm_mul_pd(e, set(35.0 / 243)));
+  p = _mm_add_pd(set(1.0 / 3), _mm_mul_pd(e, _mm_add_pd(set(2.0 / 9), _mm_mul_pd(e, p))));
+  return _mm_or_pd(_mm_add_pd(y, _mm_mul_pd(y, _mm_mul_pd(e, p))), _mm_and_pd(sign, x));
+}
+
+struct InvCbrtDHa {
+  static constexpr const char *kName = "vdInvCbrt";
+  static V eval_d(V x) { return invcbrt_exact(x); }
+  static int bad_d(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0x03f00000u, 0x7befffffu); }
+  static int scalar(double x, double *r) {
+    if (x == 0 || !std::isfinite(x)) {
+      *r = std::isnan(x) ? x + x : runtime_div(1.0, x);
+      return x == 0 ? STATUS_SINGULARITY : 0;
+    }
+    int k = std::ilogb(x) / 3;  // x 2^(-3k) within 2^+-2 of 1
+    *r = std::ldexp(eval_one<InvCbrtDHa>(std::ldexp(x, -3 * k)), -k);
+    return 0;
+  }
+};
+
+// Double; kind as cbrt_d; kInverse: 1/cbrt.
 template <bool kInverse, int kKind>
 struct CbrtD {
   static constexpr const char *kName = kInverse ? "vdInvCbrt" : "vdCbrt";
   static V eval_d(V x) {
     if constexpr (!kInverse) return cbrt_d<kKind>(x);
-    if constexpr (kKind == 2) return invcbrt_accurate(x);
     return _mm_div_pd(set(1.0), cbrt_d<kKind>(x));
   }
   static int bad_d(V x) { return bad_not_normal(x); }
@@ -115,8 +149,6 @@ struct CbrtD {
 using W = __m128;
 inline W set_s(float x) { return _mm_set1_ps(x); }
 
-constexpr int kK = 0x54a23000;
-constexpr float kQ0 = 1.5567950292111648566f, kQ1 = -0.77886806131062634329f, kQ2 = 0.22207527332963483713f;
 constexpr float kR0 = 2.2254343556531427735f, kR1 = -1.7802306573998407753f, kR2 = 0.55480621682473819813f;
 
 // The bit start for normal a > 0: y ~ a^(-1/3), b = a y^2 and r = b y in [0.9006, 1.1061].
@@ -195,7 +227,7 @@ using DCbrtEp = UnaryK<double, CbrtD<false, 1>>;
 using SCbrtHa = UnaryK<float, CbrtS<false, 2>>;
 using SCbrtLa = UnaryK<float, CbrtS<false, 1>>;
 using SCbrtEp = UnaryK<float, CbrtS<false, 0>>;
-using DInvCbrtHa = UnaryK<double, CbrtD<true, 2>>;
+using DInvCbrtHa = UnaryK<double, InvCbrtDHa>;
 using DInvCbrtEp = UnaryK<double, CbrtD<true, 1>>;
 using SInvCbrtHa = UnaryK<float, CbrtS<true, 2>>;
 using SInvCbrtLa = UnaryK<float, CbrtS<true, 1>>;
