@@ -45,13 +45,17 @@ constexpr double kP0 = 1.87595182427177009643, kP1 = -1.88497979543377169875, kP
                  kP3 = -0.758397934778766047437, kP4 = 0.145996192886612446982;
 constexpr int kB1 = 715094163;  // (1023 - 1023/3 - 0.03306235651) 2^20
 
+// Lanes whose high 32 bits are those of a divided by 3 (rounded down, exactly: 0x55555556 is
+// (2^32 + 2)/3 and the high word is below 2^31); the low 32 bits are not used.
+inline __m128i high_third(V a) {
+  return _mm_mul_epu32(_mm_srli_epi64(_mm_castpd_si128(a), 32), _mm_set1_epi32(0x55555556));
+}
+
 // t ~ cbrt(x) to 23 bits, for normal x.
 inline V cbrt_start(V x) {
   const V sign = _mm_and_pd(x, set(-0.0));
-  __m128i hx = _mm_shuffle_epi32(_mm_srli_epi64(_mm_castpd_si128(_mm_andnot_pd(set(-0.0), x)), 32), _MM_SHUFFLE(3, 1, 2, 0));
-  __m128i q = _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtepi32_pd(hx), set(1.0 / 3)));  // hx/3, give or take 1
-  q = _mm_add_epi32(q, _mm_set1_epi32(kB1));
-  V t = _mm_or_pd(_mm_castsi128_pd(_mm_unpacklo_epi32(_mm_setzero_si128(), q)), sign);
+  __m128i q = _mm_add_epi32(high_third(_mm_andnot_pd(set(-0.0), x)), _mm_set1_epi64x(static_cast<long long>(kB1) << 32));
+  V t = _mm_or_pd(_mm_and_pd(_mm_castsi128_pd(q), mask_d(0xffffffff00000000ULL)), sign);
   V r = _mm_mul_pd(_mm_mul_pd(t, t), _mm_div_pd(t, x));
   V p = _mm_add_pd(_mm_add_pd(set(kP0), _mm_mul_pd(r, _mm_add_pd(set(kP1), _mm_mul_pd(r, set(kP2))))),
                    _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(r, r), r), _mm_add_pd(set(kP3), _mm_mul_pd(r, set(kP4)))));
@@ -87,9 +91,8 @@ inline int bad_not_normal(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0
 inline V invcbrt_exact(V x) {
   const V sign = set(-0.0), head = mask_d(0xfffffffff8000000ULL);
   V a = _mm_andnot_pd(sign, x);
-  __m128i hx = _mm_shuffle_epi32(_mm_castpd_si128(a), _MM_SHUFFLE(3, 1, 3, 1));
-  __m128i q = _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtepi32_pd(hx), set(1.0 / 3)));
-  V y = _mm_castsi128_pd(_mm_unpacklo_epi32(_mm_setzero_si128(), _mm_sub_epi32(_mm_set1_epi32(kKd), q)));
+  __m128i q = _mm_sub_epi32(_mm_set1_epi64x(static_cast<long long>(kKd) << 32), high_third(a));
+  V y = _mm_and_pd(_mm_castsi128_pd(q), mask_d(0xffffffff00000000ULL));
   V r = _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(a, y), y), y);
   y = _mm_mul_pd(y, _mm_add_pd(set(kQ0), _mm_mul_pd(r, _mm_add_pd(set(kQ1), _mm_mul_pd(r, set(kQ2))))));
   y = _mm_and_pd(y, mask_d(0xfffffff000000000ULL));
