@@ -73,6 +73,31 @@ inline double eval_one(double x) {
   return _mm_cvtsd_f64(F::eval_d(_mm_set1_pd(x)));
 }
 
+// One element through eval_s (lane 0).
+template <class F>
+inline float eval_one_s(float x) {
+  return _mm_cvtss_f32(F::eval_s(_mm_set1_ps(x)));
+}
+
+inline __m128d mask_d(uint64_t m) { return _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(m))); }
+inline __m128 mask_s(uint32_t m) { return _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(m))); }
+
+// Lanes whose bits (single) or high 32 bits (double) lie outside [lo, hi] as unsigned numbers:
+// the sign bit flipped turns the unsigned range test into one signed comparison, so zeros,
+// negatives, infinities and NaN are outside of any positive finite range.
+inline __m128i outside_hi32(__m128i b, uint32_t lo, uint32_t hi) {
+  return _mm_cmpgt_epi32(_mm_add_epi32(b, _mm_set1_epi32(static_cast<int>(0x80000000u - lo))),
+                         _mm_set1_epi32(static_cast<int>(0x80000000u + (hi - lo))));
+}
+inline int outside_d(__m128d x, uint32_t lo, uint32_t hi) {
+  return _mm_movemask_pd(_mm_castsi128_pd(outside_hi32(_mm_castpd_si128(x), lo, hi)));
+}
+inline int outside_s(__m128 x, uint32_t lo, uint32_t hi) {
+  return _mm_movemask_ps(_mm_castsi128_ps(outside_hi32(_mm_castps_si128(x), lo, hi)));
+}
+// Lanes outside the normal single range [2^-126, FLT_MAX].
+inline int not_normal_s(__m128 x) { return outside_s(x, 0x00800000u, 0x7f7fffffu); }
+
 // Quotients that must be computed at run time, to produce the IEEE result and raise the flag.
 inline double runtime_div(double a, double b) {
   asm volatile("" : "+x"(a), "+x"(b));
