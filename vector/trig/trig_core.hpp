@@ -16,6 +16,7 @@
 
 #include "vector/trig/dd.hpp"
 #include "vector/trig/trig_data.hpp"
+#include "zyn/vex.h"
 
 namespace zyn::vk::trig {
 
@@ -182,7 +183,7 @@ inline int sincos_scalar(double x, double *sinx, double *cosx) {
     double r = x - x;                       // NaN, invalid raised for infinities
     if (sinx) *sinx = r;
     if (cosx) *cosx = r;
-    return __builtin_isnan(x) ? 0 : 1;
+    return __builtin_isnan(x) ? 0 : STATUS_DOMAIN;
   }
   if (x == 0) {
     if (sinx) *sinx = x;
@@ -208,7 +209,7 @@ inline int tan_scalar(double x, double *r) {
   double ax = __builtin_fabs(x);
   if (!(ax <= 0x1.fffffffffffffp1023)) {
     *r = x - x;
-    return __builtin_isnan(x) ? 0 : 1;
+    return __builtin_isnan(x) ? 0 : STATUS_DOMAIN;
   }
   if (x == 0) {
     *r = x;

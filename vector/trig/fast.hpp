@@ -1,0 +1,156 @@
+// Sine, cosine and tangent of the LA and EP levels on native vectors (two doubles or four
+// floats), one polynomial per function.
+//
+// Sine: x = n pi + r, n = round(x/pi), |r| <= pi/2; sin x = (-1)^n sin r.
+// Cosine: x = h pi - r with h = m + 1/2, m = round(x/pi - 1/2); cos x = (-1)^m sin r.
+// Tangent: x = n pi/2 + r, |r| <= pi/4; tan x = S/C for even n and -C/S for odd n, with S and C
+// the sine and cosine polynomials, one division.
+// n comes from adding 1.5 2^(p-1) (p the precision): its last bit is the parity of n, shifted
+// into the sign.
+//
+// Reduction: the pieces of pi hold so few bits that n pi[i] is exact for every n below the
+// level's limit, except the last, which is pi's rounded rest. x - n pi[0] is exact (Sterbenz,
+// or n = 0); every later subtraction is exact while the running value is small (its bits fit
+// the precision) and otherwise rounds with an error below half an ulp of a value of the size
+// of r. So the absolute error is |n| |pi - sum| + |n pi[last]| 2^-p plus at most 1.5 ulp(r):
+//   double LA/EP  32, 32, (32,) 53 bits, |x| < 2^20: |n| < 2^18.4, truncation 2^-159 or 2^-117;
+//   float LA      at most 13, 13, 13, then 24 bits, |x| < 2^11: |2h| < 2^11, truncation 2^-72;
+//   float EP      at most 13, 13, then 24 bits, |x| < 2^11: truncation 2^-58.
+// The closest float below 2^11 to a multiple of pi/2 is 2^-27.8 away, the closest double below
+// 2^20 farther than 2^-70: the reduction keeps at least 2^-40 relative accuracy even there,
+// and about 1.5 ulp of r everywhere else.
+// Polynomials (minimax, relative error of the approximation on the full interval):
+//   double LA sine r^3..r^17 2^-58.8, EP r^3..r^11 2^-35.3;
+//   float LA sine r^3..r^9 2^-26.4, EP r^3, r^5 2^-12.9;
+//   tangent: double LA the HA pair on [-pi/4, pi/4], EP sine 2^-28 and cosine 2^-33.9;
+//   float sine 2^-27.9 and cosine 2^-24.6.
+// Zeros, infinities, NaN and |x| beyond the limit are not taken (the caller's scalar path).
+#pragma once
+
+#include <immintrin.h>
+
+namespace zyn::vk::trig {
+
+template <class T>
+struct Vec;
+
+template <>
+struct Vec<double> {
+  using V = __m128d;
+  static constexpr double kShift = 0x1.8p52, kInvPi = 0x1.45f306dc9c883p-2, kTwoOverPi = 0x1.45f306dc9c883p-1;
+  static V set1(double v) { return _mm_set1_pd(v); }
+  static double lane0(V v) { return _mm_cvtsd_f64(v); }
+  static V parity(V q) { return _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(q), 63)); }
+  static V xor_(V a, V b) { return _mm_xor_pd(a, b); }
+  static V blend(V a, V b, V m) { return _mm_blendv_pd(a, b, m); }
+  static int bad(V x, double limit) {
+    V ax = _mm_andnot_pd(set1(-0.0), x);
+    return _mm_movemask_pd(_mm_or_pd(_mm_cmpnlt_pd(ax, set1(limit)), _mm_cmpeq_pd(x, _mm_setzero_pd())));
+  }
+};
+
+template <>
+struct Vec<float> {
+  using V = __m128;
+  static constexpr float kShift = 0x1.8p23f, kInvPi = 0x1.45f306p-2f, kTwoOverPi = 0x1.45f306p-1f;
+  static V set1(float v) { return _mm_set1_ps(v); }
+  static float lane0(V v) { return _mm_cvtss_f32(v); }
+  static V parity(V q) { return _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(q), 31)); }
+  static V xor_(V a, V b) { return _mm_xor_ps(a, b); }
+  static V blend(V a, V b, V m) { return _mm_blendv_ps(a, b, m); }
+  static int bad(V x, float limit) {
+    V ax = _mm_andnot_ps(set1(-0.0f), x);
+    return _mm_movemask_ps(_mm_or_ps(_mm_cmpnlt_ps(ax, set1(limit)), _mm_cmpeq_ps(x, _mm_setzero_ps())));
+  }
+};
+
+// One level of one type.
+template <class T>
+struct Fast {
+  T limit;     // the vector path takes 0 < |x| < limit
+  int npi;     // pi = pi[0] + ... + pi[npi - 1]
+  T pi[4];
+  int ns;      // sin r = r + r z (s[0] + s[1] z + ...), z = r^2, |r| <= pi/2
+  T s[8];
+  int nts;     // tangent: the sine on |r| <= pi/4, same form
+  T ts[6];
+  int ntc;     // tangent: cos r = 1 + z (tc[0] + tc[1] z + ...)
+  T tc[7];
+};
+
+inline constexpr Fast<double> kFastDLa = {
+    0x1p20, 4, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2ep-68, 0x1.b839a252049c1p-103},
+    8, {-0x1.5555555555555p-3, 0x1.11111111110c8p-7, -0x1.a01a01a014d6fp-13, 0x1.71de3a52c00f0p-19,
+        -0x1.ae6454f85c8c9p-26, 0x1.6123dbeddb81dp-33, -0x1.ae48dd801e8ecp-41, 0x1.88e6c74229697p-49},
+    6, {-1.66666666666666324348e-01, 8.33333333332248946124e-03, -1.98412698298579493134e-04,
+        2.75573137070700676789e-06, -2.50507602534068634195e-08, 1.58969099521155010221e-10},
+    7, {-0.5, 4.16666666666666019037e-02, -1.38888888888741095749e-03, 2.48015872894767294178e-05,
+        -2.75573143513906633035e-07, 2.08757232129817482790e-09, -1.13596475577881948265e-11}};
+inline constexpr Fast<double> kFastDEp = {
+    0x1p20, 3, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2e037073p-68},
+    5, {-0x1.55555547695f4p-3, 0x1.11110c49fedf4p-7, -0x1.a017d99f88065p-13, 0x1.7170800b1657bp-19,
+        -0x1.9a68856b80e78p-26},
+    3, {-0x1.555545268404ep-3, 0x1.11073afaac220p-7, -0x1.9943e02647e67p-13},
+    4, {-0x1.ffffffcb82d0bp-2, 0x1.55553c789086cp-5, -0x1.6c07f165b9566p-10, 0x1.99169ef17ac14p-16}};
+inline constexpr Fast<float> kFastSLa = {
+    0x1p11f, 4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
+    4, {-0x1.55554cp-3f, 0x1.110edep-7f, -0x1.9f7242p-13f, 0x1.5de3d2p-19f},
+    3, {-0x1.555546p-3f, 0x1.110778p-7f, -0x1.995408p-13f},
+    3, {-0x1.ffffb2p-2f, 0x1.553e5ep-5f, -0x1.6447c6p-10f}};
+inline constexpr Fast<float> kFastSEp = {
+    0x1p11f, 3, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4612p-33f},
+    2, {-0x1.543b8ap-3f, 0x1.f5c776p-8f},
+    3, {-0x1.555546p-3f, 0x1.110778p-7f, -0x1.995408p-13f},
+    3, {-0x1.ffffb2p-2f, 0x1.553e5ep-5f, -0x1.6447c6p-10f}};
+
+template <int N, class V, class T>
+inline V horner_fast(V z, const T *c) {
+  V p = z * c[N - 1];
+  for (int i = N - 2; i >= 0; --i) p = z * (p + c[i]);
+  return p;
+}
+
+// x - n pi in the level's pieces, scaled by k (1 or 1/2: the scaling is exact); kNeg gives
+// n pi - x instead, so that the cosine needs no sign flip.
+template <class T, const Fast<T> &L, bool kNeg, class V>
+inline V reduce_fast(V x, V n, T k) {
+  V r = kNeg ? n * (L.pi[0] * k) - x : x - n * (L.pi[0] * k);
+  for (int i = 1; i < L.npi; ++i) r = kNeg ? r + n * (L.pi[i] * k) : r - n * (L.pi[i] * k);
+  return r;
+}
+
+// r + r z S(z): the small part keeps its own rounding.
+template <class T, int N, class V>
+inline V sin_poly(V r, const T *c) {
+  return r + r * horner_fast<N>(r * r, c);
+}
+
+template <class T, const Fast<T> &L>
+inline typename Vec<T>::V sin_fast(typename Vec<T>::V x) {
+  using W = Vec<T>;
+  auto q = x * W::kInvPi + W::kShift;
+  auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(1));
+  return W::xor_(sin_poly<T, L.ns>(r, L.s), W::parity(q));
+}
+
+template <class T, const Fast<T> &L>
+inline typename Vec<T>::V cos_fast(typename Vec<T>::V x) {
+  using W = Vec<T>;
+  auto q = (x * W::kInvPi - T(0.5)) + W::kShift;
+  auto h = (q - W::kShift) + T(0.5);
+  auto r = reduce_fast<T, L, true>(x, h, T(1));
+  return W::xor_(sin_poly<T, L.ns>(r, L.s), W::parity(q));
+}
+
+template <class T, const Fast<T> &L>
+inline typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
+  using W = Vec<T>;
+  auto q = x * W::kTwoOverPi + W::kShift;
+  auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(0.5));
+  auto s = sin_poly<T, L.nts>(r, L.ts);
+  auto c = T(1) + horner_fast<L.ntc>(r * r, L.tc);
+  auto odd = W::parity(q);  // the sign bit alone selects in blendv
+  return W::xor_(W::blend(s, c, odd), odd) / W::blend(c, s, odd);
+}
+
+}  // namespace zyn::vk::trig
