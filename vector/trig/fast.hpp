@@ -31,6 +31,9 @@
 
 namespace zyn::vk::trig {
 
+// The kernels' block loops interleave four vectors only when everything is inlined.
+#define ZYN_TRIG_INLINE inline __attribute__((always_inline))
+
 template <class T>
 struct Vec;
 
@@ -104,7 +107,7 @@ inline constexpr Fast<float> kFastSEp = {
     3, {-0x1.ffffb2p-2f, 0x1.553e5ep-5f, -0x1.6447c6p-10f}};
 
 template <int N, class V, class T>
-inline V horner_fast(V z, const T *c) {
+ZYN_TRIG_INLINE V horner_fast(V z, const T *c) {
   V p = z * c[N - 1];
   for (int i = N - 2; i >= 0; --i) p = z * (p + c[i]);
   return p;
@@ -113,7 +116,7 @@ inline V horner_fast(V z, const T *c) {
 // x - n pi in the level's pieces, scaled by k (1 or 1/2: the scaling is exact); kNeg gives
 // n pi - x instead, so that the cosine needs no sign flip.
 template <class T, const Fast<T> &L, bool kNeg, class V>
-inline V reduce_fast(V x, V n, T k) {
+ZYN_TRIG_INLINE V reduce_fast(V x, V n, T k) {
   V r = kNeg ? n * (L.pi[0] * k) - x : x - n * (L.pi[0] * k);
   for (int i = 1; i < L.npi; ++i) r = kNeg ? r + n * (L.pi[i] * k) : r - n * (L.pi[i] * k);
   return r;
@@ -121,12 +124,12 @@ inline V reduce_fast(V x, V n, T k) {
 
 // r + r z S(z): the small part keeps its own rounding.
 template <class T, int N, class V>
-inline V sin_poly(V r, const T *c) {
+ZYN_TRIG_INLINE V sin_poly(V r, const T *c) {
   return r + r * horner_fast<N>(r * r, c);
 }
 
 template <class T, const Fast<T> &L>
-inline typename Vec<T>::V sin_fast(typename Vec<T>::V x) {
+ZYN_TRIG_INLINE typename Vec<T>::V sin_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = x * W::kInvPi + W::kShift;
   auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(1));
@@ -134,7 +137,7 @@ inline typename Vec<T>::V sin_fast(typename Vec<T>::V x) {
 }
 
 template <class T, const Fast<T> &L>
-inline typename Vec<T>::V cos_fast(typename Vec<T>::V x) {
+ZYN_TRIG_INLINE typename Vec<T>::V cos_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = (x * W::kInvPi - T(0.5)) + W::kShift;
   auto h = (q - W::kShift) + T(0.5);
@@ -143,7 +146,7 @@ inline typename Vec<T>::V cos_fast(typename Vec<T>::V x) {
 }
 
 template <class T, const Fast<T> &L>
-inline typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
+ZYN_TRIG_INLINE typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = x * W::kTwoOverPi + W::kShift;
   auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(0.5));
@@ -152,5 +155,7 @@ inline typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   auto odd = W::parity(q);  // the sign bit alone selects in blendv
   return W::xor_(W::blend(s, c, odd), odd) / W::blend(c, s, odd);
 }
+
+#undef ZYN_TRIG_INLINE
 
 }  // namespace zyn::vk::trig
