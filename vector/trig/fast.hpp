@@ -3,8 +3,8 @@
 //
 // Sine: x = n pi + r, n = round(x/pi), |r| <= pi/2; sin x = (-1)^n sin r.
 // Cosine: x = h pi - r with h = m + 1/2, m = round(x/pi - 1/2); cos x = (-1)^m sin r.
-// Tangent: x = n pi/2 + r, |r| <= pi/4; tan x = S/C for even n and -C/S for odd n, with S and C
-// the sine and cosine polynomials, one division.
+// Tangent: x = n pi/2 + r, |r| <= pi/4; tan r = r + r z P(z)/Q(z) = N/Q with N = r (Q + z P),
+// Q(0) = 1; tan x = N/Q for even n and -Q/N for odd n: one division.
 // n comes from adding 1.5 2^(p-1) (p the precision): its last bit is the parity of n, shifted
 // into the sign.
 //
@@ -20,10 +20,10 @@
 // 2^20 farther than 2^-70: the reduction keeps at least 2^-40 relative accuracy even there,
 // and about 1.5 ulp of r everywhere else.
 // Polynomials (minimax, relative error of the approximation on the full interval):
-//   double LA sine r^3..r^17 2^-58.8, EP r^3..r^11 2^-35.3;
+//   double LA sine r^3..r^17 2^-58.8, EP r^3..r^9 2^-27.3;
 //   float LA sine r^3..r^9 2^-26.4, EP r^3, r^5 2^-12.9;
-//   tangent: double LA the HA pair on [-pi/4, pi/4], EP sine 2^-28 and cosine 2^-33.9;
-//   float sine 2^-27.9 and cosine 2^-24.6.
+//   tangent (rational, degrees of P and Q in z): double LA 2/3 2^-55.1, EP and float 1/2
+//   2^-35.2 (2^-27 with the coefficients rounded to float).
 // Zeros, infinities, NaN and |x| beyond the limit are not taken (the caller's scalar path).
 #pragma once
 
@@ -75,36 +75,33 @@ struct Fast {
   T pi[4];
   int ns;      // sin r = r + r z (s[0] + s[1] z + ...), z = r^2, |r| <= pi/2
   T s[8];
-  int nts;     // tangent: the sine on |r| <= pi/4, same form
-  T ts[6];
-  int ntc;     // tangent: cos r = 1 + z (tc[0] + tc[1] z + ...)
-  T tc[7];
+  int ntp;     // tangent: P = tp[0] + tp[1] z + ..., |r| <= pi/4
+  T tp[4];
+  int ntq;     // Q = 1 + z (tq[0] + tq[1] z + ...)
+  T tq[4];
 };
 
 inline constexpr Fast<double> kFastDLa = {
     0x1p20, 4, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2ep-68, 0x1.b839a252049c1p-103},
     8, {-0x1.5555555555555p-3, 0x1.11111111110c8p-7, -0x1.a01a01a014d6fp-13, 0x1.71de3a52c00f0p-19,
         -0x1.ae6454f85c8c9p-26, 0x1.6123dbeddb81dp-33, -0x1.ae48dd801e8ecp-41, 0x1.88e6c74229697p-49},
-    6, {-1.66666666666666324348e-01, 8.33333333332248946124e-03, -1.98412698298579493134e-04,
-        2.75573137070700676789e-06, -2.50507602534068634195e-08, 1.58969099521155010221e-10},
-    7, {-0.5, 4.16666666666666019037e-02, -1.38888888888741095749e-03, 2.48015872894767294178e-05,
-        -2.75573143513906633035e-07, 2.08757232129817482790e-09, -1.13596475577881948265e-11}};
+    3, {0x1.5555555555532p-2, -0x1.508123d213986p-6, 0x1.a56bf309d7638p-13},
+    3, {-0x1.d8b1d050fe0c4p-2, 0x1.7e798c29361e5p-6, -0x1.b51d1dd409019p-13}};
 inline constexpr Fast<double> kFastDEp = {
     0x1p20, 3, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2e037073p-68},
-    5, {-0x1.55555547695f4p-3, 0x1.11110c49fedf4p-7, -0x1.a017d99f88065p-13, 0x1.7170800b1657bp-19,
-        -0x1.9a68856b80e78p-26},
-    3, {-0x1.555545268404ep-3, 0x1.11073afaac220p-7, -0x1.9943e02647e67p-13},
-    4, {-0x1.ffffffcb82d0bp-2, 0x1.55553c789086cp-5, -0x1.6c07f165b9566p-10, 0x1.99169ef17ac14p-16}};
+    4, {-0x1.55554bc831924p-3, 0x1.110ed37f77311p-7, -0x1.9f6ffec074bf1p-13, 0x1.5dbdee6d8a08cp-19},
+    2, {0x1.55555540e0545p-2, -0x1.e81e095dc5e99p-7},
+    2, {-0x1.c75c6dfa4fb74p-2, 0x1.05aaba3a9b594p-6}};
 inline constexpr Fast<float> kFastSLa = {
     0x1p11f, 4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
     4, {-0x1.55554cp-3f, 0x1.110edep-7f, -0x1.9f7242p-13f, 0x1.5de3d2p-19f},
-    3, {-0x1.555546p-3f, 0x1.110778p-7f, -0x1.995408p-13f},
-    3, {-0x1.ffffb2p-2f, 0x1.553e5ep-5f, -0x1.6447c6p-10f}};
+    2, {0x1.555556p-2f, -0x1.e81e0ap-7f},
+    2, {-0x1.c75c6ep-2f, 0x1.05aabap-6f}};
 inline constexpr Fast<float> kFastSEp = {
     0x1p11f, 3, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4612p-33f},
     2, {-0x1.543b8ap-3f, 0x1.f5c776p-8f},
-    3, {-0x1.555546p-3f, 0x1.110778p-7f, -0x1.995408p-13f},
-    3, {-0x1.ffffb2p-2f, 0x1.553e5ep-5f, -0x1.6447c6p-10f}};
+    2, {0x1.555556p-2f, -0x1.e81e0ap-7f},
+    2, {-0x1.c75c6ep-2f, 0x1.05aabap-6f}};
 
 template <int N, class V, class T>
 ZYN_TRIG_INLINE V horner_fast(V z, const T *c) {
@@ -150,10 +147,11 @@ ZYN_TRIG_INLINE typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = x * W::kTwoOverPi + W::kShift;
   auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(0.5));
-  auto s = sin_poly<T, L.nts>(r, L.ts);
-  auto c = T(1) + horner_fast<L.ntc>(r * r, L.tc);
+  auto z = r * r;
+  auto d = T(1) + horner_fast<L.ntq>(z, L.tq);
+  auto n = r * (d + horner_fast<L.ntp>(z, L.tp));
   auto odd = W::parity(q);  // the sign bit alone selects in blendv
-  return W::xor_(W::blend(s, c, odd), odd) / W::blend(c, s, odd);
+  return W::xor_(W::blend(n, d, odd), odd) / W::blend(d, n, odd);
 }
 
 #undef ZYN_TRIG_INLINE

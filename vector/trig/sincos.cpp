@@ -7,7 +7,7 @@
 //   single  the double core on widened lanes (Taylor to r^9 / r^10), rounded once.
 // LA and EP (both types) on native vectors (fast.hpp): reduction by pi and one odd polynomial
 // for the sine, the cosine by the shifted reduction; SinCos computes both.
-//   double LA  4 pieces, r^3..r^17; EP 3 pieces, r^3..r^11.
+//   double LA  4 pieces, r^3..r^17; EP 3 pieces, r^3..r^9.
 //   float  LA  4 pieces, r^3..r^9;  EP 3 pieces, r^3, r^5 (float arithmetic throughout).
 // Lanes beyond the vector range (2^20 double, 2^11 float) take the pi/2 core in double
 // (Payne-Hanek from 2^20) and round once; zeros return themselves (sin) or 1 (cos);
