@@ -13,12 +13,16 @@
 // or n = 0); every later subtraction is exact while the running value is small (its bits fit
 // the precision) and otherwise rounds with an error below half an ulp of a value of the size
 // of r. So the absolute error is |n| |pi - sum| + |n pi[last]| 2^-p plus at most 1.5 ulp(r):
-//   double LA/EP  32, 32, (32,) 53 bits, |x| < 2^20: |n| < 2^18.4, truncation 2^-159 or 2^-117;
-//   float LA      at most 13, 13, 13, then 24 bits, |x| < 2^11: |2h| < 2^11, truncation 2^-72;
-//   float EP      at most 13, 13, then 24 bits, |x| < 2^11: truncation 2^-58.
-// The closest float below 2^11 to a multiple of pi/2 is 2^-27.8 away, the closest double below
-// 2^20 farther than 2^-70: the reduction keeps at least 2^-40 relative accuracy even there,
-// and about 1.5 ulp of r everywhere else.
+//   double LA  32, 32, 32, 53 bits, |x| < 2^20: |n|, |2h| < 2^19.4, truncation 2^-159;
+//   double EP  tangent 32, 32, 53 bits, truncation 2^-117; sine and cosine 32, 53 bits,
+//              absolute error below 2^-66;
+//   float LA   at most 13, 13, 13, then 24 bits, |x| < 2^11: |2h| < 2^11, truncation 2^-72;
+//   float EP   sine and cosine 12, 24 bits, absolute error below 2^-31 (its tangent is LA's).
+// No float below 2^11 comes closer than 2^-27.8 to a multiple of pi/2 (a search over all of
+// them), no double closer than 2^-62: there the 4-piece and 3-piece reductions err relative to
+// r by at most 2^-74 (double LA), 2^-36 (double EP tangent) and 2^-33 (float LA); elsewhere by
+// about 1.5 ulp of r. The 2-piece EP reductions are absolute: the EP error of the sine and
+// cosine is measured against max(|f|, 1).
 // Polynomials (minimax, relative error of the approximation on the full interval):
 //   double LA sine r^3..r^17 2^-58.8, EP r^3..r^9 2^-27.3;
 //   float LA sine r^3..r^9 2^-26.4, EP r^3, r^5 2^-12.9;
@@ -71,8 +75,10 @@ struct Vec<float> {
 template <class T>
 struct Fast {
   T limit;     // the vector path takes 0 < |x| < limit
-  int npi;     // pi = pi[0] + ... + pi[npi - 1]
+  int npi;     // pi = pi[0] + ... + pi[npi - 1] for the sine and cosine
   T pi[4];
+  int npt;     // and for the tangent (halved: exact)
+  T pt[4];
   int ns;      // sin r = r + r z (s[0] + s[1] z + ...), z = r^2, |r| <= pi/2
   T s[8];
   int ntp;     // tangent: P = tp[0] + tp[1] z + ..., |r| <= pi/4
@@ -83,22 +89,26 @@ struct Fast {
 
 inline constexpr Fast<double> kFastDLa = {
     0x1p20, 4, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2ep-68, 0x1.b839a252049c1p-103},
+    4, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2ep-68, 0x1.b839a252049c1p-103},
     8, {-0x1.5555555555555p-3, 0x1.11111111110c8p-7, -0x1.a01a01a014d6fp-13, 0x1.71de3a52c00f0p-19,
         -0x1.ae6454f85c8c9p-26, 0x1.6123dbeddb81dp-33, -0x1.ae48dd801e8ecp-41, 0x1.88e6c74229697p-49},
     3, {0x1.5555555555532p-2, -0x1.508123d213986p-6, 0x1.a56bf309d7638p-13},
     3, {-0x1.d8b1d050fe0c4p-2, 0x1.7e798c29361e5p-6, -0x1.b51d1dd409019p-13}};
 inline constexpr Fast<double> kFastDEp = {
-    0x1p20, 3, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2e037073p-68},
+    0x1p20, 2, {0x1.921fb544p+1, 0x1.0b4611a626331p-33},
+    3, {0x1.921fb544p+1, 0x1.0b4611a6p-33, 0x1.3198a2e037073p-68},
     4, {-0x1.55554bc831924p-3, 0x1.110ed37f77311p-7, -0x1.9f6ffec074bf1p-13, 0x1.5dbdee6d8a08cp-19},
     2, {0x1.55555540e0545p-2, -0x1.e81e095dc5e99p-7},
     2, {-0x1.c75c6dfa4fb74p-2, 0x1.05aaba3a9b594p-6}};
 inline constexpr Fast<float> kFastSLa = {
     0x1p11f, 4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
+    4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
     4, {-0x1.55554cp-3f, 0x1.110edep-7f, -0x1.9f7242p-13f, 0x1.5de3d2p-19f},
     2, {0x1.555556p-2f, -0x1.e81e0ap-7f},
     2, {-0x1.c75c6ep-2f, 0x1.05aabap-6f}};
 inline constexpr Fast<float> kFastSEp = {
-    0x1p11f, 3, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4612p-33f},
+    0x1p11f, 2, {0x1.922p+1f, -0x1.2aeef4p-17f},
+    4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
     2, {-0x1.543b8ap-3f, 0x1.f5c776p-8f},
     2, {0x1.555556p-2f, -0x1.e81e0ap-7f},
     2, {-0x1.c75c6ep-2f, 0x1.05aabap-6f}};
@@ -112,10 +122,10 @@ ZYN_TRIG_INLINE V horner_fast(V z, const T *c) {
 
 // x - n pi in the level's pieces, scaled by k (1 or 1/2: the scaling is exact); kNeg gives
 // n pi - x instead, so that the cosine needs no sign flip.
-template <class T, const Fast<T> &L, bool kNeg, class V>
-ZYN_TRIG_INLINE V reduce_fast(V x, V n, T k) {
-  V r = kNeg ? n * (L.pi[0] * k) - x : x - n * (L.pi[0] * k);
-  for (int i = 1; i < L.npi; ++i) r = kNeg ? r + n * (L.pi[i] * k) : r - n * (L.pi[i] * k);
+template <int N, bool kNeg, class T, class V>
+ZYN_TRIG_INLINE V reduce_fast(V x, V n, const T *pi, T k) {
+  V r = kNeg ? n * (pi[0] * k) - x : x - n * (pi[0] * k);
+  for (int i = 1; i < N; ++i) r = kNeg ? r + n * (pi[i] * k) : r - n * (pi[i] * k);
   return r;
 }
 
@@ -129,7 +139,7 @@ template <class T, const Fast<T> &L>
 ZYN_TRIG_INLINE typename Vec<T>::V sin_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = x * W::kInvPi + W::kShift;
-  auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(1));
+  auto r = reduce_fast<L.npi, false>(x, q - W::kShift, L.pi, T(1));
   return W::xor_(sin_poly<T, L.ns>(r, L.s), W::parity(q));
 }
 
@@ -138,7 +148,7 @@ ZYN_TRIG_INLINE typename Vec<T>::V cos_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = (x * W::kInvPi - T(0.5)) + W::kShift;
   auto h = (q - W::kShift) + T(0.5);
-  auto r = reduce_fast<T, L, true>(x, h, T(1));
+  auto r = reduce_fast<L.npi, true>(x, h, L.pi, T(1));
   return W::xor_(sin_poly<T, L.ns>(r, L.s), W::parity(q));
 }
 
@@ -146,7 +156,7 @@ template <class T, const Fast<T> &L>
 ZYN_TRIG_INLINE typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   using W = Vec<T>;
   auto q = x * W::kTwoOverPi + W::kShift;
-  auto r = reduce_fast<T, L, false>(x, q - W::kShift, T(0.5));
+  auto r = reduce_fast<L.npt, false>(x, q - W::kShift, L.pt, T(0.5));
   auto z = r * r;
   auto d = T(1) + horner_fast<L.ntq>(z, L.tq);
   auto n = r * (d + horner_fast<L.ntp>(z, L.tp));

@@ -56,7 +56,7 @@ struct SinCosK {
     else
       return trig::bad_s(x[0]);
   }
-  static void eval(const V *x, V *r) {
+  __attribute__((always_inline)) static void eval(const V *x, V *r) {
     if constexpr (sizeof(T) == 8) {
       eval_d(x[0], r);
     } else {
@@ -86,7 +86,7 @@ struct SinCosFastK : UnaryPolicy<Elem> {
   static constexpr const char *kName = name<Elem>(W);
 
   static int bad(const V *x) { return Vw::bad(x[0], L.limit); }
-  static void eval(const V *x, V *r) {
+  __attribute__((always_inline)) static void eval(const V *x, V *r) {
     if constexpr (W != kCos) r[0] = trig::sin_fast<T, L>(x[0]);
     if constexpr (W != kSin) r[W == kBoth ? 1 : 0] = trig::cos_fast<T, L>(x[0]);
   }

@@ -35,7 +35,7 @@ struct TanFastK : UnaryPolicy<Elem> {
   static constexpr const char *kName = sizeof(T) == 8 ? "vdTan" : "vsTan";
 
   static int bad(const V *x) { return Vw::bad(x[0], L.limit); }
-  static void eval(const V *x, V *r) { r[0] = trig::tan_fast<T, L>(x[0]); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) { r[0] = trig::tan_fast<T, L>(x[0]); }
   static int scalar(const T *x, T *r) {
     if (__builtin_fabs(*x) < L.limit && *x != 0) {
       *r = Vw::lane0(trig::tan_fast<T, L>(Vw::set1(*x)));

@@ -1,7 +1,8 @@
-// Sine and cosine on vectors of doubles: argument reduction by pi/2 and the two polynomials,
-// shared by Sin, Cos, SinCos and Tan of both types (single kernels widen to double). Every row
-// and the scalar path of its huge arguments go through the same core, so Sin, Cos and SinCos of
-// one level agree bit for bit, wherever an element stands.
+// Sine and cosine on vectors of doubles: argument reduction by pi/2 and the two polynomials.
+// It serves the HA rows of both types (single HA widens to double) and the scalar path of the
+// lanes the native LA and EP kernels (fast.hpp) leave: beyond their limit, where Payne-Hanek
+// takes over from 2^20. Every row and level goes through one algorithm wherever an element
+// stands, so Sin, Cos and SinCos of one level agree bit for bit.
 //
 // Reduction: x = n pi/2 + r, |r| <= pi/4 (a little more after rounding n).
 //   Accurate (4 pieces, for |x| < 2^20): x - n C1 is exact (Sterbenz), n C2 and n C3 are exact
