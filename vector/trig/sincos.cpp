@@ -1,15 +1,19 @@
 // Sine, cosine and both at once, double and single, at three levels. All rows of a level share
-// one core (trig_core.hpp), so SinCos gives exactly the Sin and Cos of its level.
+// one algorithm, so SinCos gives exactly the Sin and Cos of its level.
 //
-// Double.
-//   HA  4-piece reduction carried as a double-double, degree-13/14 minimax polynomials with the
-//       low part of r folded into both; below 1 ulp (measured: docs/accuracy.md).
-//   LA  the same reduction and polynomials, the low part added without its cosine factor.
-//   EP  2-piece reduction, Taylor polynomials to r^9 and r^10 (2^-28 relative).
-// Single: the double core on widened lanes with shorter polynomials (to r^9 / r^10 at HA, r^9 /
-// r^8 at LA, r^5 / r^6 at EP), rounded once to single.
-// |x| >= 2^20 goes through Payne-Hanek at every level, infinities give NaN with STATUS_DOMAIN.
+// HA (both types) on the pi/2 core (trig_core.hpp): both polynomials and a blend by quadrant.
+//   double  4-piece reduction carried as a double-double, degree-13/14 minimax polynomials with
+//           the low part of r folded into both; below 1 ulp (measured: docs/accuracy.md).
+//   single  the double core on widened lanes (Taylor to r^9 / r^10), rounded once.
+// LA and EP (both types) on native vectors (fast.hpp): reduction by pi and one odd polynomial
+// for the sine, the cosine by the shifted reduction; SinCos computes both.
+//   double LA  4 pieces, r^3..r^17; EP 3 pieces, r^3..r^9.
+//   float  LA  4 pieces, r^3..r^9;  EP 3 pieces, r^3, r^5 (float arithmetic throughout).
+// Lanes beyond the vector range (2^20 double, 2^11 float) take the pi/2 core in double
+// (Payne-Hanek from 2^20) and round once; zeros return themselves (sin) or 1 (cos);
+// infinities give NaN with STATUS_DOMAIN.
 #include "vector/skeleton/map.hpp"
+#include "vector/trig/fast.hpp"
 #include "vector/trig/trig_core.hpp"
 
 namespace zyn::vk {
@@ -52,7 +56,7 @@ struct SinCosK {
     else
       return trig::bad_s(x[0]);
   }
-  static void eval(const V *x, V *r) {
+  __attribute__((always_inline)) static void eval(const V *x, V *r) {
     if constexpr (sizeof(T) == 8) {
       eval_d(x[0], r);
     } else {
@@ -72,24 +76,61 @@ struct SinCosK {
   }
 };
 
+// LA and EP: the native algorithm below the level's limit, wherever the element stands.
+template <class Elem, Which W, const trig::Fast<Elem> &L, const Poly &Beyond>
+struct SinCosFastK : UnaryPolicy<Elem> {
+  using T = Elem;
+  using Vw = trig::Vec<T>;
+  using V = typename Vw::V;
+  static constexpr int kOutputs = W == kBoth ? 2 : 1, kBlock = 4 * Simd<T>::L;
+  static constexpr const char *kName = name<Elem>(W);
+
+  static int bad(const V *x) { return Vw::bad(x[0], L.limit); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) {
+    if constexpr (W != kCos) r[0] = trig::sin_fast<T, L>(x[0]);
+    if constexpr (W != kSin) r[W == kBoth ? 1 : 0] = trig::cos_fast<T, L>(x[0]);
+  }
+  static int scalar(const T *x, T *r) {
+    if (__builtin_fabs(*x) < L.limit && *x != 0) {
+      V v = Vw::set1(*x), out[2];
+      eval(&v, out);
+      for (int k = 0; k < kOutputs; ++k) r[k] = Vw::lane0(out[k]);
+      return 0;
+    }
+    double s, c;
+    int status = trig::sincos_scalar<true, Beyond>(static_cast<double>(*x), &s, &c);
+    if constexpr (W == kSin) r[0] = static_cast<T>(s);
+    if constexpr (W == kCos) r[0] = static_cast<T>(c);
+    if constexpr (W == kBoth) r[0] = static_cast<T>(s), r[1] = static_cast<T>(c);
+    return status;
+  }
+};
+
 }  // namespace
 
 // One alias per row and level: the kernel macros take a plain type name.
-#define ZYN_SINCOS_LEVEL(t, T, lvl, acc, P)                  \
-  namespace {                                                \
-  using t##Sin##lvl = SinCosK<T, kSin, acc, P>;              \
-  using t##Cos##lvl = SinCosK<T, kCos, acc, P>;              \
-  using t##SinCos##lvl = SinCosK<T, kBoth, acc, P>;          \
-  }                                                          \
-  ZYN_UNARY_KERNELS(t##Sin, lvl, t##Sin##lvl)                \
-  ZYN_UNARY_KERNELS(t##Cos, lvl, t##Cos##lvl)                \
+#define ZYN_SINCOS_LEVEL(t, lvl, K, ...)               \
+  namespace {                                          \
+  using t##Sin##lvl = K<__VA_ARGS__, kSin>;            \
+  using t##Cos##lvl = K<__VA_ARGS__, kCos>;            \
+  using t##SinCos##lvl = K<__VA_ARGS__, kBoth>;        \
+  }                                                    \
+  ZYN_UNARY_KERNELS(t##Sin, lvl, t##Sin##lvl)          \
+  ZYN_UNARY_KERNELS(t##Cos, lvl, t##Cos##lvl)          \
   ZYN_UNARY2_KERNELS(t##SinCos, lvl, t##SinCos##lvl)
 
-ZYN_SINCOS_LEVEL(d, double, HA, true, kDHa)
-ZYN_SINCOS_LEVEL(d, double, LA, true, kDLa)
-ZYN_SINCOS_LEVEL(d, double, EP, false, kDEp)
-ZYN_SINCOS_LEVEL(s, float, HA, false, kDEp)
-ZYN_SINCOS_LEVEL(s, float, LA, false, kSLa)
-ZYN_SINCOS_LEVEL(s, float, EP, false, kSEp)
+namespace {
+template <class T, const Poly &P, Which W>
+using Core = SinCosK<T, W, sizeof(T) == 8, P>;
+template <class T, const trig::Fast<T> &L, const Poly &Beyond, Which W>
+using Native = SinCosFastK<T, W, L, Beyond>;
+}  // namespace
+
+ZYN_SINCOS_LEVEL(d, HA, Core, double, kDHa)
+ZYN_SINCOS_LEVEL(d, LA, Native, double, trig::kFastDLa, kDLa)
+ZYN_SINCOS_LEVEL(d, EP, Native, double, trig::kFastDEp, kDEp)
+ZYN_SINCOS_LEVEL(s, HA, Core, float, kDEp)
+ZYN_SINCOS_LEVEL(s, LA, Native, float, trig::kFastSLa, kSLa)
+ZYN_SINCOS_LEVEL(s, EP, Native, float, trig::kFastSEp, kSEp)
 
 }  // namespace zyn::vk

@@ -1,12 +1,13 @@
-// Tangent, double at three levels and single at two (LA = EP), on the sine and cosine core.
-//   double HA  accurate reduction, the HA polynomials kept as unrounded parts, and their
-//              quotient corrected by its exact residual: below 1 ulp.
-//   double LA  accurate reduction, one division of the LA sine and cosine: below 2 ulp.
-//   double EP  short reduction, Taylor polynomials, one division.
-//   single HA  the single HA polynomials in double, one division, rounded once.
-//   single LA = EP  the single LA polynomials likewise (the kernel serves LA: below 4 ulp).
-// tan(+-0) = +-0; infinities give NaN with STATUS_DOMAIN; |x| >= 2^20 by Payne-Hanek.
+// Tangent, double at three levels and single at two (LA = EP).
+//   double HA  pi/2 core (trig_core.hpp): accurate reduction, the HA polynomials kept as
+//              unrounded parts, and their quotient corrected by its exact residual: below 1 ulp.
+//   single HA  the single HA polynomials of the core in double, one division, rounded once.
+//   double LA, double EP, single LA = EP  native vectors (fast.hpp): reduction by pi/2 in the
+//              level's pieces, the sine and cosine polynomials on [-pi/4, pi/4], one division.
+// Lanes beyond the vector range take the pi/2 core in double with the level's polynomials
+// (Payne-Hanek from 2^20). tan(+-0) = +-0; infinities give NaN with STATUS_DOMAIN.
 #include "vector/roots/policy.hpp"
+#include "vector/trig/fast.hpp"
 #include "vector/trig/trig_core.hpp"
 
 namespace zyn::vk {
@@ -24,11 +25,34 @@ struct TanF {
   static int scalar(double x, double *r) { return trig::tan_scalar<kAcc, P, kCorrected>(x, r); }
 };
 
+// The native kernels; `Beyond` serves lanes past the level's limit.
+template <class Elem, const trig::Fast<Elem> &L, const trig::Poly &Beyond>
+struct TanFastK : UnaryPolicy<Elem> {
+  using T = Elem;
+  using Vw = trig::Vec<T>;
+  using V = typename Vw::V;
+  static constexpr int kBlock = 4 * Simd<T>::L;
+  static constexpr const char *kName = sizeof(T) == 8 ? "vdTan" : "vsTan";
+
+  static int bad(const V *x) { return Vw::bad(x[0], L.limit); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) { r[0] = trig::tan_fast<T, L>(x[0]); }
+  static int scalar(const T *x, T *r) {
+    if (__builtin_fabs(*x) < L.limit && *x != 0) {
+      *r = Vw::lane0(trig::tan_fast<T, L>(Vw::set1(*x)));
+      return 0;
+    }
+    double d;
+    int status = trig::tan_scalar<true, Beyond, false>(static_cast<double>(*x), &d);
+    *r = static_cast<T>(d);
+    return status;
+  }
+};
+
 using DHa = UnaryK<double, TanF<true, true, trig::kDHa, true>>;
-using DLa = UnaryK<double, TanF<true, true, trig::kDLa, false>>;
-using DEp = UnaryK<double, TanF<true, false, trig::kDEp, false>>;
+using DLa = TanFastK<double, trig::kFastDLa, trig::kDLa>;
+using DEp = TanFastK<double, trig::kFastDEp, trig::kDEp>;
 using SHa = UnaryK<float, TanF<false, false, trig::kDEp, false>>;
-using SEp = UnaryK<float, TanF<false, false, trig::kSLa, false>>;
+using SEp = TanFastK<float, trig::kFastSLa, trig::kSLa>;
 }  // namespace
 
 ZYN_UNARY_KERNELS(dTan, HA, DHa)

@@ -1,7 +1,8 @@
-// Sine and cosine on vectors of doubles: argument reduction by pi/2 and the two polynomials,
-// shared by Sin, Cos, SinCos and Tan of both types (single kernels widen to double). Every row
-// and the scalar path of its huge arguments go through the same core, so Sin, Cos and SinCos of
-// one level agree bit for bit, wherever an element stands.
+// Sine and cosine on vectors of doubles: argument reduction by pi/2 and the two polynomials.
+// It serves the HA rows of both types (single HA widens to double) and the scalar path of the
+// lanes the native LA and EP kernels (fast.hpp) leave: beyond their limit, where Payne-Hanek
+// takes over from 2^20. Every row and level goes through one algorithm wherever an element
+// stands, so Sin, Cos and SinCos of one level agree bit for bit.
 //
 // Reduction: x = n pi/2 + r, |r| <= pi/4 (a little more after rounding n).
 //   Accurate (4 pieces, for |x| < 2^20): x - n C1 is exact (Sterbenz), n C2 and n C3 are exact
@@ -16,6 +17,7 @@
 
 #include "vector/trig/dd.hpp"
 #include "vector/trig/trig_data.hpp"
+#include "zyn/vex.h"
 
 namespace zyn::vk::trig {
 
@@ -182,7 +184,7 @@ inline int sincos_scalar(double x, double *sinx, double *cosx) {
     double r = x - x;                       // NaN, invalid raised for infinities
     if (sinx) *sinx = r;
     if (cosx) *cosx = r;
-    return __builtin_isnan(x) ? 0 : 1;
+    return __builtin_isnan(x) ? 0 : STATUS_DOMAIN;
   }
   if (x == 0) {
     if (sinx) *sinx = x;
@@ -208,7 +210,7 @@ inline int tan_scalar(double x, double *r) {
   double ax = __builtin_fabs(x);
   if (!(ax <= 0x1.fffffffffffffp1023)) {
     *r = x - x;
-    return __builtin_isnan(x) ? 0 : 1;
+    return __builtin_isnan(x) ? 0 : STATUS_DOMAIN;
   }
   if (x == 0) {
     *r = x;
