@@ -17,7 +17,7 @@
 //       (below 2^-33 absolute); the EP tail tables (2^-32) in plain arithmetic.
 // Single rows: HA evaluates the double EP algorithm and rounds once (below 0.52 ulp); LA and EP
 // compute the central piece in float on four lanes (logarithm after fdlibm's logf, polynomials
-// of degree 9 and 6 with float coefficients, within 3 ulp at LA) and their tail lanes by the
+// of degree 9 and 4 with float coefficients, within 3 ulp at LA) and their tail lanes by the
 // double EP tail. The scalar path of a single row evaluates the same vector code on one lane.
 // At the edges (erfinv +-1, erfcinv 0 and 2, quantile 0 and 1) +-inf with STATUS_SINGULARITY;
 // beyond them NaN with STATUS_DOMAIN. t below 2^-1021 (only reachable in double) takes the
@@ -157,17 +157,56 @@ inline V evaluate(V u, V t, V neg_tail) {
   return _mm_blendv_pd(y, central<kSet, kExactCentral>(tb, _mm_and_pd(u, is_central)), is_central);
 }
 
+// The same lane arithmetic on doubles and floats.
+inline V splat(V, double a) { return _mm_set1_pd(a); }
+inline __m128 splat(__m128, double a) { return _mm_set1_ps(static_cast<float>(a)); }
+inline V add(V a, V b) { return _mm_add_pd(a, b); }
+inline V sub(V a, V b) { return _mm_sub_pd(a, b); }
+inline V mul(V a, V b) { return _mm_mul_pd(a, b); }
+inline V lt(V a, V b) { return _mm_cmplt_pd(a, b); }
+inline V blend(V a, V b, V m) { return _mm_blendv_pd(a, b, m); }
+inline V abs_v(V a) { return _mm_andnot_pd(set(-0.0), a); }
+inline __m128 add(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
+inline __m128 sub(__m128 a, __m128 b) { return _mm_sub_ps(a, b); }
+inline __m128 mul(__m128 a, __m128 b) { return _mm_mul_ps(a, b); }
+inline __m128 lt(__m128 a, __m128 b) { return _mm_cmplt_ps(a, b); }
+inline __m128 blend(__m128 a, __m128 b, __m128 m) { return _mm_blendv_ps(a, b, m); }
+inline __m128 abs_v(__m128 a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a); }
+
+// p(v) = sum c[N - i] v^i (highest first) by Estrin's scheme, depth log2 N instead of N; the
+// constant term is c[N] + c_low with kLow, c_low added first. With |v| <= 1 and decreasing terms its
+// rounding error is that of Horner's scheme within a fraction of an ulp.
+template <int N, bool kLow = false, class W, class C>
+inline W estrin(W v, const C *c, C c_low = 0) {
+  W a[N / 2 + 1];
+  for (int i = 0; i <= N; i += 2) {
+    const W lo = splat(v, c[N - i]);
+    if (i + 1 > N) {
+      a[i / 2] = lo;
+      continue;
+    }
+    const W t = mul(splat(v, c[N - i - 1]), v);
+    a[i / 2] = kLow && i == 0 ? add(add(t, splat(v, c_low)), lo) : add(lo, t);
+  }
+  W p = mul(v, v);
+  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
+    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? add(a[2 * k], mul(a[2 * k + 1], p)) : a[2 * k];
+    p = mul(p, p);
+  }
+  return a[0];
+}
+
 // The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
 // set only) is the rounding error of u where u is not exact.
-template <int kScale, int kSet>
+template <int kScale, int kSet, bool kLow>
 inline V central_w(V u, V u_low, V t) {
   const double *c = data::erfinv_w[kScale][kSet].c;
   const V tc = _mm_max_pd(t, set(0x1p-8));
   V hi, lo;
   log_parts<kSet == 1>(_mm_mul_pd(tc, _mm_sub_pd(set(2.0), tc)), hi, lo);
   const V w = _mm_sub_pd(_mm_sub_pd(_mm_setzero_pd(), hi), lo);
-  const V P = horner<data::kErfinvWDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(w, set(data::kErfinvWScale)), set(1.0)), c);
-  if constexpr (kSet == 1) return _mm_mul_pd(u, P);
+  const V P = estrin<data::kErfinvWDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(w, set(data::kErfinvWScale)), set(1.0)), c);
+  if constexpr (!kLow) return _mm_mul_pd(u, P);
   return _mm_add_pd(_mm_mul_pd(u, P), _mm_mul_pd(u_low, P));
 }
 
@@ -182,7 +221,7 @@ inline V with_tail(V y, V t, V neg_tail) {
 
 // ln q for positive normal floats q, after fdlibm's logf: q = 2^k m, m in [sqrt(2)/2,
 // sqrt(2)), f = m - 1 exact, s = f / (2 + f), ln m = f - f^2/2 + s (f^2/2 + R(s^2)), below
-// 1 ulp; kShort keeps two terms of R (below 2^-19 absolute).
+// 1 ulp; kShort keeps one term of R (below 2^-14 absolute, for EP).
 template <bool kShort>
 inline __m128 log_f(__m128 q) {
   const __m128i b = _mm_add_epi32(_mm_castps_si128(q), _mm_set1_epi32(0x3f800000 - 0x3f3504f3));
@@ -193,8 +232,8 @@ inline __m128 log_f(__m128 q) {
   const __m128 s = _mm_div_ps(f, _mm_add_ps(_mm_set1_ps(2.0f), f));
   const __m128 z = _mm_mul_ps(s, s);
   constexpr float kLgF[4] = {0x1.555554p-1f, 0x1.999c26p-2f, 0x1.23d3dcp-2f, 0x1.f13c4cp-3f};
-  __m128 R = _mm_set1_ps(kLgF[kShort ? 1 : 3]);
-  for (int i = kShort ? 0 : 2; i >= 0; --i) R = _mm_add_ps(_mm_set1_ps(kLgF[i]), _mm_mul_ps(z, R));
+  __m128 R = _mm_set1_ps(kLgF[kShort ? 0 : 3]);
+  for (int i = kShort ? -1 : 2; i >= 0; --i) R = _mm_add_ps(_mm_set1_ps(kLgF[i]), _mm_mul_ps(z, R));
   R = _mm_mul_ps(z, R);
   const __m128 small = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(s, _mm_add_ps(hfsq, R)), hfsq),
                                   _mm_mul_ps(dk, _mm_set1_ps(static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1)))));
@@ -202,17 +241,15 @@ inline __m128 log_f(__m128 q) {
 }
 
 // The fast central piece in float (set 0 LA, 1 EP): sigma erfinv(u) for t >= 2^-8.
-template <int kScale, int kSet>
+template <int kScale, int kSet, bool kLow>
 inline __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
   const data::ErfinvWF &c = data::erfinv_wf[kScale][kSet];
   constexpr int N = data::kErfinvWDegF[kSet];
   const __m128 tc = _mm_max_ps(t, _mm_set1_ps(0x1p-8f));
   const __m128 w = _mm_sub_ps(_mm_setzero_ps(), log_f<kSet == 1>(_mm_mul_ps(tc, _mm_sub_ps(_mm_set1_ps(2.0f), tc))));
   const __m128 v = _mm_sub_ps(_mm_mul_ps(w, _mm_set1_ps(static_cast<float>(data::kErfinvWScale))), _mm_set1_ps(1.0f));
-  __m128 P = _mm_set1_ps(c.c[0]);
-  for (int i = 1; i < N; ++i) P = _mm_add_ps(_mm_mul_ps(P, v), _mm_set1_ps(c.c[i]));
-  P = _mm_add_ps(_mm_add_ps(_mm_mul_ps(P, v), _mm_set1_ps(c.c0_low)), _mm_set1_ps(c.c[N]));
-  if constexpr (kSet == 1) return _mm_mul_ps(u, P);
+  const __m128 P = estrin<N, true>(v, c.c, c.c0_low);
+  if constexpr (!kLow) return _mm_mul_ps(u, P);
   return _mm_add_ps(_mm_mul_ps(u, P), _mm_mul_ps(u_low, P));
 }
 
@@ -249,20 +286,6 @@ double tiny_tail(double t, bool negative) {
     r = _mm_cvtsd_f64(tail_at<kSet, false>(tb, _mm_sqrt_pd(_mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(h, lo))), _mm_setzero_pd()));
   return negative ? -r : r;
 }
-
-// The same lane arithmetic on doubles and floats.
-inline V splat(V, double a) { return _mm_set1_pd(a); }
-inline __m128 splat(__m128, double a) { return _mm_set1_ps(static_cast<float>(a)); }
-inline V add(V a, V b) { return _mm_add_pd(a, b); }
-inline V sub(V a, V b) { return _mm_sub_pd(a, b); }
-inline V lt(V a, V b) { return _mm_cmplt_pd(a, b); }
-inline V blend(V a, V b, V m) { return _mm_blendv_pd(a, b, m); }
-inline V abs_v(V a) { return _mm_andnot_pd(set(-0.0), a); }
-inline __m128 add(__m128 a, __m128 b) { return _mm_add_ps(a, b); }
-inline __m128 sub(__m128 a, __m128 b) { return _mm_sub_ps(a, b); }
-inline __m128 lt(__m128 a, __m128 b) { return _mm_cmplt_ps(a, b); }
-inline __m128 blend(__m128 a, __m128 b, __m128 m) { return _mm_blendv_ps(a, b, m); }
-inline __m128 abs_v(__m128 a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a); }
 
 // Level: 0 LA, 1 HA, 2 EP.
 constexpr int set_of(int level) { return level == 2 ? 1 : 0; }
@@ -317,7 +340,7 @@ struct InvF {
     if constexpr (kFast) {
       V u, u_low, t, neg_tail;
       args(x, u, u_low, t, neg_tail);
-      return with_tail<kScale, kWSet, kExactTail && kDouble>(central_w<kScale, kWSet>(u, u_low, t), t, neg_tail);
+      return with_tail<kScale, kWSet, kExactTail && kDouble>(central_w<kScale, kWSet, kWSet == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
     }
     const V zero = _mm_setzero_pd();
     if constexpr (kFn == kErfInv) {
@@ -337,13 +360,21 @@ struct InvF {
   static __m128 eval_s(__m128 x) requires kNativeS {
     __m128 u, u_low, t, neg_tail;
     args(x, u, u_low, t, neg_tail);
-    return with_tail_f<kScale>(central_wf<kScale, kLevel == 2>(u, u_low, t), t, neg_tail);
+    return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
   }
   static int bad_d(V x) {
     V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kFn == kErfInv ? kLo : kTiny)), _mm_cmplt_pd(x, set(kHi)));
     if constexpr (kFn == kErfInv) ok = _mm_andnot_pd(_mm_cmpeq_pd(x, _mm_setzero_pd()), ok);  // +-0: itself
     if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, set(2 - kTiny)));
     return _mm_movemask_pd(ok) ^ 3;
+  }
+  // the same test on floats (no float reaches t < 2^-1021)
+  static int bad_s(__m128 x) requires kNativeS {
+    const __m128 zero = _mm_setzero_ps();
+    __m128 ok = _mm_and_ps(_mm_cmpgt_ps(x, _mm_set1_ps(static_cast<float>(kLo))),
+                           _mm_cmplt_ps(x, _mm_set1_ps(static_cast<float>(kHi))));
+    if constexpr (kFn == kErfInv) ok = _mm_andnot_ps(_mm_cmpeq_ps(x, zero), ok);
+    return _mm_movemask_ps(ok) ^ 15;
   }
   static int scalar(double x, double *r) {
     if (std::isnan(x) || (kFn == kErfInv && x == 0)) {

@@ -11,7 +11,7 @@
 // The fast central piece, t = 1 - |u| >= 2^-8: y = u P(v), v = w kErfinvWScale - 1 in [-1, 1],
 // w = -ln(t (2 - t)) <= 4.854 < kErfinvWMax; P within 2^-52 (double, accurate; the rounding of
 // its constant term), 2^-30 (double,
-// EP), 2^-25 (float, LA) and 2^-16 (float, EP) with its coefficients rounded.
+// EP), 2^-25 (float, LA) and 2^-14 (float, EP) with its coefficients rounded.
 #pragma once
 
 namespace zyn::vk::data {
@@ -35,7 +35,7 @@ extern const ErfinvTables erfinv_tables[2][2];
 inline constexpr double kErfinvWScale = 0.40625;  // exact in float: v is formed alike in both types
 inline constexpr double kErfinvWMax = 2 / kErfinvWScale;
 inline constexpr int kErfinvWDeg[2] = {21, 11};   // double: accurate, EP
-inline constexpr int kErfinvWDegF[2] = {9, 6};    // float: LA, EP
+inline constexpr int kErfinvWDegF[2] = {9, 4};    // float: LA, EP
 struct ErfinvW {
   double c[kErfinvWDeg[0] + 1];  // highest degree first; the EP set uses the first deg + 1
 };
