@@ -10,31 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "tests/vector/vector_test_util.hpp"
-#include "tools/accuracy/oracle.hpp"
+#include "tests/vector/errfun_test_util.hpp"
 
 using namespace zyn::test;
 using namespace zyn::oracle;
+using namespace zyn::test::errfun;
 
 namespace {
-using DFn = void (*)(int, const double *, double *);
-using SFn = void (*)(int, const float *, float *);
-using DFnI = void (*)(int, const double *, int, double *, int);
-using SFnI = void (*)(int, const float *, int, float *, int);
 const char *kStems[3] = {"ErfInv", "ErfcInv", "CdfNormInv"};
-const char *kLevel[3] = {"LA", "HA", "EP"};
-
-DFn dfn(const std::string &stem, int lv) { return reinterpret_cast<DFn>(stub(stub_name('d', stem, lv))); }
-SFn sfn(const std::string &stem, int lv) { return reinterpret_cast<SFn>(stub(stub_name('s', stem, lv))); }
-DFnI dfni(const std::string &stem, int lv) { return reinterpret_cast<DFnI>(stub(stub_name('d', stem + "I", lv))); }
-SFnI sfni(const std::string &stem, int lv) { return reinterpret_cast<SFnI>(stub(stub_name('s', stem + "I", lv))); }
-
-void check(const std::string &name, int lv, const Sweep &s, bool single) {
-  if (lv == 2)
-    EXPECT_LE(s.max_rel, std::exp2(single ? -11 : -26)) << name << " EP at " << s.worst_x;
-  else
-    EXPECT_LE(s.max_ulp, lv == 1 ? 1.0 : 4.0) << name << " " << kLevel[lv] << " at " << s.worst_x;
-}
 
 // n points log-uniform in t on [a, b], mapped to the function's argument: x = 1 - t (erfinv),
 // t (erfcinv), t / 2 (quantile); `upper` mirrors them (erfinv -1 + t, erfcinv 2 - t, 1 - t / 2).
@@ -69,8 +52,8 @@ TEST(ErfInvAccuracy, AcrossTheSwitchAndWhereURounds) {
       std::vector<float> xs(xd.begin(), xd.end());
       for (int lv = 0; lv < 3; ++lv) {
         SCOPED_TRACE(std::string(stem) + (upper ? " upper" : " lower"));
-        check(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
-        check(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
+        check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
+        check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
       }
     }
   }
@@ -85,7 +68,7 @@ TEST(ErfInvAccuracy, SingleTailsToTheSmallestDenormal) {
     for (float v : near_edge(stem, 0x1p-60, 0x1p-8, 30, false, 5)) xs.push_back(v);
     for (int lv = 0; lv < 3; ++lv) {
       SCOPED_TRACE(stem);
-      check(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
+      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
     }
   }
 }
@@ -134,30 +117,6 @@ TEST(ErfInvPositions, MixedCentralAndTailLanes) {
     for (int i = 0; i < 10; ++i) x[4 * i + 1] = up[i];
     x[7] = NAN;
     x[12] = stem == std::string("ErfInv") ? 1.0 : 0.0;  // an edge with its status
-    const int n = static_cast<int>(x.size());
-    std::vector<float> xf(x.begin(), x.end());
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(stem) + " " + kLevel[lv]);
-      std::vector<double> all(n), strided(3 * n), xs(3 * n);
-      std::vector<float> allf(n), stridedf(2 * n), xsf(2 * n);
-      for (int i = 0; i < n; ++i) {
-        xs[3 * i] = x[i];
-        xsf[2 * i] = xf[i];
-      }
-      dfn(stem, lv)(n, x.data(), all.data());
-      dfni(stem, lv)(n, xs.data(), 3, strided.data(), 3);
-      sfn(stem, lv)(n, xf.data(), allf.data());
-      sfni(stem, lv)(n, xsf.data(), 2, stridedf.data(), 2);
-      for (int i = 0; i < n; ++i) {
-        double one;
-        float onef;
-        dfn(stem, lv)(1, &x[i], &one);
-        sfn(stem, lv)(1, &xf[i], &onef);
-        EXPECT_EQ(bits(all[i]), bits(one)) << x[i];
-        EXPECT_EQ(bits(all[i]), bits(strided[3 * i])) << x[i];
-        EXPECT_EQ(bits(allf[i]), bits(onef)) << xf[i];
-        EXPECT_EQ(bits(allf[i]), bits(stridedf[2 * i])) << xf[i];
-      }
-    }
+    expect_position_independent(stem, x);
   }
 }
