@@ -13,7 +13,8 @@
 //     (or erfc to 2).
 // HA evaluates this algorithm (below 0.6 ulp); double LA the same tables in plain arithmetic
 // except the exact square (below 2 ulp); double EP and every single level lower-degree tables
-// (below 2^-31) in plain arithmetic, single rows in double rounded once. Results below the smallest normal of the row's type, and tiny erf arguments,
+// (below 2^-31) in plain arithmetic, single rows in double rounded once; single Erf at LA and EP
+// in float on four lanes (erf_f32). Results below the smallest normal of the row's type, and tiny erf arguments,
 // take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
 // STATUS_UNDERFLOW for denormal or vanished results.
 #include <cfloat>
@@ -22,6 +23,7 @@
 #include "vector/explog/exp_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
+#include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
@@ -122,11 +124,40 @@ inline V erfc_tail(V a) {
   return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
 }
 
+// erf on four floats (set 0 single LA, 1 single EP; erf_data.hpp). e^(-a^2) = 2^-n e^r with
+// r = n ln2 - a^2 in [-0.35, 0.35]: n ln2_hi and the difference are exact, and the rounding of
+// a^2 (2^-20 at a = 4) costs below 2^-25 of erf where erfc is not negligible. Below 2 ulp at LA.
+template <int kSet>
+inline __m128 erf_f32(__m128 x) {
+  const data::ErfF32 &c = data::erf_f32[kSet];
+  const __m128 a = _mm_min_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(4.0f));
+  const __m128 central = _mm_cmplt_ps(a, _mm_set1_ps(1.0f));
+  const int m = _mm_movemask_ps(central);
+  const __m128 z = _mm_mul_ps(a, a);
+  __m128 yc = _mm_setzero_ps();
+  if (m != 0) {
+    yc = _mm_mul_ps(x, errfun::estrin<data::kErfFCentralDeg[kSet]>(
+                           _mm_sub_ps(_mm_add_ps(z, z), _mm_set1_ps(1.0f)), c.central));
+    if (m == 15) return yc;
+  }
+  constexpr float kLn2HiF = 0x1.62e4p-1f, kLn2LoF = static_cast<float>(0x1.62e42fefa39efp-1 - 0x1.62e4p-1);
+  constexpr float kExp[7] = {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f};
+  const __m128 n = _mm_round_ps(_mm_mul_ps(z, _mm_set1_ps(0x1.715476p+0f)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  const __m128 r = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(n, _mm_set1_ps(kLn2HiF)), z), _mm_mul_ps(n, _mm_set1_ps(kLn2LoF)));
+  const __m128 er = kSet == 0 ? errfun::estrin<6>(r, kExp) : errfun::estrin<4>(r, kExp + 2);
+  const __m128 scale = _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), _mm_cvtps_epi32(n)), 23));
+  const __m128 u = _mm_mul_ps(_mm_sub_ps(a, _mm_set1_ps(2.5f)), _mm_set1_ps(2.0f / 3));
+  const __m128 K = errfun::estrin<data::kErfFTailDeg[kSet]>(u, c.tail);
+  const __m128 yt = _mm_or_ps(_mm_sub_ps(_mm_set1_ps(1.0f), _mm_mul_ps(_mm_mul_ps(scale, er), K)),
+                              _mm_and_ps(x, _mm_set1_ps(-0.0f)));
+  return _mm_blendv_ps(yt, yc, central);
+}
+
 inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
 
 enum Fn { kErf, kErfc, kCdfNorm };
 
-template <bool kDouble, Fn kFn, Mode kM>
+template <bool kDouble, Fn kFn, Mode kM, int kF32 = -1>
 struct ErfF {
   static constexpr const char *kName = kFn == kErf    ? (kDouble ? "vdErf" : "vsErf")
                                        : kFn == kErfc ? (kDouble ? "vdErfc" : "vsErfc")
@@ -176,6 +207,7 @@ struct ErfF {
   }
 
   static V eval_d(V x) { return eval<0>(x); }
+  static __m128 eval_s(__m128 x) requires(kF32 >= 0) { return erf_f32<kF32>(x); }
   static int bad_d(V x) {
     V ok;
     if constexpr (kFn == kErf)
@@ -209,6 +241,8 @@ struct ErfF {
       v = runtime_mul(0x1p-600, 0x1p-600);  // below 2^-1100: zero, with the underflow flag
     } else if (kFn != kErf && t >= 26.5) {
       v = _mm_cvtsd_f64(eval<kBias>(_mm_set_sd(x))) * std::ldexp(1.0, -kBias);
+    } else if constexpr (kF32 >= 0) {
+      v = _mm_cvtss_f32(eval_s(_mm_set1_ps(static_cast<float>(x))));
     } else {
       v = eval_one<ErfF>(x);
     }
@@ -225,7 +259,9 @@ using S = UnaryK<float, ErfF<false, kFn, kLite>>;
 using DErfHa = D<kErf, kExact>;
 using DErfLa = D<kErf, kPlain>;
 using DErfEp = D<kErf, kLite>;
-using SErf = S<kErf>;
+using SErfHa = S<kErf>;
+using SErfLa = UnaryK<float, ErfF<false, kErf, kLite, 0>>;
+using SErfEp = UnaryK<float, ErfF<false, kErf, kLite, 1>>;
 using DErfc = D<kErfc, kExact>;
 using SErfc = S<kErfc>;
 using DCdfNormHa = D<kCdfNorm, kExact>;
@@ -234,8 +270,8 @@ using DCdfNormEp = D<kCdfNorm, kLite>;
 using SCdfNorm = S<kCdfNorm>;
 }  // namespace
 
-// Single rows evaluate the lite algorithm at every level (within 0.51 ulp after rounding);
-// dErfc has one kernel.
+// Single rows evaluate the lite algorithm (within 0.51 ulp after rounding) except sErf at LA and
+// EP, which computes in float; dErfc has one kernel.
 #define ZYN_ERF_LEVELS(row, P)  \
   ZYN_UNARY_KERNELS(row, LA, P) \
   ZYN_UNARY_KERNELS(row, HA, P) \
@@ -245,7 +281,7 @@ using SCdfNorm = S<kCdfNorm>;
   ZYN_UNARY_KERNELS(row, HA, P##Ha) \
   ZYN_UNARY_KERNELS(row, EP, P##Ep)
 ZYN_ERF_LEVELS3(dErf, DErf)
-ZYN_ERF_LEVELS(sErf, SErf)
+ZYN_ERF_LEVELS3(sErf, SErf)
 ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
 ZYN_ERF_LEVELS(sErfc, SErfc)
 ZYN_ERF_LEVELS3(dCdfNorm, DCdfNorm)
