@@ -36,14 +36,18 @@ M scaled_erfc(const M &t) {
 
 // Prints a float polynomial of degree d fitted to f on [a, b] (variable (x - mid) / half), padded
 // to width; false when its worst error, weighted by weight(x), exceeds target.
-template <class F, class W>
+// With kLow the constant term is carried as two floats, and the low one printed after the array.
+template <bool kLow, class F, class W>
 bool print_float_poly(F f, W weight, double a, double b, int d, int width, double target, double &worst) {
   auto mono = fit(f, a, b, d);
+  const float c0 = static_cast<float>(mono[0].d());
+  const float low = kLow ? static_cast<float>((mono[0] - M(static_cast<double>(c0))).d()) : 0.0f;
   double e = 0;
   for (int k = 0; k < 200; ++k) {
     const double x = a + (b - a) * (k + 0.41) / 200.0;
     M t = (M(x) - M((a + b) / 2)) / M((b - a) / 2), p(0.0);
     for (int i = d; i >= 0; --i) p = p * t + M(static_cast<double>(static_cast<float>(mono[i].d())));
+    p = p + M(static_cast<double>(low));
     const M fx = f(M(x));
     e = std::fmax(e, std::fabs((p - fx).d()) * weight(x, fx.d()));
   }
@@ -55,6 +59,7 @@ bool print_float_poly(F f, W weight, double a, double b, int d, int width, doubl
   printf("{");
   for (int i = 0; i < width; ++i) printf("%af, ", i <= d ? static_cast<float>(mono[d - i].d()) : 0.0f);
   printf("}");
+  if (kLow) printf(", %af", low);
   return true;
 }
 
@@ -63,7 +68,7 @@ bool print_float_poly(F f, W weight, double a, double b, int d, int width, doubl
 bool print_float_sets(double &worst) {
   using zyn::vk::data::kErfFCentralDeg;
   using zyn::vk::data::kErfFTailDeg;
-  const double central_target[2] = {0x1.6a09e6p-25, 0x1p-19}, tail_target[2] = {0x1p-25, 0x1.6a09e6p-14};  // 2^-24.5, 2^-13.5
+  const double central_target[2] = {0x1p-25, 0x1p-19}, tail_target[2] = {0x1p-25, 0x1.6a09e6p-14};  // 2^-13.5
   auto c = [](const M &z) {
     M u = msqrt(z), e;
     mpfr_erf(e.v, u.v, MPFR_RNDN);
@@ -72,11 +77,11 @@ bool print_float_sets(double &worst) {
   printf("const ErfF32 erf_f32[2] = {\n");
   for (int set = 0; set < 2; ++set) {
     printf(" {");
-    if (!print_float_poly(c, [](double, double fx) { return 1 / fx; }, 0, 1, kErfFCentralDeg[set],
+    if (!print_float_poly<true>(c, [](double, double fx) { return 1 / fx; }, 0, 1, kErfFCentralDeg[set],
                           kErfFCentralDeg[0] + 1, central_target[set], worst))
       return false;
     printf(", ");
-    if (!print_float_poly(scaled_erfc, [](double t, double) { return std::exp(-t * t) / std::erf(t); }, 1, 4,
+    if (!print_float_poly<false>(scaled_erfc, [](double t, double) { return std::exp(-t * t) / std::erf(t); }, 1, 4,
                           kErfFTailDeg[set], kErfFTailDeg[0] + 1, tail_target[set], worst))
       return false;
     printf("},\n");
