@@ -10,36 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "tests/vector/vector_test_util.hpp"
-#include "tools/accuracy/oracle.hpp"
+#include "tests/vector/errfun_test_util.hpp"
 
 using namespace zyn::test;
 using namespace zyn::oracle;
+using namespace zyn::test::errfun;
 
 namespace {
-using DFn = void (*)(int, const double *, double *);
-using SFn = void (*)(int, const float *, float *);
-using DFnI = void (*)(int, const double *, int, double *, int);
-using SFnI = void (*)(int, const float *, int, float *, int);
 const char *kStems[3] = {"Erf", "Erfc", "CdfNorm"};
-const char *kLevel[3] = {"LA", "HA", "EP"};
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-DFn dfn(const std::string &stem, int lv) { return reinterpret_cast<DFn>(stub(stub_name('d', stem, lv))); }
-SFn sfn(const std::string &stem, int lv) { return reinterpret_cast<SFn>(stub(stub_name('s', stem, lv))); }
-DFnI dfni(const std::string &stem, int lv) {
-  return reinterpret_cast<DFnI>(stub(stub_name('d', stem + "I", lv)));
-}
-SFnI sfni(const std::string &stem, int lv) {
-  return reinterpret_cast<SFnI>(stub(stub_name('s', stem + "I", lv)));
-}
-
-void check_sweep(const std::string &name, int lv, const Sweep &s, bool single) {
-  if (lv == 2)
-    EXPECT_LE(s.max_rel, std::exp2(single ? -11 : -23)) << name << " EP at " << s.worst_x;
-  else
-    EXPECT_LE(s.max_ulp, lv == 1 ? 1.0 : 4.0) << name << " " << kLevel[lv] << " at " << s.worst_x;
-}
 
 std::vector<double> uniform(double a, double b, int n, unsigned seed) {
   std::mt19937_64 g(seed);
@@ -184,31 +163,6 @@ TEST(ErfPositions, ResultIndependentOfPosition) {
   std::vector<double> x = uniform(-40, 30, 37, 5);
   const double extra[] = {0.3, -0.7, 1.0, 0.5, -1.0, 1e-310, 26.7, -37.9, 8.0, NAN, -kInf, 2.0};
   for (int i = 0; i < 12; ++i) x[3 * i] = extra[i];
-  const int n = static_cast<int>(x.size());
-  std::vector<float> xf(x.begin(), x.end());
-  for (const char *stem : kStems) {
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(stem) + " " + kLevel[lv]);
-      std::vector<double> all(n), strided(3 * n);
-      std::vector<double> xs(3 * n);
-      for (int i = 0; i < n; ++i) xs[3 * i] = x[i];
-      dfn(stem, lv)(n, x.data(), all.data());
-      dfni(stem, lv)(n, xs.data(), 3, strided.data(), 3);
-      std::vector<float> allf(n), stridedf(2 * n), xsf(2 * n);
-      for (int i = 0; i < n; ++i) xsf[2 * i] = xf[i];
-      sfn(stem, lv)(n, xf.data(), allf.data());
-      sfni(stem, lv)(n, xsf.data(), 2, stridedf.data(), 2);
-      for (int i = 0; i < n; ++i) {
-        double one;
-        float onef;
-        dfn(stem, lv)(1, &x[i], &one);
-        sfn(stem, lv)(1, &xf[i], &onef);
-        EXPECT_EQ(bits(all[i]), bits(one)) << x[i];
-        EXPECT_EQ(bits(all[i]), bits(strided[3 * i])) << x[i];
-        EXPECT_EQ(bits(allf[i]), bits(onef)) << xf[i];
-        EXPECT_EQ(bits(allf[i]), bits(stridedf[2 * i])) << xf[i];
-      }
-    }
-  }
+  for (const char *stem : kStems) expect_position_independent(stem, x);
   _vexSetMode(VEX_ERRMODE_DEFAULT);
 }

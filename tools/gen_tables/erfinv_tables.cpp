@@ -18,6 +18,9 @@ using namespace zyn::gen;
 using zyn::vk::data::kErfinvCentralDeg;
 using zyn::vk::data::kErfinvPieces;
 using zyn::vk::data::kErfinvTailDeg;
+using zyn::vk::data::kErfinvWDeg;
+using zyn::vk::data::kErfinvWDegF;
+using zyn::vk::data::kErfinvWMax;
 
 
 // y >= 0 with erfc(y) = t, 0 < t <= 1, by Newton from y0: at 96 bits to about 2^-80, then two
@@ -66,6 +69,65 @@ M central_f(const M &z, const M &sigma, const M &c0) {
   M y = sigma * erfinv_t(t, std::log(t.d()) + std::log(2 - t.d()));
   return (y / u - c0) / z;
 }
+// The fast central piece: sigma erfinv(u) / u as a function of w = -ln(1 - u^2).
+M w_ratio(const M &w, const M &sigma) {
+  M e, one(1.0);
+  mpfr_neg(e.v, w.v, MPFR_RNDN);
+  mpfr_exp(e.v, e.v, MPFR_RNDN);
+  M u = msqrt(one - e);
+  return sigma * erfinv_t(one - u, -w.d()) / u;
+}
+
+// c - float(c), rounded to float: the float sets carry their constant term in two parts.
+float float_low(const M &c) { return static_cast<float>((c - M(static_cast<double>(static_cast<float>(c.d())))).d()); }
+
+// Worst relative error, on 200 points of [0, kErfinvWMax], of the polynomial with its
+// coefficients rounded to float (kFloat) or double and evaluated exactly.
+template <bool kFloat>
+double check_w(const M &sigma, const std::vector<M> &mono) {
+  const double a = 0, b = kErfinvWMax;
+  double worst = 0;
+  for (int k = 0; k < 200; ++k) {
+    double x = a + (b - a) * (k + 0.41) / 200.0;
+    M t = (M(x) - M((a + b) / 2)) / M((b - a) / 2), p(0.0);
+    for (int i = static_cast<int>(mono.size()) - 1; i >= 0; --i) {
+      const double c = mono[i].d();
+      p = p * t + M(kFloat ? static_cast<double>(static_cast<float>(c)) : c);
+    }
+    if (kFloat) p = p + M(static_cast<double>(float_low(mono[0])));
+    M f = w_ratio(M(x), sigma);
+    worst = std::fmax(worst, std::fabs(((p - f) / f).d()));
+  }
+  return worst;
+}
+
+// Prints the coefficients of one set's fast central polynomial in v = w kErfinvWScale - 1.
+template <bool kFloat>
+bool print_w(const M &sigma, int deg, int width, double target, double &worst) {
+  auto f = [&](const M &w) { return w_ratio(w, sigma); };
+  auto mono = fit(f, 0, kErfinvWMax, deg);
+  double e = check_w<kFloat>(sigma, mono);
+  if (e > target) {
+    fprintf(stderr, "fast central degree %d too low: %g\n", deg, e);
+    return false;
+  }
+  worst = std::fmax(worst, e);
+  printf("  {{");
+  const int n = static_cast<int>(mono.size());
+  for (int i = 0; i < width; ++i) {
+    const double c = i < n ? mono[n - 1 - i].d() : 0.0;
+    if (kFloat)
+      printf("%af, ", static_cast<float>(c));
+    else
+      printf("%a, ", c);
+  }
+  if (kFloat)
+    printf("}, %af},\n", float_low(mono[0]));
+  else
+    printf("}},\n");
+  return true;
+}
+
 // Tail: y(s) / s with w = s^2, t = e^-w / (1 + sqrt(1 - e^-w)).
 M tail_ratio(const M &s, const M &sigma) {
   M w = s * s, ew, one(1.0);
@@ -125,6 +187,28 @@ int main() {
     printf(" },\n");
   }
   printf("};\n\n// worst relative error of the pieces: accurate %.3g, EP %.3g\n", worst_all[0], worst_all[1]);
+
+  // the fast central pieces on w in [0, kErfinvWMax]: double (accurate, EP), then float (LA, EP)
+  const double w_target[2] = {0x1p-52, 0x1p-30}, wf_target[2] = {0x1p-25, 0x1p-14};
+  double worst_w[4] = {0, 0, 0, 0};
+  printf("\nconst ErfinvW erfinv_w[2][2] = {\n");
+  for (int sc = 0; sc < 2; ++sc) {
+    const M sigma = sc == 0 ? M(1.0) : msqrt(M(2.0));
+    printf(" {\n");
+    for (int set = 0; set < 2; ++set)
+      if (!print_w<false>(sigma, kErfinvWDeg[set], kErfinvWDeg[0] + 1, w_target[set], worst_w[set])) return 1;
+    printf(" },\n");
+  }
+  printf("};\n\nconst ErfinvWF erfinv_wf[2][2] = {\n");
+  for (int sc = 0; sc < 2; ++sc) {
+    const M sigma = sc == 0 ? M(1.0) : msqrt(M(2.0));
+    printf(" {\n");
+    for (int set = 0; set < 2; ++set)
+      if (!print_w<true>(sigma, kErfinvWDegF[set], kErfinvWDegF[0] + 1, wf_target[set], worst_w[2 + set])) return 1;
+    printf(" },\n");
+  }
+  printf("};\n// worst relative error of the fast central pieces: %.3g, %.3g; float %.3g, %.3g\n", worst_w[0],
+         worst_w[1], worst_w[2], worst_w[3]);
   printf("\n}  // namespace zyn::vk::data\n");
   return 0;
 }

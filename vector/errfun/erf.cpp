@@ -11,8 +11,10 @@
 //     into K through K' = 2 t R - 2 / sqrt(pi).
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
-// All three levels evaluate this algorithm (below 0.6 ulp); single rows evaluate it in double
-// and round once. Results below the smallest normal of the row's type, and tiny erf arguments,
+// HA evaluates this algorithm (below 0.6 ulp); double LA the same tables in plain arithmetic
+// except the exact square (below 2 ulp); double EP and every single level lower-degree tables
+// (below 2^-31) in plain arithmetic, single rows in double rounded once; single Erf at LA and EP
+// in float on four lanes (erf_f32). Results below the smallest normal of the row's type, and tiny erf arguments,
 // take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
 // STATUS_UNDERFLOW for denormal or vanished results.
 #include <cfloat>
@@ -21,6 +23,7 @@
 #include "vector/explog/exp_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
+#include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
@@ -38,28 +41,61 @@ inline V horner(V t, const double *c) {
   return p;
 }
 
+// How a level evaluates: kExact as above (HA); kPlain the accurate tables in plain arithmetic,
+// keeping only the exact square in e^(-t^2) (double LA, below 2 ulp); kLite the lite tables in
+// plain arithmetic (double EP and the single rows, below 2^-31).
+enum Mode { kExact, kPlain, kLite };
+
+template <Mode kM>
+struct Tables {
+  static constexpr int kCentralDeg = kM == kLite ? data::kErfCentralDegLite : data::kErfCentralDeg;
+  static constexpr int kTailDeg = kM == kLite ? data::kErfcTailDegLite : data::kErfcTailDeg;
+  static const data::ErfCentralT<kCentralDeg> &central(int sc) {
+    if constexpr (kM == kLite) return data::erf_central_lite[sc];
+    else return data::erf_central[sc];
+  }
+  static const data::ErfcPieceT<kTailDeg> &tail(int j) {
+    if constexpr (kM == kLite) return data::erfc_tail_lite[j];
+    else return data::erfc_tail[j];
+  }
+};
+
 // erf(sigma x) = hi + lo for sigma |x| <= 1 (scale 0: sigma = 1, 1: sigma = 1/sqrt 2).
-template <int kSc>
+template <int kSc, Mode kM>
 inline void erf_central(V x, V &hi, V &lo) {
-  const data::ErfCentral &c = data::erf_central[kSc];
+  using Tb = Tables<kM>;
+  const auto &c = Tb::central(kSc);
   V z = _mm_mul_pd(x, x);
   V s = _mm_sub_pd(kSc == 0 ? _mm_add_pd(z, z) : z, set(1.0));  // 2 sigma^2 z - 1
-  V R = horner<data::kErfCentralDeg>(s, c.r);
-  V pl;
-  dd::two_prod(x, set(c.c0[0]), hi, pl);
+  V R = horner<Tb::kCentralDeg>(s, c.r);
+  V pl = _mm_setzero_pd();
+  if constexpr (kM == kExact)
+    dd::two_prod(x, set(c.c0[0]), hi, pl);
+  else
+    hi = _mm_mul_pd(x, set(c.c0[0]));
   lo = _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(x, set(c.c0[1]))), _mm_mul_pd(_mm_mul_pd(x, z), R));
 }
 
 // erfc(sigma a) 2^kBias for t = sigma a in [1/2, 32) where 2^kBias e^(-t^2) is normal.
-template <int kSc, long long kBias>
+template <int kSc, long long kBias, Mode kM>
 inline V erfc_tail(V a) {
+  using Tb = Tables<kM>;
   V h, l, t, tl = _mm_setzero_pd();
-  dd::two_prod(a, a, h, l);
+  if constexpr (kM == kLite) {
+    h = _mm_mul_pd(a, a);  // its rounding costs below 2^-43 relative for t < 27
+    l = _mm_setzero_pd();
+  } else {
+    dd::two_prod(a, a, h, l);
+  }
   if constexpr (kSc == 1) {
     h = _mm_mul_pd(h, set(0.5));
     l = _mm_mul_pd(l, set(0.5));
-    dd::two_prod(a, set(kInvSqrt2Hi), t, tl);
-    tl = _mm_add_pd(tl, _mm_mul_pd(a, set(kInvSqrt2Lo)));
+    if constexpr (kM == kLite) {
+      t = _mm_mul_pd(a, set(kInvSqrt2Hi));
+    } else {
+      dd::two_prod(a, set(kInvSqrt2Hi), t, tl);
+      tl = _mm_add_pd(tl, _mm_mul_pd(a, set(kInvSqrt2Lo)));
+    }
   } else {
     t = a;
   }
@@ -74,24 +110,55 @@ inline V erfc_tail(V a) {
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
   j0 = j0 < 0 ? 0 : j0 >= data::kErfcPieces ? data::kErfcPieces - 1 : j0;
   j1 = j1 < 0 ? 0 : j1 >= data::kErfcPieces ? data::kErfcPieces - 1 : j1;
-  const data::ErfcPiece &p0 = data::erfc_tail[j0], &p1 = data::erfc_tail[j1];
+  const auto &p0 = Tb::tail(j0), &p1 = Tb::tail(j1);
   V u = _mm_mul_pd(_mm_sub_pd(t, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
   V K = _mm_setr_pd(p0.c[0], p1.c[0]);
-  for (int i = 1; i <= data::kErfcTailDeg; ++i) K = _mm_add_pd(_mm_mul_pd(K, u), _mm_setr_pd(p0.c[i], p1.c[i]));
+  for (int i = 1; i <= Tb::kTailDeg; ++i) K = _mm_add_pd(_mm_mul_pd(K, u), _mm_setr_pd(p0.c[i], p1.c[i]));
   V k0 = _mm_setr_pd(p0.k0, p1.k0);
   V R = _mm_add_pd(k0, K);
-  if constexpr (kSc == 1)
+  if constexpr (kSc == 1 && kM != kLite)
     K = _mm_add_pd(K, _mm_mul_pd(tl, _mm_sub_pd(_mm_mul_pd(_mm_add_pd(t, t), R), set(kTwoOverSqrtPi))));
+  if constexpr (kM != kExact) return _mm_mul_pd(scale, _mm_add_pd(R, _mm_mul_pd(R, q)));
   V ph, pl;
   dd::two_prod(scale, k0, ph, pl);
   return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
+}
+
+// erf on four floats (set 0 single LA, 1 single EP; erf_data.hpp). e^(-a^2) = 2^-n e^r with
+// r = n ln2 - a^2 in [-0.35, 0.35]: n ln2_hi and the difference are exact, and the rounding of
+// a^2 (2^-20 at a = 4) costs below 2^-25 of erf where erfc is not negligible. About 3 ulp at LA
+// (the roundings of the float evaluation; the polynomials are within 2^-25).
+template <int kSet>
+inline __m128 erf_f32(__m128 x) {
+  const data::ErfF32 &c = data::erf_f32[kSet];
+  const __m128 a = _mm_min_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(4.0f));
+  const __m128 central = _mm_cmplt_ps(a, _mm_set1_ps(1.0f));
+  const int m = _mm_movemask_ps(central);
+  const __m128 z = _mm_mul_ps(a, a);
+  __m128 yc = _mm_setzero_ps();
+  if (m != 0) {
+    yc = _mm_mul_ps(x, errfun::estrin<data::kErfFCentralDeg[kSet], true>(
+                           _mm_sub_ps(_mm_add_ps(z, z), _mm_set1_ps(1.0f)), c.central, c.central_low));
+    if (m == 15) return yc;
+  }
+  constexpr float kLn2HiF = 0x1.62e4p-1f, kLn2LoF = static_cast<float>(0x1.62e42fefa39efp-1 - 0x1.62e4p-1);
+  constexpr float kExp[7] = {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f};
+  const __m128 n = _mm_round_ps(_mm_mul_ps(z, _mm_set1_ps(0x1.715476p+0f)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  const __m128 r = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(n, _mm_set1_ps(kLn2HiF)), z), _mm_mul_ps(n, _mm_set1_ps(kLn2LoF)));
+  const __m128 er = kSet == 0 ? errfun::estrin<6>(r, kExp) : errfun::estrin<4>(r, kExp + 2);
+  const __m128 scale = _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), _mm_cvtps_epi32(n)), 23));
+  const __m128 u = _mm_mul_ps(_mm_sub_ps(a, _mm_set1_ps(2.5f)), _mm_set1_ps(2.0f / 3));
+  const __m128 K = errfun::estrin<data::kErfFTailDeg[kSet]>(u, c.tail);
+  const __m128 yt = _mm_or_ps(_mm_sub_ps(_mm_set1_ps(1.0f), _mm_mul_ps(_mm_mul_ps(scale, er), K)),
+                              _mm_and_ps(x, _mm_set1_ps(-0.0f)));
+  return _mm_blendv_ps(yt, yc, central);
 }
 
 inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
 
 enum Fn { kErf, kErfc, kCdfNorm };
 
-template <bool kDouble, Fn kFn>
+template <bool kDouble, Fn kFn, Mode kM, int kF32 = -1>
 struct ErfF {
   static constexpr const char *kName = kFn == kErf    ? (kDouble ? "vdErf" : "vsErf")
                                        : kFn == kErfc ? (kDouble ? "vdErfc" : "vsErfc")
@@ -109,38 +176,39 @@ struct ErfF {
     V hi, lo, s, e;
     if constexpr (kFn == kErf) {
       V a = abs_d(x), central = _mm_cmplt_pd(a, set(0.75));  // 1.3 ulp near 1 otherwise
-      erf_central<0>(x, hi, lo);
+      erf_central<0, kM>(x, hi, lo);
       V rc = _mm_add_pd(hi, lo);
       if (_mm_movemask_pd(central) == 3) return rc;
-      V y = erfc_tail<0, 0>(_mm_blendv_pd(_mm_min_pd(a, set(6.0)), set(1.0), central));
+      V y = erfc_tail<0, 0, kM>(_mm_blendv_pd(_mm_min_pd(a, set(6.0)), set(1.0), central));
       V rt = _mm_or_pd(_mm_sub_pd(set(1.0), y), _mm_and_pd(x, set(-0.0)));
       return _mm_blendv_pd(rt, rc, central);
     } else if constexpr (kFn == kErfc) {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-1.0)), _mm_cmplt_pd(x, set(0.5)));
-      erf_central<0>(_mm_and_pd(x, central), hi, lo);
+      erf_central<0, kM>(_mm_and_pd(x, central), hi, lo);
       dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
       V rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
       if (_mm_movemask_pd(central) == 3) return rc;
       V neg = _mm_cmplt_pd(x, zero);
       V a = _mm_blendv_pd(x, _mm_min_pd(abs_d(x), set(6.0)), neg);
-      V y = erfc_tail<0, kB>(_mm_blendv_pd(a, set(1.0), central));
+      V y = erfc_tail<0, kB, kM>(_mm_blendv_pd(a, set(1.0), central));
       V rt = _mm_blendv_pd(y, _mm_sub_pd(set(2.0), y), neg);
       return _mm_blendv_pd(rt, rc, central);
     } else {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-0.708)), _mm_cmplt_pd(x, set(1.414)));
-      erf_central<1>(_mm_and_pd(x, central), hi, lo);
+      erf_central<1, kM>(_mm_and_pd(x, central), hi, lo);
       dd::two_sum(set(1.0), hi, s, e);
       V rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
       if (_mm_movemask_pd(central) == 3) return rc;
       V pos = _mm_cmpgt_pd(x, zero);
       V a = _mm_blendv_pd(abs_d(x), _mm_min_pd(x, set(8.5)), pos);
-      V y = _mm_mul_pd(set(0.5), erfc_tail<1, kB>(_mm_blendv_pd(a, set(2.0), central)));
+      V y = _mm_mul_pd(set(0.5), erfc_tail<1, kB, kM>(_mm_blendv_pd(a, set(2.0), central)));
       V rt = _mm_blendv_pd(y, _mm_sub_pd(set(1.0), y), pos);
       return _mm_blendv_pd(rt, rc, central);
     }
   }
 
   static V eval_d(V x) { return eval<0>(x); }
+  static __m128 eval_s(__m128 x) requires(kF32 >= 0) { return erf_f32<kF32>(x); }
   static int bad_d(V x) {
     V ok;
     if constexpr (kFn == kErf)
@@ -168,12 +236,14 @@ struct ErfF {
     const double t = kFn == kCdfNorm ? -x * kInvSqrt2Hi : x;  // sigma |x| on the tail's side
     if (kFn == kErf && std::fabs(x) < kTiny) {
       V hi, lo;
-      erf_central<0>(_mm_set_sd(x * 0x1p100), hi, lo);  // erf is linear here: c0 x 2^100
+      erf_central<0, kM>(_mm_set_sd(x * 0x1p100), hi, lo);  // erf is linear here: c0 x 2^100
       v = _mm_cvtsd_f64(_mm_add_sd(hi, lo)) * 0x1p-100;
     } else if (kFn != kErf && t > 27.5) {
       v = runtime_mul(0x1p-600, 0x1p-600);  // below 2^-1100: zero, with the underflow flag
     } else if (kFn != kErf && t >= 26.5) {
       v = _mm_cvtsd_f64(eval<kBias>(_mm_set_sd(x))) * std::ldexp(1.0, -kBias);
+    } else if constexpr (kF32 >= 0) {
+      v = _mm_cvtss_f32(eval_s(_mm_set1_ps(static_cast<float>(x))));
     } else {
       v = eval_one<ErfF>(x);
     }
@@ -183,28 +253,39 @@ struct ErfF {
   }
 };
 
+template <Fn kFn, Mode kM>
+using D = UnaryK<double, ErfF<true, kFn, kM>>;
 template <Fn kFn>
-using D = UnaryK<double, ErfF<true, kFn>>;
-template <Fn kFn>
-using S = UnaryK<float, ErfF<false, kFn>>;
-using DErf = D<kErf>;
-using SErf = S<kErf>;
-using DErfc = D<kErfc>;
+using S = UnaryK<float, ErfF<false, kFn, kLite>>;
+using DErfHa = D<kErf, kExact>;
+using DErfLa = D<kErf, kPlain>;
+using DErfEp = D<kErf, kLite>;
+using SErfHa = S<kErf>;
+using SErfLa = UnaryK<float, ErfF<false, kErf, kLite, 0>>;
+using SErfEp = UnaryK<float, ErfF<false, kErf, kLite, 1>>;
+using DErfc = D<kErfc, kExact>;
 using SErfc = S<kErfc>;
-using DCdfNorm = D<kCdfNorm>;
+using DCdfNormHa = D<kCdfNorm, kExact>;
+using DCdfNormLa = D<kCdfNorm, kPlain>;
+using DCdfNormEp = D<kCdfNorm, kLite>;
 using SCdfNorm = S<kCdfNorm>;
 }  // namespace
 
-// One algorithm serves every level (its error is within the HA bound).
+// Single rows evaluate the lite algorithm (within 0.51 ulp after rounding) except sErf at LA and
+// EP, which computes in float; dErfc has one kernel.
 #define ZYN_ERF_LEVELS(row, P)  \
   ZYN_UNARY_KERNELS(row, LA, P) \
   ZYN_UNARY_KERNELS(row, HA, P) \
   ZYN_UNARY_KERNELS(row, EP, P)
-ZYN_ERF_LEVELS(dErf, DErf)
-ZYN_ERF_LEVELS(sErf, SErf)
+#define ZYN_ERF_LEVELS3(row, P)      \
+  ZYN_UNARY_KERNELS(row, LA, P##La) \
+  ZYN_UNARY_KERNELS(row, HA, P##Ha) \
+  ZYN_UNARY_KERNELS(row, EP, P##Ep)
+ZYN_ERF_LEVELS3(dErf, DErf)
+ZYN_ERF_LEVELS3(sErf, SErf)
 ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
 ZYN_ERF_LEVELS(sErfc, SErfc)
-ZYN_ERF_LEVELS(dCdfNorm, DCdfNorm)
+ZYN_ERF_LEVELS3(dCdfNorm, DCdfNorm)
 ZYN_ERF_LEVELS(sCdfNorm, SCdfNorm)
 
 }  // namespace zyn::vk

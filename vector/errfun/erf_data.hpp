@@ -7,7 +7,7 @@
 //     erfc(t) = e^(-t^2) (k0 + K(u)), u = (t - mid) / half, k0 = erfc(mid) e^(mid^2), so that
 //     K is small and its rounding negligible. The tail table does not depend on sigma.
 // Relative error of each rounded polynomial, in the result it lands in: tail below 2^-57,
-// central below 2^-55 (at z = zmax; rounding of the coefficients).
+// central below 2^-55 (at z = zmax; rounding of the coefficients); the lite set below 2^-32.
 #pragma once
 
 namespace zyn::vk::data {
@@ -15,16 +15,38 @@ namespace zyn::vk::data {
 inline constexpr int kErfCentralDeg = 14;
 inline constexpr int kErfcTailDeg = 15;
 inline constexpr int kErfcPieces = 48;
+// The lite set (single rows and double EP): the same layout at lower degrees, below 2^-32.
+inline constexpr int kErfCentralDegLite = 6;
+inline constexpr int kErfcTailDegLite = 6;
 
-struct ErfcPiece {
+template <int D>
+struct ErfcPieceT {
   double mid, inv_half, k0;
-  double c[kErfcTailDeg + 1];  // highest degree first
+  double c[D + 1];  // highest degree first
 };
-struct ErfCentral {
+template <int D>
+struct ErfCentralT {
   double c0[2];  // 2 sigma / sqrt(pi) as high and low
-  double r[kErfCentralDeg + 1];
+  double r[D + 1];
 };
+using ErfcPiece = ErfcPieceT<kErfcTailDeg>;
+using ErfCentral = ErfCentralT<kErfCentralDeg>;
 extern const ErfCentral erf_central[2];  // [0] sigma = 1, [1] sigma = 1/sqrt(2)
 extern const ErfcPiece erfc_tail[kErfcPieces];
+extern const ErfCentralT<kErfCentralDegLite> erf_central_lite[2];
+extern const ErfcPieceT<kErfcTailDegLite> erfc_tail_lite[kErfcPieces];
+
+// Float erf (single LA and EP): erf(x) = x C(2 x^2 - 1) for |x| < 1, else
+// sign (1 - e^(-x^2) K((|x| - 5/2) 2/3)) with |x| clamped to 4 (erf rounds to 1 beyond 3.92).
+// Float coefficients, highest degree first; errors relative to erf: LA below 2^-25 (central)
+// and 2^-25 (tail), EP below 2^-19 and 2^-13.5.
+inline constexpr int kErfFCentralDeg[2] = {6, 4};  // LA, EP
+inline constexpr int kErfFTailDeg[2] = {10, 5};
+struct ErfF32 {
+  float central[kErfFCentralDeg[0] + 1];  // the EP set uses the first deg + 1
+  float central_low;                      // the constant term is central[deg] + central_low
+  float tail[kErfFTailDeg[0] + 1];
+};
+extern const ErfF32 erf_f32[2];
 
 }  // namespace zyn::vk::data

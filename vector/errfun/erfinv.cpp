@@ -1,16 +1,24 @@
 // Inverse error functions: ErfInv, ErfcInv and CdfNormInv, double and single, at three levels.
 //
 // All three are sigma erfinv(u) (sigma = 1, or sqrt 2 for the normal quantile), evaluated from
-// generated piecewise polynomials (erfinv_data.hpp):
-//   central, |u| < 1/2: y = u (c0 + z R(z)), z = u^2;
-//   tail: from t = 1 - |u| > 0, given exactly (1 - |x|, or x, 2 - x, 2p, 2 - 2p),
-//         s = sqrt(-ln(t (2 - t))) and y = sign s (k0 + K(s)) on quarter binades of s.
-// The tail never forms u, so ErfcInv and CdfNormInv keep full accuracy down to the smallest t.
-//   HA  accurate tables (2^-57); t (2 - t), its logarithm and s carried as double-doubles, and
-//       the leading products c0 u and k0 s exact (Dekker): below 0.7 ulp.
-//   LA  accurate tables, the tail as at HA, the central piece in plain arithmetic: below 1.5 ulp.
-//   EP  EP tables (2^-32), plain arithmetic, and the logarithm's series cut to four terms.
-// Single rows evaluate the double algorithm of their level and round once.
+// generated piecewise polynomials (erfinv_data.hpp), with t = 1 - |u| > 0 given exactly (1 - |x|,
+// or x, 2 - x, 2p, 2 - 2p), so that ErfcInv and CdfNormInv keep full accuracy down to the
+// smallest t: the tail never forms u.
+//   fast central, t >= 2^-8 (LA, EP, single HA): w = -ln(t (2 - t)) <= 4.86 and y = u P(w), one
+//       polynomial for all lanes; the logarithm's absolute error and the rounding of w, of the
+//       polynomial's variable and of u (kept as u + u_low at LA) cost at most 2 ulp at LA.
+//   tail, t < 2^-8: s = sqrt(w), y = sign s (k0 + K(s)) on quarter binades of s; only vectors
+//       with such a lane evaluate it (1 in 128 uniform lanes).
+//   HA  the accurate tables with central |u| < 1/2 in z = u^2 and the tail from |u| = 1/2, with
+//       t (2 - t), its logarithm and s carried as double-doubles and the leading products c0 u
+//       and k0 s exact (Dekker): below 0.7 ulp.
+//   LA  the fast central piece at degree 21 after the full logarithm, the tail as at HA.
+//   EP  the fast central piece at degree 11 after the logarithm's series cut to four terms
+//       (below 2^-33 absolute); the EP tail tables (2^-32) in plain arithmetic.
+// Single rows: HA evaluates the double EP algorithm and rounds once (below 0.52 ulp); LA and EP
+// compute the central piece in float on four lanes (logarithm after fdlibm's logf, polynomials
+// of degree 9 and 4 with float coefficients, within 3 ulp at LA) and their tail lanes by the
+// double EP tail. The scalar path of a single row evaluates the same vector code on one lane.
 // At the edges (erfinv +-1, erfcinv 0 and 2, quantile 0 and 1) +-inf with STATUS_SINGULARITY;
 // beyond them NaN with STATUS_DOMAIN. t below 2^-1021 (only reachable in double) takes the
 // scalar path, where w comes from two library logarithms.
@@ -18,10 +26,12 @@
 
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erfinv_data.hpp"
+#include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
 namespace {
+using namespace errfun;
 using V = __m128d;
 using data::ErfinvTables;
 using dd::set;
@@ -149,6 +159,75 @@ inline V evaluate(V u, V t, V neg_tail) {
   return _mm_blendv_pd(y, central<kSet, kExactCentral>(tb, _mm_and_pd(u, is_central)), is_central);
 }
 
+// The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
+// set only) is the rounding error of u where u is not exact.
+template <int kScale, int kSet, bool kLow>
+inline V central_w(V u, V u_low, V t) {
+  const double *c = data::erfinv_w[kScale][kSet].c;
+  const V tc = _mm_max_pd(t, set(0x1p-8));
+  V hi, lo;
+  log_parts<kSet == 1>(_mm_mul_pd(tc, _mm_sub_pd(set(2.0), tc)), hi, lo);
+  const V w = _mm_sub_pd(_mm_sub_pd(_mm_setzero_pd(), hi), lo);
+  const V P = estrin<data::kErfinvWDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(w, set(data::kErfinvWScale)), set(1.0)), c);
+  if constexpr (!kLow) return _mm_mul_pd(u, P);
+  return _mm_add_pd(_mm_mul_pd(u, P), _mm_mul_pd(u_low, P));
+}
+
+// Lanes with t < 2^-8 replaced by the tail, evaluated only when a lane needs it.
+template <int kScale, int kSet, bool kExactTail>
+inline V with_tail(V y, V t, V neg_tail) {
+  const V central = _mm_cmpge_pd(t, set(0x1p-8));
+  if (_mm_movemask_pd(central) == 3) return y;
+  const V yt = tail<kSet, kExactTail>(data::erfinv_tables[kScale][kSet], _mm_blendv_pd(t, set(0.25), central));
+  return _mm_blendv_pd(_mm_xor_pd(yt, _mm_and_pd(neg_tail, set(-0.0))), y, central);
+}
+
+// ln q for positive normal floats q, after fdlibm's logf: q = 2^k m, m in [sqrt(2)/2,
+// sqrt(2)), f = m - 1 exact, s = f / (2 + f), ln m = f - f^2/2 + s (f^2/2 + R(s^2)), below
+// 1 ulp; kShort keeps one term of R (below 2^-14 absolute, for EP).
+template <bool kShort>
+inline __m128 log_f(__m128 q) {
+  const __m128i b = _mm_add_epi32(_mm_castps_si128(q), _mm_set1_epi32(0x3f800000 - 0x3f3504f3));
+  const __m128 dk = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(b, 23), _mm_set1_epi32(127)));
+  const __m128 m = _mm_castsi128_ps(_mm_add_epi32(_mm_and_si128(b, _mm_set1_epi32(0x007fffff)), _mm_set1_epi32(0x3f3504f3)));
+  const __m128 f = _mm_sub_ps(m, _mm_set1_ps(1.0f));
+  const __m128 hfsq = _mm_mul_ps(_mm_set1_ps(0.5f), _mm_mul_ps(f, f));
+  const __m128 s = _mm_div_ps(f, _mm_add_ps(_mm_set1_ps(2.0f), f));
+  const __m128 z = _mm_mul_ps(s, s);
+  constexpr float kLgF[4] = {0x1.555554p-1f, 0x1.999c26p-2f, 0x1.23d3dcp-2f, 0x1.f13c4cp-3f};
+  __m128 R = _mm_set1_ps(kLgF[kShort ? 0 : 3]);
+  for (int i = kShort ? -1 : 2; i >= 0; --i) R = _mm_add_ps(_mm_set1_ps(kLgF[i]), _mm_mul_ps(z, R));
+  R = _mm_mul_ps(z, R);
+  const __m128 small = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(s, _mm_add_ps(hfsq, R)), hfsq),
+                                  _mm_mul_ps(dk, _mm_set1_ps(static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1)))));
+  return _mm_add_ps(_mm_add_ps(small, f), _mm_mul_ps(dk, _mm_set1_ps(0x1.62e4p-1f)));
+}
+
+// The fast central piece in float (set 0 LA, 1 EP): sigma erfinv(u) for t >= 2^-8.
+template <int kScale, int kSet, bool kLow>
+inline __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
+  const data::ErfinvWF &c = data::erfinv_wf[kScale][kSet];
+  constexpr int N = data::kErfinvWDegF[kSet];
+  const __m128 tc = _mm_max_ps(t, _mm_set1_ps(0x1p-8f));
+  const __m128 w = _mm_sub_ps(_mm_setzero_ps(), log_f<kSet == 1>(_mm_mul_ps(tc, _mm_sub_ps(_mm_set1_ps(2.0f), tc))));
+  const __m128 v = _mm_sub_ps(_mm_mul_ps(w, _mm_set1_ps(static_cast<float>(data::kErfinvWScale))), _mm_set1_ps(1.0f));
+  const __m128 P = estrin<N, true>(v, c.c, c.c0_low);
+  if constexpr (!kLow) return _mm_mul_ps(u, P);
+  return _mm_add_ps(_mm_mul_ps(u, P), _mm_mul_ps(u_low, P));
+}
+
+// Float lanes with t < 2^-8 replaced by the double EP tail.
+template <int kScale>
+inline __m128 with_tail_f(__m128 y, __m128 t, __m128 neg_tail) {
+  const __m128 central = _mm_cmpge_ps(t, _mm_set1_ps(0x1p-8f));
+  if (_mm_movemask_ps(central) == 15) return y;
+  const ErfinvTables &tb = data::erfinv_tables[kScale][1];
+  const __m128 ts = _mm_blendv_ps(t, _mm_set1_ps(0.25f), central);
+  const V lo = tail<1, false>(tb, _mm_cvtps_pd(ts)), hi = tail<1, false>(tb, _mm_cvtps_pd(_mm_movehl_ps(ts, ts)));
+  const __m128 yt = _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+  return _mm_blendv_ps(_mm_xor_ps(yt, _mm_and_ps(neg_tail, _mm_set1_ps(-0.0f))), y, central);
+}
+
 // The scalar tail for t below 2^-1021 (erfcinv and the quantile only): t scaled by 2^200
 // into the normal range, 200 ln 2 taken off the logarithm's parts (200 ln2_hi is exact).
 template <int kScale, int kSet, bool kExact>
@@ -190,7 +269,42 @@ struct InvF {
   static constexpr double kLo = kFn == kErfInv ? -1 : 0, kHi = kFn == kErfInv ? 1 : kFn == kErfcInv ? 2 : 1;
   static constexpr double kTiny = kFn == kErfInv ? -1 : 0x1p-1021;
 
+  // double rows below HA and single HA take the fast central piece in double (EP set except
+  // for double LA); single LA and EP compute it in float
+  static constexpr bool kFast = kLevel != 1 || !kDouble, kNativeS = !kDouble && kLevel != 1;
+  static constexpr int kWSet = kDouble && kLevel == 0 ? 0 : 1;
+  static constexpr int kScale = kFn == kCdfNormInv ? 1 : 0;
+
+  // u, its rounding error (zero where u is exact), t and the tail's sign from x, in the type's
+  // arithmetic: 1 - x is exact for x in [1/2, 2], 2p - 1 for p >= 1/4, t always.
+  template <class W>
+  static void args(W x, W &u, W &u_low, W &t, W &neg_tail) {
+    const W one = splat(x, 1), two = splat(x, 2);
+    if constexpr (kFn == kErfInv) {
+      u = x;
+      u_low = splat(x, 0);
+      t = sub(one, abs_v(x));
+      neg_tail = lt(x, splat(x, 0));
+    } else if constexpr (kFn == kErfcInv) {
+      neg_tail = lt(one, x);
+      t = blend(x, sub(two, x), neg_tail);
+      u = sub(one, x);
+      u_low = sub(sub(one, u), x);
+    } else {
+      neg_tail = lt(x, splat(x, 0.5));
+      const W two_p = add(x, x);
+      t = blend(sub(two, two_p), two_p, neg_tail);
+      u = sub(two_p, one);
+      u_low = sub(two_p, add(u, one));
+    }
+  }
+
   static V eval_d(V x) {
+    if constexpr (kFast) {
+      V u, u_low, t, neg_tail;
+      args(x, u, u_low, t, neg_tail);
+      return with_tail<kScale, kWSet, kExactTail && kDouble>(central_w<kScale, kWSet, kWSet == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
+    }
     const V zero = _mm_setzero_pd();
     if constexpr (kFn == kErfInv) {
       V t = _mm_sub_pd(set(1.0), _mm_andnot_pd(set(-0.0), x));
@@ -206,11 +320,24 @@ struct InvF {
       return evaluate<1, kSet, kExact, kExactTail>(_mm_sub_pd(two_p, set(1.0)), t, lower);
     }
   }
+  static __m128 eval_s(__m128 x) requires kNativeS {
+    __m128 u, u_low, t, neg_tail;
+    args(x, u, u_low, t, neg_tail);
+    return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
+  }
   static int bad_d(V x) {
     V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kFn == kErfInv ? kLo : kTiny)), _mm_cmplt_pd(x, set(kHi)));
     if constexpr (kFn == kErfInv) ok = _mm_andnot_pd(_mm_cmpeq_pd(x, _mm_setzero_pd()), ok);  // +-0: itself
     if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, set(2 - kTiny)));
     return _mm_movemask_pd(ok) ^ 3;
+  }
+  // the same test on floats (no float reaches t < 2^-1021)
+  static int bad_s(__m128 x) requires kNativeS {
+    const __m128 zero = _mm_setzero_ps();
+    __m128 ok = _mm_and_ps(_mm_cmpgt_ps(x, _mm_set1_ps(static_cast<float>(kLo))),
+                           _mm_cmplt_ps(x, _mm_set1_ps(static_cast<float>(kHi))));
+    if constexpr (kFn == kErfInv) ok = _mm_andnot_ps(_mm_cmpeq_ps(x, zero), ok);
+    return _mm_movemask_ps(ok) ^ 15;
   }
   static int scalar(double x, double *r) {
     if (std::isnan(x) || (kFn == kErfInv && x == 0)) {
@@ -239,7 +366,10 @@ struct InvF {
         return 0;
       }
     }
-    *r = eval_one<InvF>(x);
+    if constexpr (kNativeS)
+      *r = _mm_cvtss_f32(eval_s(_mm_set1_ps(static_cast<float>(x))));
+    else
+      *r = eval_one<InvF>(x);
     return 0;
   }
 };

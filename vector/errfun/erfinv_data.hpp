@@ -7,6 +7,11 @@
 //     quarter binade each: y = sign(u) s (k0 + K(t)), t = (s - mid) / half, with k0 = y/s at mid
 //     so that K is small and its rounding negligible.
 // Two sets: accurate (relative error below 2^-57) and EP (below 2^-32).
+//
+// The fast central piece, t = 1 - |u| >= 2^-8: y = u P(v), v = w kErfinvWScale - 1 in [-1, 1],
+// w = -ln(t (2 - t)) <= 4.854 < kErfinvWMax; P within 2^-52 (double, accurate; the rounding of
+// its constant term), 2^-30 (double,
+// EP), 2^-25 (float, LA) and 2^-14 (float, EP) with its coefficients rounded.
 #pragma once
 
 namespace zyn::vk::data {
@@ -26,5 +31,20 @@ struct ErfinvTables {
 };
 // [0] erfinv, [1] sqrt(2) erfinv; each [0] accurate, [1] EP.
 extern const ErfinvTables erfinv_tables[2][2];
+
+inline constexpr double kErfinvWScale = 0.40625;  // exact in float: v is formed alike in both types
+inline constexpr double kErfinvWMax = 2 / kErfinvWScale;
+inline constexpr int kErfinvWDeg[2] = {21, 11};   // double: accurate, EP
+inline constexpr int kErfinvWDegF[2] = {9, 4};    // float: LA, EP
+struct ErfinvW {
+  double c[kErfinvWDeg[0] + 1];  // highest degree first; the EP set uses the first deg + 1
+};
+struct ErfinvWF {
+  float c[kErfinvWDegF[0] + 1];
+  float c0_low;  // the constant term is c[deg] + c0_low
+};
+// [scale][set] as for erfinv_tables; the float sets are LA and EP.
+extern const ErfinvW erfinv_w[2][2];
+extern const ErfinvWF erfinv_wf[2][2];
 
 }  // namespace zyn::vk::data
