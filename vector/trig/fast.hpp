@@ -100,6 +100,14 @@ inline constexpr Fast<double> kFastDEp = {
     4, {-0x1.55554bc831924p-3, 0x1.110ed37f77311p-7, -0x1.9f6ffec074bf1p-13, 0x1.5dbdee6d8a08cp-19},
     2, {0x1.55555540e0545p-2, -0x1.e81e095dc5e99p-7},
     2, {-0x1.c75c6dfa4fb74p-2, 0x1.05aaba3a9b594p-6}};
+// Single HA on widened lanes: the LA reduction and the EP sine (2^-27.3), rounded once to
+// single: below 0.5 + 0.1 ulp.
+inline constexpr Fast<double> kFastDForS = {kFastDLa.limit, kFastDLa.npi,
+                                           {kFastDLa.pi[0], kFastDLa.pi[1], kFastDLa.pi[2], kFastDLa.pi[3]},
+                                           kFastDEp.npt, {kFastDEp.pt[0], kFastDEp.pt[1], kFastDEp.pt[2]},
+                                           kFastDEp.ns, {kFastDEp.s[0], kFastDEp.s[1], kFastDEp.s[2], kFastDEp.s[3]},
+                                           kFastDEp.ntp, {kFastDEp.tp[0], kFastDEp.tp[1]},
+                                           kFastDEp.ntq, {kFastDEp.tq[0], kFastDEp.tq[1]}};
 inline constexpr Fast<float> kFastSLa = {
     0x1p11f, 4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},
     4, {0x1.922p+1f, -0x1.2afp-17f, 0x1.0b4p-33f, 0x1.84698ap-47f},

@@ -1,10 +1,11 @@
 // Sine, cosine and both at once, double and single, at three levels. All rows of a level share
 // one algorithm, so SinCos gives exactly the Sin and Cos of its level.
 //
-// HA (both types) on the pi/2 core (trig_core.hpp): both polynomials and a blend by quadrant.
+// HA (double) on the pi/2 core (trig_core.hpp): both polynomials and a blend by quadrant.
 //   double  4-piece reduction carried as a double-double, degree-13/14 minimax polynomials with
 //           the low part of r folded into both; below 1 ulp (measured: docs/accuracy.md).
-//   single  the double core on widened lanes (Taylor to r^9 / r^10), rounded once.
+//   single  (fast.hpp) widened lanes: reduction by pi in 4 pieces and the EP sine polynomial in
+//           double, rounded once; below 0.6 ulp.
 // LA and EP (both types) on native vectors (fast.hpp): reduction by pi and one odd polynomial
 // for the sine, the cosine by the shifted reduction; SinCos computes both.
 //   double LA  4 pieces, r^3..r^17; EP 3 pieces, r^3..r^9.
@@ -34,9 +35,22 @@ constexpr const char *name(Which w) {
   return w == kSin ? "vsSin" : w == kCos ? "vsCos" : "vsSinCos";
 }
 
-template <class Elem, Which W, bool kAcc, const Poly &P>
+// Any element through the pi/2 core in double (Payne-Hanek beyond 2^20), rounded once to T.
+template <Which W, bool kAcc, const Poly &P, class T>
+int core_scalar(T x, T *r) {
+  double s, c;
+  int status = trig::sincos_scalar<kAcc, P>(static_cast<double>(x), &s, &c);
+  if constexpr (W == kSin) r[0] = static_cast<T>(s);
+  if constexpr (W == kCos) r[0] = static_cast<T>(c);
+  if constexpr (W == kBoth) r[0] = static_cast<T>(s), r[1] = static_cast<T>(c);
+  return status;
+}
+
+// Double HA on the pi/2 core.
+template <Which W, const Poly &P>
 struct SinCosK {
-  using T = Elem;
+  using Elem = double;
+  using T = double;
   using S = Simd<T>;
   using V = typename S::V;
   static constexpr int kInputs = 1, kOutputs = W == kBoth ? 2 : 1, kBlock = 4 * S::L;
@@ -48,32 +62,11 @@ struct SinCosK {
   static constexpr const char *kName = name<Elem>(W);
 
   static void eval_d(__m128d x, __m128d *r) {
-    trig::sincos_fast<kAcc, P>(x, W == kCos ? nullptr : &r[0], W == kSin ? nullptr : &r[W == kBoth ? 1 : 0]);
+    trig::sincos_fast<true, P>(x, W == kCos ? nullptr : &r[0], W == kSin ? nullptr : &r[W == kBoth ? 1 : 0]);
   }
-  static int bad(const V *x) {
-    if constexpr (sizeof(T) == 8)
-      return trig::bad_d(x[0]);
-    else
-      return trig::bad_s(x[0]);
-  }
-  __attribute__((always_inline)) static void eval(const V *x, V *r) {
-    if constexpr (sizeof(T) == 8) {
-      eval_d(x[0], r);
-    } else {
-      __m128d lo[2], hi[2];
-      eval_d(_mm_cvtps_pd(x[0]), lo);
-      eval_d(_mm_cvtps_pd(_mm_movehl_ps(x[0], x[0])), hi);
-      for (int k = 0; k < kOutputs; ++k) r[k] = _mm_movelh_ps(_mm_cvtpd_ps(lo[k]), _mm_cvtpd_ps(hi[k]));
-    }
-  }
-  static int scalar(const T *x, T *r) {
-    double s, c;
-    int status = trig::sincos_scalar<kAcc, P>(static_cast<double>(*x), &s, &c);
-    if constexpr (W == kSin) r[0] = static_cast<T>(s);
-    if constexpr (W == kCos) r[0] = static_cast<T>(c);
-    if constexpr (W == kBoth) r[0] = static_cast<T>(s), r[1] = static_cast<T>(c);
-    return status;
-  }
+  static int bad(const V *x) { return trig::bad_d(x[0]); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) { eval_d(x[0], r); }
+  static int scalar(const T *x, T *r) { return core_scalar<W, true, P>(*x, r); }
 };
 
 // LA and EP: the native algorithm below the level's limit, wherever the element stands.
@@ -97,12 +90,37 @@ struct SinCosFastK : UnaryPolicy<Elem> {
       for (int k = 0; k < kOutputs; ++k) r[k] = Vw::lane0(out[k]);
       return 0;
     }
-    double s, c;
-    int status = trig::sincos_scalar<true, Beyond>(static_cast<double>(*x), &s, &c);
-    if constexpr (W == kSin) r[0] = static_cast<T>(s);
-    if constexpr (W == kCos) r[0] = static_cast<T>(c);
-    if constexpr (W == kBoth) r[0] = static_cast<T>(s), r[1] = static_cast<T>(c);
-    return status;
+    return core_scalar<W, true, Beyond>(*x, r);
+  }
+};
+
+// Single HA: widened lanes through the double native sine and cosine (kFastDForS), rounded once.
+template <Which W>
+struct SinCosWideK : UnaryPolicy<float> {
+  using T = float;
+  using V = __m128;
+  using L = trig::Vec<float>;
+  static constexpr int kOutputs = W == kBoth ? 2 : 1, kBlock = 4 * Simd<T>::L;
+  static constexpr const char *kName = name<float>(W);
+
+  static int bad(const V *x) { return L::bad(x[0], static_cast<float>(trig::kFastDForS.limit)); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) {
+    __m128d lo = _mm_cvtps_pd(x[0]), hi = _mm_cvtps_pd(_mm_movehl_ps(x[0], x[0]));
+    if constexpr (W != kCos)
+      r[0] = _mm_movelh_ps(_mm_cvtpd_ps(trig::sin_fast<double, trig::kFastDForS>(lo)),
+                           _mm_cvtpd_ps(trig::sin_fast<double, trig::kFastDForS>(hi)));
+    if constexpr (W != kSin)
+      r[W == kBoth ? 1 : 0] = _mm_movelh_ps(_mm_cvtpd_ps(trig::cos_fast<double, trig::kFastDForS>(lo)),
+                                            _mm_cvtpd_ps(trig::cos_fast<double, trig::kFastDForS>(hi)));
+  }
+  static int scalar(const T *x, T *r) {
+    if (__builtin_fabs(*x) < static_cast<float>(trig::kFastDForS.limit) && *x != 0) {
+      V v = L::set1(*x), out[2];
+      eval(&v, out);
+      for (int k = 0; k < kOutputs; ++k) r[k] = L::lane0(out[k]);
+      return 0;
+    }
+    return core_scalar<W, false, kDEp>(*x, r);
   }
 };
 
@@ -121,15 +139,17 @@ struct SinCosFastK : UnaryPolicy<Elem> {
 
 namespace {
 template <class T, const Poly &P, Which W>
-using Core = SinCosK<T, W, sizeof(T) == 8, P>;
+using Core = SinCosK<W, P>;
 template <class T, const trig::Fast<T> &L, const Poly &Beyond, Which W>
 using Native = SinCosFastK<T, W, L, Beyond>;
+template <class T, Which W>
+using Wide = SinCosWideK<W>;
 }  // namespace
 
 ZYN_SINCOS_LEVEL(d, HA, Core, double, kDHa)
 ZYN_SINCOS_LEVEL(d, LA, Native, double, trig::kFastDLa, kDLa)
 ZYN_SINCOS_LEVEL(d, EP, Native, double, trig::kFastDEp, kDEp)
-ZYN_SINCOS_LEVEL(s, HA, Core, float, kDEp)
+ZYN_SINCOS_LEVEL(s, HA, Wide, float)
 ZYN_SINCOS_LEVEL(s, LA, Native, float, trig::kFastSLa, kSLa)
 ZYN_SINCOS_LEVEL(s, EP, Native, float, trig::kFastSEp, kSEp)
 
