@@ -356,15 +356,11 @@ using SCdfNorm = S<kCdfNorm>;
   ZYN_UNARY_KERNELS(row, LA, P) \
   ZYN_UNARY_KERNELS(row, HA, P) \
   ZYN_UNARY_KERNELS(row, EP, P)
-#define ZYN_ERF_LEVELS3(row, P)      \
-  ZYN_UNARY_KERNELS(row, LA, P##La) \
-  ZYN_UNARY_KERNELS(row, HA, P##Ha) \
-  ZYN_UNARY_KERNELS(row, EP, P##Ep)
-ZYN_ERF_LEVELS3(dErf, DErf)
-ZYN_ERF_LEVELS3(sErf, SErf)
+ZYN_UNARY_LEVELS3(dErf, DErf)
+ZYN_UNARY_LEVELS3(sErf, SErf)
 ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
 ZYN_ERF_LEVELS(sErfc, SErfc)
-ZYN_ERF_LEVELS3(dCdfNorm, DCdfNorm)
+ZYN_UNARY_LEVELS3(dCdfNorm, DCdfNorm)
 ZYN_ERF_LEVELS(sCdfNorm, SCdfNorm)
 
 }  // namespace zyn::vk

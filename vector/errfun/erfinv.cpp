@@ -398,15 +398,11 @@ using SCdfNormInvHa = S<kCdfNormInv, 1>;
 using SCdfNormInvEp = S<kCdfNormInv, 2>;
 }  // namespace
 
-#define ZYN_INV_LEVELS(row, stem)                  \
-  ZYN_UNARY_KERNELS(row, LA, stem##La)             \
-  ZYN_UNARY_KERNELS(row, HA, stem##Ha)             \
-  ZYN_UNARY_KERNELS(row, EP, stem##Ep)
-ZYN_INV_LEVELS(dErfInv, DErfInv)
-ZYN_INV_LEVELS(sErfInv, SErfInv)
-ZYN_INV_LEVELS(dErfcInv, DErfcInv)
-ZYN_INV_LEVELS(sErfcInv, SErfcInv)
-ZYN_INV_LEVELS(dCdfNormInv, DCdfNormInv)
-ZYN_INV_LEVELS(sCdfNormInv, SCdfNormInv)
+ZYN_UNARY_LEVELS3(dErfInv, DErfInv)
+ZYN_UNARY_LEVELS3(sErfInv, SErfInv)
+ZYN_UNARY_LEVELS3(dErfcInv, DErfcInv)
+ZYN_UNARY_LEVELS3(sErfcInv, SErfcInv)
+ZYN_UNARY_LEVELS3(dCdfNormInv, DCdfNormInv)
+ZYN_UNARY_LEVELS3(sCdfNormInv, SCdfNormInv)
 
 }  // namespace zyn::vk

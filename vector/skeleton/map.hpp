@@ -233,6 +233,11 @@ struct Map {
   extern "C" void zyn_vk_##row##I_##lvl(int n, const P::T *a, int inca, P::T *y, int incy) {  \
     ::zyn::vk::Map<P>::unary_i(n, a, inca, y, incy);                                            \
   }
+// The three levels of a row from the policies <P>La, <P>Ha and <P>Ep.
+#define ZYN_UNARY_LEVELS3(row, P)    \
+  ZYN_UNARY_KERNELS(row, LA, P##La) \
+  ZYN_UNARY_KERNELS(row, HA, P##Ha) \
+  ZYN_UNARY_KERNELS(row, EP, P##Ep)
 #define ZYN_BINARY_KERNELS(row, lvl, P)                                                          \
   extern "C" void zyn_vk_##row##_##lvl(int n, const P::T *a, const P::T *b, P::T *y) {         \
     ::zyn::vk::Map<P>::binary(n, a, b, y);                                                       \
