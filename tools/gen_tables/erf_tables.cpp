@@ -34,62 +34,6 @@ M scaled_erfc(const M &t) {
   return e * q;
 }
 
-// Prints a float polynomial of degree d fitted to f on [a, b] (variable (x - mid) / half), padded
-// to width; false when its worst error, weighted by weight(x), exceeds target.
-// With kLow the constant term is carried as two floats, and the low one printed after the array.
-template <bool kLow, class F, class W>
-bool print_float_poly(F f, W weight, double a, double b, int d, int width, double target, double &worst) {
-  auto mono = fit(f, a, b, d);
-  const float c0 = static_cast<float>(mono[0].d());
-  const float low = kLow ? static_cast<float>((mono[0] - M(static_cast<double>(c0))).d()) : 0.0f;
-  double e = 0;
-  for (int k = 0; k < 200; ++k) {
-    const double x = a + (b - a) * (k + 0.41) / 200.0;
-    M t = (M(x) - M((a + b) / 2)) / M((b - a) / 2), p(0.0);
-    for (int i = d; i >= 0; --i) p = p * t + M(static_cast<double>(static_cast<float>(mono[i].d())));
-    p = p + M(static_cast<double>(low));
-    const M fx = f(M(x));
-    e = std::fmax(e, std::fabs((p - fx).d()) * weight(x, fx.d()));
-  }
-  if (e > target) {
-    fprintf(stderr, "float degree %d too low: %g\n", d, e);
-    return false;
-  }
-  worst = std::fmax(worst, e);
-  printf("{");
-  for (int i = 0; i < width; ++i) printf("%af, ", i <= d ? static_cast<float>(mono[d - i].d()) : 0.0f);
-  printf("}");
-  if (kLow) printf(", %af", low);
-  return true;
-}
-
-// The float erf sets: C(z) = erf(sqrt z) / sqrt z on z in [0, 1], and K = erfc e^(t^2) on [1, 4]
-// with its error weighted by e^(-t^2) / erf(t), where it lands in erf.
-bool print_float_sets(double &worst) {
-  using zyn::vk::data::kErfFCentralDeg;
-  using zyn::vk::data::kErfFTailDeg;
-  const double central_target[2] = {0x1p-25, 0x1p-19}, tail_target[2] = {0x1p-25, 0x1.6a09e6p-14};  // 2^-13.5
-  auto c = [](const M &z) {
-    M u = msqrt(z), e;
-    mpfr_erf(e.v, u.v, MPFR_RNDN);
-    return e / u;
-  };
-  printf("const ErfF32 erf_f32[2] = {\n");
-  for (int set = 0; set < 2; ++set) {
-    printf(" {");
-    if (!print_float_poly<true>(c, [](double, double fx) { return 1 / fx; }, 0, 1, kErfFCentralDeg[set],
-                          kErfFCentralDeg[0] + 1, central_target[set], worst))
-      return false;
-    printf(", ");
-    if (!print_float_poly<false>(scaled_erfc, [](double t, double) { return std::exp(-t * t) / std::erf(t); }, 1, 4,
-                          kErfFTailDeg[set], kErfFTailDeg[0] + 1, tail_target[set], worst))
-      return false;
-    printf("},\n");
-  }
-  printf("};\n\n");
-  return true;
-}
-
 // Prints one set of tables under the given names; false when a degree is too low.
 bool print_set(const char *suffix, int central_deg, int tail_deg, double target, double central_target, double &worst) {
   printf("const ErfCentralT<%d> erf_central%s[2] = {\n", central_deg, suffix);
@@ -142,9 +86,7 @@ int main() {
   double worst = 0, worst_lite = 0;
   if (!print_set("", kErfCentralDeg, kErfcTailDeg, kTarget, kCentralTarget, worst)) return 1;
   if (!print_set("_lite", kErfCentralDegLite, kErfcTailDegLite, 0x1p-32, 0x1p-32, worst_lite)) return 1;
-  double worst_f = 0;
-  if (!print_float_sets(worst_f)) return 1;
-  printf("// worst relative error of the pieces: %.3g; lite %.3g; float %.3g\n", worst, worst_lite, worst_f);
+  printf("// worst relative error of the pieces: %.3g; lite %.3g\n", worst, worst_lite);
   printf("\n}  // namespace zyn::vk::data\n");
   return 0;
 }

@@ -11,11 +11,12 @@
 //     into K through K' = 2 t R - 2 / sqrt(pi).
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
-// HA evaluates this algorithm (below 0.6 ulp); double LA the same tables in plain arithmetic
-// except the exact square (below 2 ulp); double EP and every single level lower-degree tables
-// (below 2^-31) in plain arithmetic, single rows in double rounded once; single Erf at LA and EP
-// in float on four lanes (erf_f32). Results below the smallest normal of the row's type, and tiny erf arguments,
-// take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
+// Erfc and CdfNorm: HA evaluates this algorithm (below 0.6 ulp); double LA the same tables in
+// plain arithmetic except the exact square (below 2 ulp); double EP and every single level
+// lower-degree tables (below 2^-31) in plain arithmetic, single rows in double rounded once. Erf
+// takes a grid of erf values and its Taylor series (ErfGridF, ErfGridS below) and this algorithm
+// only on its scalar path. Results below the smallest normal of the row's type, and tiny erf
+// arguments, take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
 // STATUS_UNDERFLOW for denormal or vanished results.
 #include <cfloat>
 #include <cmath>
@@ -24,7 +25,6 @@
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
 #include "vector/errfun/erfgrid_data.hpp"
-#include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
@@ -125,41 +125,11 @@ inline V erfc_tail(V a) {
   return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
 }
 
-// erf on four floats (set 0 single LA, 1 single EP; erf_data.hpp). e^(-a^2) = 2^-n e^r with
-// r = n ln2 - a^2 in [-0.35, 0.35]: n ln2_hi and the difference are exact, and the rounding of
-// a^2 (2^-20 at a = 4) costs below 2^-25 of erf where erfc is not negligible. About 3 ulp at LA
-// (the roundings of the float evaluation; the polynomials are within 2^-25).
-template <int kSet>
-inline __m128 erf_f32(__m128 x) {
-  const data::ErfF32 &c = data::erf_f32[kSet];
-  const __m128 a = _mm_min_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(4.0f));
-  const __m128 central = _mm_cmplt_ps(a, _mm_set1_ps(1.0f));
-  const int m = _mm_movemask_ps(central);
-  const __m128 z = _mm_mul_ps(a, a);
-  __m128 yc = _mm_setzero_ps();
-  if (m != 0) {
-    yc = _mm_mul_ps(x, errfun::estrin<data::kErfFCentralDeg[kSet], true>(
-                           _mm_sub_ps(_mm_add_ps(z, z), _mm_set1_ps(1.0f)), c.central, c.central_low));
-    if (m == 15) return yc;
-  }
-  constexpr float kLn2HiF = 0x1.62e4p-1f, kLn2LoF = static_cast<float>(0x1.62e42fefa39efp-1 - 0x1.62e4p-1);
-  constexpr float kExp[7] = {1.0f / 720, 1.0f / 120, 1.0f / 24, 1.0f / 6, 0.5f, 1.0f, 1.0f};
-  const __m128 n = _mm_round_ps(_mm_mul_ps(z, _mm_set1_ps(0x1.715476p+0f)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
-  const __m128 r = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(n, _mm_set1_ps(kLn2HiF)), z), _mm_mul_ps(n, _mm_set1_ps(kLn2LoF)));
-  const __m128 er = kSet == 0 ? errfun::estrin<6>(r, kExp) : errfun::estrin<4>(r, kExp + 2);
-  const __m128 scale = _mm_castsi128_ps(_mm_slli_epi32(_mm_sub_epi32(_mm_set1_epi32(127), _mm_cvtps_epi32(n)), 23));
-  const __m128 u = _mm_mul_ps(_mm_sub_ps(a, _mm_set1_ps(2.5f)), _mm_set1_ps(2.0f / 3));
-  const __m128 K = errfun::estrin<data::kErfFTailDeg[kSet]>(u, c.tail);
-  const __m128 yt = _mm_or_ps(_mm_sub_ps(_mm_set1_ps(1.0f), _mm_mul_ps(_mm_mul_ps(scale, er), K)),
-                              _mm_and_ps(x, _mm_set1_ps(-0.0f)));
-  return _mm_blendv_ps(yt, yc, central);
-}
-
 inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
 
 enum Fn { kErf, kErfc, kCdfNorm };
 
-template <bool kDouble, Fn kFn, Mode kM, int kF32 = -1>
+template <bool kDouble, Fn kFn, Mode kM>
 struct ErfF {
   static constexpr const char *kName = kFn == kErf    ? (kDouble ? "vdErf" : "vsErf")
                                        : kFn == kErfc ? (kDouble ? "vdErfc" : "vsErfc")
@@ -209,7 +179,6 @@ struct ErfF {
   }
 
   static V eval_d(V x) { return eval<0>(x); }
-  static __m128 eval_s(__m128 x) requires(kF32 >= 0) { return erf_f32<kF32>(x); }
   static int bad_d(V x) {
     V ok;
     if constexpr (kFn == kErf)
@@ -243,8 +212,6 @@ struct ErfF {
       v = runtime_mul(0x1p-600, 0x1p-600);  // below 2^-1100: zero, with the underflow flag
     } else if (kFn != kErf && t >= 26.5) {
       v = _mm_cvtsd_f64(eval<kBias>(_mm_set_sd(x))) * std::ldexp(1.0, -kBias);
-    } else if constexpr (kF32 >= 0) {
-      v = _mm_cvtss_f32(eval_s(_mm_set1_ps(static_cast<float>(x))));
     } else {
       v = eval_one<ErfF>(x);
     }
@@ -332,6 +299,44 @@ struct ErfGridF {
   }
 };
 
+// Single Erf at LA and EP from the single grid (r = i/128 up to 4) in float on four lanes: the
+// same series to d^3 at LA (omitted terms below 2^-36 of erf; with the float roundings and the
+// cancellation near |x| = 1/256 within 3 ulp), to d^2 at EP (below 2^-19).
+template <int kTerms>
+struct ErfGridS {
+  using Base = ErfF<false, kErf, kLite>;
+  static constexpr const char *kName = "vsErf";
+  static __m128 eval_s(__m128 x) {
+    const __m128 shift = _mm_set1_ps(0x1.8p23f);
+    __m128 a = _mm_min_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(4.0f));
+    __m128 t = _mm_add_ps(_mm_mul_ps(a, _mm_set1_ps(data::kErfGridPerUnit)), shift);
+    __m128 r = _mm_mul_ps(_mm_sub_ps(t, shift), _mm_set1_ps(1.0f / data::kErfGridPerUnit));
+    __m128 d = _mm_sub_ps(a, r);
+    __m128i idx = _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift));
+    auto load = [](int i) {
+      return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64 *>(&data::erf_grid_f[i]));
+    };
+    __m128 g01 = _mm_unpacklo_ps(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1)));
+    __m128 g23 = _mm_unpacklo_ps(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3)));
+    __m128 e = _mm_movelh_ps(g01, g23), sc = _mm_movehl_ps(g23, g01);
+    __m128 p = _mm_sub_ps(_mm_setzero_ps(), r);  // -r, then + d (2r^2 - 1)/3 at LA
+    if constexpr (kTerms == 3)
+      p = _mm_add_ps(p, _mm_mul_ps(d, _mm_sub_ps(_mm_mul_ps(_mm_mul_ps(r, r), _mm_set1_ps(2.0f / 3)),
+                                                 _mm_set1_ps(1.0f / 3))));
+    p = _mm_mul_ps(d, p);
+    __m128 y = _mm_add_ps(e, _mm_mul_ps(sc, _mm_add_ps(d, _mm_mul_ps(d, p))));
+    return _mm_or_ps(y, _mm_and_ps(x, _mm_set1_ps(-0.0f)));
+  }
+  static int bad_d(V x) { return _mm_movemask_pd(_mm_cmpnge_pd(abs_d(x), set(Base::kTiny))); }
+  static int scalar(double x, double *r) {
+    if (std::fabs(x) >= Base::kTiny) {  // not NaN
+      *r = eval_one_s<ErfGridS>(static_cast<float>(x));
+      return 0;
+    }
+    return Base::scalar(x, r);
+  }
+};
+
 template <Fn kFn, Mode kM>
 using D = UnaryK<double, ErfF<true, kFn, kM>>;
 template <Fn kFn>
@@ -340,8 +345,8 @@ using DErfHa = UnaryK<double, ErfGridF<7, true>>;
 using DErfLa = UnaryK<double, ErfGridF<6>>;
 using DErfEp = UnaryK<double, ErfGridF<3>>;
 using SErfHa = UnaryK<float, ErfGridF<6, false, false>>;
-using SErfLa = UnaryK<float, ErfF<false, kErf, kLite, 0>>;
-using SErfEp = UnaryK<float, ErfF<false, kErf, kLite, 1>>;
+using SErfLa = UnaryK<float, ErfGridS<3>>;
+using SErfEp = UnaryK<float, ErfGridS<2>>;
 using DErfc = D<kErfc, kExact>;
 using SErfc = S<kErfc>;
 using DCdfNormHa = D<kCdfNorm, kExact>;

@@ -36,17 +36,4 @@ extern const ErfcPiece erfc_tail[kErfcPieces];
 extern const ErfCentralT<kErfCentralDegLite> erf_central_lite[2];
 extern const ErfcPieceT<kErfcTailDegLite> erfc_tail_lite[kErfcPieces];
 
-// Float erf (single LA and EP): erf(x) = x C(2 x^2 - 1) for |x| < 1, else
-// sign (1 - e^(-x^2) K((|x| - 5/2) 2/3)) with |x| clamped to 4 (erf rounds to 1 beyond 3.92).
-// Float coefficients, highest degree first; errors relative to erf: LA below 2^-25 (central)
-// and 2^-25 (tail), EP below 2^-19 and 2^-13.5.
-inline constexpr int kErfFCentralDeg[2] = {6, 4};  // LA, EP
-inline constexpr int kErfFTailDeg[2] = {10, 5};
-struct ErfF32 {
-  float central[kErfFCentralDeg[0] + 1];  // the EP set uses the first deg + 1
-  float central_low;                      // the constant term is central[deg] + central_low
-  float tail[kErfFTailDeg[0] + 1];
-};
-extern const ErfF32 erf_f32[2];
-
 }  // namespace zyn::vk::data

@@ -13,4 +13,12 @@ struct ErfGridPoint {
 };
 extern const ErfGridPoint erf_grid[kErfGridSize];
 
+// The same grid in single up to r = 4 (erf rounds to 1 in single from 3.92 on), for single Erf
+// at LA and EP.
+inline constexpr int kErfGridFSize = 4 * kErfGridPerUnit + 1;
+struct alignas(8) ErfGridPointF {
+  float erf, scale;
+};
+extern const ErfGridPointF erf_grid_f[kErfGridFSize];
+
 }  // namespace zyn::vk::data
