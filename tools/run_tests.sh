@@ -8,6 +8,8 @@ jobs=$(nproc)
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release > /dev/null
 cmake --build build -j"$jobs"
 ctest --test-dir build --output-on-failure -j"$jobs"
+# The release build installed into a temporary prefix, and examples/consumer built against it.
+tests/install/round_trip.sh build
 if [ "${ZYN_SKIP_SANITIZE:-0}" != 1 ]; then
   # -O1 without debug information: the sanitizers need no more, and the build is much faster.
   cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 \
