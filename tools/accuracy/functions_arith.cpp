@@ -32,7 +32,7 @@ int by_magnitude(mpfr_ptr r, mpfr_srcptr a, mpfr_srcptr b, mpfr_rnd_t rnd) {
 // rounded tiny results do not show as large relative errors.
 constexpr double kTiny = FLT_MIN;
 // single EP Inv and Div: a reciprocal estimate and one Newton step
-constexpr Limits kEstimate{{0.5, 0.5}, {0.5, 0.5}, {53, 22}};
+constexpr Limits kEstimate{{0.5, 0.5}, {0.5, 0.5}, {53, 21}};
 
 // Domains: everything finite; the rounding functions are also swept near the half-integers.
 constexpr double kBig = DBL_MAX;

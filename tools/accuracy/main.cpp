@@ -113,6 +113,11 @@ int main(int argc, char **argv) {
                "tighter where the kernel states a tighter bound, and `Ln` HA 0.75 ulp in double (its fixed "
                "algorithm). Rows beyond their bound are marked **over**: %d.\n\n",
             count, over);
+    fprintf(o, "EP figures in ulp are not targets: EP is held to its good bits. `SinCos` rows show the worse "
+               "of its two results. `Powx(0.6667)` is measured against x^(2/3): Powx gives the type's nearest "
+               "value to 2/3 to `Pow2o3`. A row with one kernel for several levels repeats its figures. Not "
+               "swept here and checked against the C library in tests/vector/test_arith_*.cpp: `NextAfter`, "
+               "`Modf`, `LinearFrac`.\n\n");
     fprintf(o, "| row | level | max ulp | at input | max rel | bits | bound |\n|---|---|---|---|---|---|---|\n");
     for (const Line &l : lines)
       fprintf(o, "| %s | %s | %.3f | `%s` | %.3g | %.1f | %s%s |\n", l.row.c_str(), kLevel[l.level], l.s.max_ulp,

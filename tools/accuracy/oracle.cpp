@@ -51,8 +51,26 @@ double ulp_at(mpfr_srcptr r, int p, int emin) {
 template <class T>
 struct Type {
   static constexpr int p = std::numeric_limits<T>::digits, emin = std::numeric_limits<T>::min_exponent;
-  static constexpr double maxv = std::numeric_limits<T>::max();
+  static constexpr int emax = std::numeric_limits<T>::max_exponent;
 };
+
+// Whether r rounds to an infinity in T: |r| at or above the midpoint of the largest finite value
+// and 2^emax.
+template <class T>
+bool overflows(mpfr_srcptr r) {
+  using Ty = Type<T>;
+  if (mpfr_inf_p(r)) return true;
+  mpfr_t m;
+  mpfr_init2(m, Ty::p + 2);
+  mpfr_set_ui_2exp(m, 1, Ty::emax, MPFR_RNDN);
+  mpfr_t h;
+  mpfr_init2(h, 2);
+  mpfr_set_ui_2exp(h, 1, Ty::emax - Ty::p - 1, MPFR_RNDN);
+  mpfr_sub(m, m, h, MPFR_RNDN);  // exact
+  const bool over = mpfr_cmpabs(r, m) >= 0;
+  mpfr_clears(m, h, (mpfr_ptr)0);
+  return over;
+}
 
 // Error of y against the exact value r.
 template <class T>
@@ -62,12 +80,10 @@ Error error_of(mpfr_srcptr r, T yt, double zero_scale) {
   Error err;
   if (mpfr_nan_p(r) || std::isnan(y)) {
     if (!(mpfr_nan_p(r) && std::isnan(y))) err.ulp = err.rel = kInf;
-  } else if (mpfr_inf_p(r) || std::isinf(y) || std::fabs(mpfr_get_d(r, MPFR_RNDN)) > Ty::maxv) {
-    // the rounded reference is an infinity: the result must be that infinity (or the largest
-    // finite when rounding could have taken it there)
-    double ref = mpfr_get_d(r, MPFR_RNDN);
-    if (std::fabs(ref) > Ty::maxv) ref = std::copysign(kInf, ref);
-    if (!(y == ref)) err.ulp = err.rel = kInf;
+  } else if (std::isinf(y) || overflows<T>(r)) {
+    // the result must be the infinity the reference rounds to
+    const bool over = overflows<T>(r);
+    if (!(over && std::isinf(y) && std::signbit(y) == (mpfr_sgn(r) < 0))) err.ulp = err.rel = kInf;
   } else {
     // differences taken in MPFR: one near the denormal range would lose its digits in a double
     mpfr_t d;
