@@ -1,7 +1,6 @@
-// ErfInv, ErfcInv and CdfNormInv beyond the shared sampler tests: accuracy across the switch
-// between the central piece and the tail (t = 2^-8) and where u = 1 - x or 2p - 1 is rounded,
-// the single rows' tails down to the smallest denormal, odd symmetry of the float paths, and
-// results independent of an element's position in vectors that mix central and tail lanes.
+// ErfInv, ErfcInv and CdfNormInv beyond the shared sampler tests: odd symmetry of the float
+// paths, and results independent of an element's position in vectors that mix central and tail
+// lanes (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>

@@ -1,5 +1,5 @@
 // The kernel skeleton on Ln and Add: specials and statuses, report order, block, tail and
-// stride positions, floating-point state, and accuracy against MPFR.
+// stride positions and floating-point state (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>

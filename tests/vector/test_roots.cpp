@@ -1,11 +1,10 @@
-// Root kernels where their fast paths are delicate: every binade of the single range, the edges
-// of the vector ranges, and independence from the caller's rounding and denormal controls.
+// Root kernels where their fast paths are delicate: every binade of the single range, and
+// independence from the caller's rounding and denormal controls at the edges of the vector ranges.
 // (Statuses, special values and positions: test_sampler.cpp.)
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 

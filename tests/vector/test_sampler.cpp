@@ -1,6 +1,6 @@
-// Root, trigonometric and inverse error kernels used by the samplers: accuracy against MPFR at
-// every level, special values and statuses, SinCos against Sin and Cos, position independence
-// and strided rows.
+// Root, trigonometric and inverse error kernels used by the samplers: special values and
+// statuses, SinCos against Sin and Cos, position independence and strided rows (accuracy:
+// test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>

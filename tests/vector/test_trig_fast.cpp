@@ -1,6 +1,6 @@
-// The native trigonometric kernels (LA and EP): the pieces of pi against MPFR, hard arguments
-// and the edges of the vector path against MPFR, a dense float sweep against glibc's double
-// functions, and SinCos and position independence across the vector path's limits.
+// The native trigonometric kernels (LA and EP): the pieces of pi against MPFR, and SinCos and
+// position independence across the vector path's limits (accuracy, with the hard arguments:
+// test_accuracy.cpp).
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
