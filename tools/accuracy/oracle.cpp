@@ -197,7 +197,9 @@ std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], cons
   const bool by_value = f.arity == 2 && x2.empty();
   const size_t nchunks = (x.size() + kChunk - 1) / kChunk;
   std::atomic<size_t> next{0};
-  const unsigned nthreads = std::max(1u, std::min<unsigned>(std::thread::hardware_concurrency(), nchunks));
+  // MPFR keeps its caches and exponent range per thread only when built thread-safe
+  const unsigned cores = mpfr_buildopt_tls_p() ? std::thread::hardware_concurrency() : 1;
+  const unsigned nthreads = std::max(1u, std::min<unsigned>(cores, nchunks));
   std::vector<std::array<Worst, 3>> worst(nthreads);
   auto work = [&](unsigned id) {
     _vexSetMode(VEX_ERRMODE_IGNORE);  // errors are measured here; statuses are tested elsewhere
