@@ -1,6 +1,5 @@
-// Erf, Erfc and CdfNorm: accuracy against MPFR at every level (random inputs and the tails down
-// to the underflow threshold), special values and underflow statuses, and results independent
-// of an element's position.
+// Erf, Erfc and CdfNorm: special values and underflow statuses, and results independent of an
+// element's position (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -28,53 +27,6 @@ std::vector<double> uniform(double a, double b, int n, unsigned seed) {
   return v;
 }
 }  // namespace
-
-TEST(ErfAccuracy, WithinTargetsOverRandomInputs) {
-  const size_t count = 4000;  // MPFR erfc is slow in the tails: keeps the binary near 30 s
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  for (const char *stem : kStems) {
-    const Function &f = *find(stem);
-    auto xd = inputs_d(f.dom[0], count, 7);
-    auto xs = inputs_s(f.dom[0], count, 7);
-    for (int lv = 0; lv < 3; ++lv) {
-      check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
-    }
-  }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The tails keep their relative accuracy through the last normal binades into the denormals;
-// and the pieces' edges and the central/tail switch points are crossed densely.
-TEST(ErfAccuracy, TailsAndSwitchPoints) {
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  struct Range {
-    const char *stem;
-    double a, b;
-  } ranges[] = {{"Erfc", 20, 27.3},     {"Erfc", 0.4, 1.2},    {"Erfc", -1.2, -0.8}, {"Erfc", 4, 8},
-                {"CdfNorm", -38.6, -28}, {"CdfNorm", -1, -0.5}, {"CdfNorm", 1.2, 1.6}, {"CdfNorm", 7, 9},
-                {"Erf", 0.6, 1.2},       {"Erf", 5, 6.5},       {"Erf", 0, 0.03},      {"Erf", 2.9, 3.1}};
-  for (const Range &r : ranges) {
-    const Function &f = *find(r.stem);
-    auto xd = uniform(r.a, r.b, 800, 11);
-    std::vector<float> xs(xd.begin(), xd.end());
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(r.stem) + " on [" + std::to_string(r.a) + ", " + std::to_string(r.b) + "]");
-      check_sweep(std::string("d") + r.stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(r.stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + r.stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(r.stem, lv)), xs, {}), true);
-    }
-  }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The grid's series near the first grid points, where the result is smallest against its
-// terms: double HA stays near half an ulp (a missing term or an inexact leading product shows).
-TEST(ErfAccuracy, GridSeriesAtHaNearZero) {
-  const Function &f = *find("Erf");
-  auto x = uniform(0x1p-9, 0x1p-5, 3000, 5);
-  Sweep s = sweep_d(f, reinterpret_cast<void *>(dfn("Erf", 1)), x, {});
-  EXPECT_LE(s.max_ulp, 0.55) << "at " << s.worst_x;
-}
 
 TEST(ErfSpecials, LimitsNaNAndUnderflowStatuses) {
   for (int lv = 0; lv < 3; ++lv) {

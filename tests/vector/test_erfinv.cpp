@@ -1,7 +1,6 @@
-// ErfInv, ErfcInv and CdfNormInv beyond the shared sampler tests: accuracy across the switch
-// between the central piece and the tail (t = 2^-8) and where u = 1 - x or 2p - 1 is rounded,
-// the single rows' tails down to the smallest denormal, odd symmetry of the float paths, and
-// results independent of an element's position in vectors that mix central and tail lanes.
+// ErfInv, ErfcInv and CdfNormInv beyond the shared sampler tests: odd symmetry of the float
+// paths, and results independent of an element's position in vectors that mix central and tail
+// lanes (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -39,39 +38,6 @@ struct Quiet {
   ~Quiet() { _vexSetMode(old); }
 };
 }  // namespace
-
-// Both sides of t = 2^-8, and t up to 1/2 where erfcinv and the quantile round u.
-TEST(ErfInvAccuracy, AcrossTheSwitchAndWhereURounds) {
-  Quiet q;
-  for (const char *stem : kStems) {
-    const Function &f = *find(stem);
-    for (bool upper : {false, true}) {
-      std::vector<double> xd = near_edge(stem, 0x1p-10, 0x1p-6, 60, upper, 3);
-      std::vector<double> wide = near_edge(stem, 0x1p-8, 0.5, 40, upper, 4);
-      xd.insert(xd.end(), wide.begin(), wide.end());
-      std::vector<float> xs(xd.begin(), xd.end());
-      for (int lv = 0; lv < 3; ++lv) {
-        SCOPED_TRACE(std::string(stem) + (upper ? " upper" : " lower"));
-        check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
-        check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
-      }
-    }
-  }
-}
-
-// The single complementary rows take t down to the smallest denormal through their tail.
-TEST(ErfInvAccuracy, SingleTailsToTheSmallestDenormal) {
-  Quiet q;
-  for (const char *stem : {"ErfcInv", "CdfNormInv"}) {
-    const Function &f = *find(stem);
-    std::vector<float> xs = {0x1p-149f, 0x1p-140f, 1e-40f, FLT_MIN, 0x1p-100f, 1e-20f, 1e-10f, 1e-5f};
-    for (float v : near_edge(stem, 0x1p-60, 0x1p-8, 30, false, 5)) xs.push_back(v);
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(stem);
-      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
-    }
-  }
-}
 
 // erfinv(-x) = -erfinv(x) bit for bit, and the quantile's 1 - p mirror where 1 - p is exact.
 TEST(ErfInvSymmetry, OddInEveryPath) {

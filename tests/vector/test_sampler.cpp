@@ -1,6 +1,6 @@
-// Root, trigonometric and inverse error kernels used by the samplers: accuracy against MPFR at
-// every level, special values and statuses, SinCos against Sin and Cos, position independence
-// and strided rows.
+// Root, trigonometric and inverse error kernels used by the samplers: special values and
+// statuses, SinCos against Sin and Cos, position independence and strided rows (accuracy:
+// test_accuracy.cpp).
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -78,70 +78,6 @@ struct IgnoreErrors {
 }  // namespace
 
 // ---- accuracy -----------------------------------------------------------------------------------
-
-TEST(SamplerAccuracy, EveryRowAndLevelWithinItsBound) {
-  using namespace zyn::oracle;
-#if defined(__SANITIZE_ADDRESS__)
-  const size_t scale = 4;
-#else
-  const size_t scale = 1;
-#endif
-  IgnoreErrors quiet;
-  for (const Row &row : rows()) {
-    const Function &f = *find(row.stem);
-    auto xd = inputs_d(f.dom[0], row.count / scale, 11);
-    auto xs = inputs_s(f.dom[0], row.count / scale, 11);
-    auto sd = specials_d();
-    auto ss = specials_s();
-    xd.insert(xd.end(), sd.begin(), sd.end());
-    xs.insert(xs.end(), ss.begin(), ss.end());
-    for (int lv = 0; lv < 3; ++lv) {
-      Sweep d = sweep_d(f, reinterpret_cast<void *>(row.d[lv]), xd, {});
-      Sweep s = sweep_s(f, reinterpret_cast<void *>(row.s[lv]), xs, {});
-      std::string what = std::string(row.stem) + " " + kLevel[lv];
-      if (lv == 2) {
-        EXPECT_LE(d.max_rel, std::exp2(-23)) << "d" << what << " at " << d.worst_x;
-        EXPECT_LE(s.max_rel, std::exp2(-11)) << "s" << what << " at " << s.worst_x;
-      } else {
-        EXPECT_LE(d.max_ulp, row.ulp_d[lv]) << "d" << what << " at " << d.worst_x;
-        EXPECT_LE(s.max_ulp, row.ulp_s[lv]) << "s" << what << " at " << s.worst_x;
-      }
-    }
-  }
-}
-
-// Arguments whose reduction by pi/2 is hardest: the double closest to a multiple of pi/2
-// (6381956970095103 2^797), multiples of pi/2 rounded, the largest doubles, and the edge of the
-// vector path.
-TEST(SamplerAccuracy, TrigonometricReductionOfHardArguments) {
-  using namespace zyn::oracle;
-  std::vector<double> x = {std::ldexp(6381956970095103.0, 797), -std::ldexp(6381956970095103.0, 797),
-                           DBL_MAX, -DBL_MAX, 1e22, 1e300, 0x1p20, -0x1p20, 0x1.fffffffffffffp19,
-                           M_PI_2, M_PI, 3 * M_PI_2, 1e6 * M_PI, 1e5 * M_PI + M_PI_2,
-                           355.0, 103993.0, 1.0e-300, 0x1p-1074};
-  for (double m = 1; m < 2e5; m *= 1.7) x.push_back(std::nearbyint(m) * M_PI_2);
-  std::vector<float> xf;
-  for (double v : x)
-    if (std::fabs(v) <= FLT_MAX) xf.push_back(static_cast<float>(v));
-  xf.push_back(FLT_MAX);
-  xf.push_back(0x1.921fb6p0f);
-  IgnoreErrors quiet;
-  for (const char *stem : {"Sin", "Cos", "Tan"}) {
-    const Function &f = *find(stem);
-    const Row &row = *std::find_if(rows().begin(), rows().end(), [&](const Row &r) { return r.stem == std::string(stem); });
-    for (int lv = 0; lv < 3; ++lv) {
-      Sweep d = sweep_d(f, reinterpret_cast<void *>(row.d[lv]), x, {});
-      Sweep s = sweep_s(f, reinterpret_cast<void *>(row.s[lv]), xf, {});
-      if (lv == 2) {
-        EXPECT_LE(d.max_rel, std::exp2(-23)) << stem << " EP at " << d.worst_x;
-        EXPECT_LE(s.max_rel, std::exp2(-11)) << stem << " EP at " << s.worst_x;
-      } else {
-        EXPECT_LE(d.max_ulp, row.ulp_d[lv]) << stem << " " << kLevel[lv] << " at " << d.worst_x;
-        EXPECT_LE(s.max_ulp, row.ulp_s[lv]) << stem << " " << kLevel[lv] << " at " << s.worst_x;
-      }
-    }
-  }
-}
 
 // ---- special values and statuses ----------------------------------------------------------------
 
