@@ -6,8 +6,7 @@
 //   scan_cell    the linear scan, oracle of every search
 //   Ctor         a constructor under test; a new constructor adds rows to kCtors and its
 //                conditions to test_spline.cpp
-//   Inputs       breakpoints, values, bc and ic of a constructor from a function
-//   Spline       a spline built on a live task
+//   Spline       a constructor's spline of functions derived from one, on a live task
 #pragma once
 
 #include <gtest/gtest.h>
@@ -145,54 +144,40 @@ const Ctor kCtors[] = {
 
 using Fn = std::function<LD(LD, int)>;  // derivative d of a function at s
 
-// The inputs of a constructor from breakpoints (uniform: the task gets the ends) and a function
-// f: function k is f + k sin (made periodic when asked); bc and ic from f's derivatives; knots at
-// 0.3 of each cell.
+// The spline of ny functions by constructor c over breakpoints x (uniform: the task gets the
+// ends), built on a live task in rows or columns: function k is f + (first + k) sin (periodic when
+// asked), bc and ic come from f's derivatives, knots at 0.3 of each cell. `left` holds the left
+// ends of the cells. Coefficients start as NaN; the general kind gets arbitrary ones.
 template <class T>
-struct Inputs {
-  std::vector<T> x, y, bc, ic;
-  bool uni;
-  int64_t ny;
-  Inputs(const Ctor &c, std::vector<T> xs, bool u, const Fn &f, int64_t n = 1) : x(std::move(xs)), uni(u), ny(n) {
+struct Spline {
+  std::vector<T> x, ends, y, yt, bc, ic, coeff;
+  std::vector<LD> left;
+  DfTask *t = nullptr;
+  int status;
+  Spline(const Ctor &c, std::vector<T> xs, bool uni, const Fn &f, int64_t ny = 1, int64_t yHint = 0,
+         const ZynThreading *th = nullptr, int64_t first = 0)
+      : x(std::move(xs)), ends{x.front(), x.back()}, coeff(x.size() * c.order() * ny, std::nan("")) {
     const int64_t nx = static_cast<int64_t>(x.size());
     for (int64_t k = 0; k < ny; ++k)
-      for (int64_t i = 0; i < nx; ++i) y.push_back(static_cast<T>(f(x[i], 0) + k * std::sin(LD(x[i]))));
+      for (int64_t i = 0; i < nx; ++i) y.push_back(static_cast<T>(f(x[i], 0) + (first + k) * std::sin(LD(x[i]))));
     for (int64_t k = 0; c.bcType == DF_BC_PERIODIC && k < ny; ++k) y[k * nx + nx - 1] = y[k * nx];
+    yt = y;
+    for (int64_t k = 0; yHint == DF_FUNCS_COLUMNS && k < ny; ++k)
+      for (int64_t i = 0; i < nx; ++i) yt[i * ny + k] = y[k * nx + i];
     auto end = [&](bool right, bool first) { return static_cast<T>(f(right ? x[nx - 1] : x[0], first ? 1 : 2)); };
     if (c.family == kQuadratic) bc = {static_cast<T>(f((x[0] + x[1]) / T(2), 0))};
     if (c.bcType == DF_BC_PERIODIC && c.family == kDefault) bc = {end(false, false)};
     if (c.bcType > 2 && c.bcType < 64) bc = {end(false, c.bcType & 4), end(true, c.bcType & 8)};
     for (int64_t i = 1; c.family == kDefault && i + 1 < nx; ++i) ic.push_back(static_cast<T>(f(x[i], 2)));
     for (int64_t i = 0; c.knots() && i + 1 < nx; ++i) ic.push_back(x[i] + T(0.3) * (x[i + 1] - x[i]));
-  }
-  // The left ends of the cells: the breakpoints, or x0 and the knots.
-  std::vector<LD> left(const Ctor &c) const {
-    const int64_t nx = static_cast<int64_t>(x.size());
-    std::vector<LD> l = {x[0]};
+    left.push_back(x[0]);
     for (int64_t i = 0; i + 1 < nx; ++i)
-      l.push_back(c.family == kMidKnots ? (x[i] + x[i + 1]) / T(2) : c.family == kKnots ? ic[i] : x[i + 1]);
-    if (!c.knots()) l.pop_back();
-    return l;
-  }
-};
-
-// The spline of `in` by constructor c, functions in rows or columns, on a live task; the
-// coefficients start as NaN.
-template <class T>
-struct Spline {
-  const Inputs<T> in;
-  std::vector<T> ends, y, coeff;
-  DfTask *t = nullptr;
-  int status;
-  Spline(const Ctor &c, const Inputs<T> &i, int64_t yHint = 0, const ZynThreading *th = nullptr)
-      : in(i), ends{i.x.front(), i.x.back()}, y(i.y), coeff(i.x.size() * c.order() * i.ny, std::nan("")) {
-    const int64_t nx = static_cast<int64_t>(in.x.size()), ny = in.ny;
-    for (int64_t k = 0; yHint == DF_FUNCS_COLUMNS && k < ny; ++k)
-      for (int64_t j = 0; j < nx; ++j) y[j * ny + k] = in.y[k * nx + j];
-    EXPECT_EQ(Ops<T>::newTask(&t, nx, in.uni ? ends.data() : in.x.data(), in.uni ? DF_PARTITION_UNIFORM : 1, ny,
-                              y.data(), yHint, 1), 0);
-    EXPECT_EQ(Ops<T>::editPP(t, c.order(), c.type(), c.bcType, in.bc.empty() ? nullptr : in.bc.data(),
-                             c.icType(), in.ic.empty() ? nullptr : in.ic.data(), coeff.data(), 0), 0);
+      left.push_back(c.family == kMidKnots ? (x[i] + x[i + 1]) / T(2) : c.family == kKnots ? ic[i] : x[i + 1]);
+    if (!c.knots()) left.pop_back();
+    EXPECT_EQ(Ops<T>::newTask(&t, nx, uni ? ends.data() : x.data(), uni ? DF_PARTITION_UNIFORM : 1, ny, yt.data(),
+                              yHint, 1), 0);
+    EXPECT_EQ(Ops<T>::editPP(t, c.order(), c.type(), c.bcType, bc.empty() ? nullptr : bc.data(), c.icType(),
+                             ic.empty() ? nullptr : ic.data(), coeff.data(), 0), 0);
     auto entry = c.family == kLinear ? Ops<T>::linear : c.family == kNatural ? Ops<T>::natural
                  : c.family == kDefault ? Ops<T>::cubic : Ops<T>::quadratic;
     for (size_t k = 0; c.family == kGeneral && k < coeff.size(); ++k) coeff[k] = static_cast<T>(std::cos(k));

@@ -12,7 +12,8 @@ const Ctor kKinds[] = {{kNatural, DF_BC_FREE_END, 0}, {kLinear, 0, 0},  {kQuadra
 
 // Derivative d of function f of the spline at s, on its piece (by default the one s falls in).
 template <class T>
-LD eval(const Spline<T> &sp, const std::vector<LD> &left, int64_t order, int64_t f, T s, int d, int64_t piece = -1) {
+LD eval(const Spline<T> &sp, int64_t order, int64_t f, T s, int d, int64_t piece = -1) {
+  const std::vector<LD> &left = sp.left;
   const int64_t n = static_cast<int64_t>(left.size());
   if (piece < 0) piece = std::clamp<int64_t>(std::upper_bound(left.begin(), left.end(), s) - left.begin() - 1, 0, n - 1);
   return poly(sp.coeff.data() + (f * n + piece) * order, order, static_cast<T>(s - static_cast<T>(left[piece])), d);
@@ -26,7 +27,7 @@ int interp(const Spline<T> &sp, int64_t type, const std::vector<T> &s, int64_t s
   return Ops<T>::interpolate(sp.t, type, 0, nsite < 0 ? static_cast<int64_t>(s.size()) : nsite, s.data(), siteHint,
                              static_cast<int64_t>(dorder.size()), dorder.empty() ? nullptr : dorder.data(),
                              dataHint, r.data(), rHint, cell, nullptr, nullptr, nullptr, nullptr, nullptr,
-                             nullptr, search, const_cast<std::vector<T> *>(&sp.in.x), &kThreading);
+                             nullptr, search, const_cast<std::vector<T> *>(&sp.x), &kThreading);
 }
 
 const Fn kWave = [](LD s, int d) { return d ? LD(0.2) : std::sin(0.7 * s); };
@@ -37,9 +38,8 @@ void every_layout() {
   for (const Ctor &c : kKinds)
     for (bool uni : {false, true}) {
       if (uni && c.family != kNatural) continue;
-      const Spline<T> sp(c, Inputs<T>(c, uni ? uniform<T>(300, 0, 10) : partition<T>(300, 21), uni, kWave, 2));
-      const std::vector<LD> left = sp.in.left(c);
-      const std::vector<T> s = sites(sp.in.x, 1000, 4, uni);
+      const Spline<T> sp(c, uni ? uniform<T>(300, 0, 10) : partition<T>(300, 21), uni, kWave, 2);
+      const std::vector<T> s = sites(sp.x, 1000, 4, uni);
       const int64_t n = 1000, ny = 2;
       for (int mask : {0, 1, 3, 2, 15, 12, 5}) {  // the derivatives asked for; none: no dorder, the value
         std::vector<int64_t> dorder;
@@ -59,7 +59,7 @@ void every_layout() {
               for (int64_t j = 0; j < k; ++j) {
                 const int64_t at = rHint == 0x20 ? (i * ny + f) * k + j : rHint == 0x100 ? (f * k + j) * n + i
                                    : rHint == 0x200 ? (i * k + j) * ny + f : f * n * k + i * k + j;
-                const LD want = eval(sp, left, c.order(), f, s[i], ders[j]);
+                const LD want = eval(sp, c.order(), f, s[i], ders[j]);
                 ASSERT_LE(std::fabs(r[at] - want), tol * (1 + std::fabs(want))) << f << " " << i << " " << j;
               }
         }
@@ -73,9 +73,8 @@ TEST(FittingInterpolate, SingleEveryKindLayoutAndDerivatives) { every_layout<flo
 // Cells given back in another order (the search kinds run through interpolation in
 // test_search.cpp): each site is evaluated on the piece of its given cell.
 TEST(FittingInterpolate, GivenCellsOnThreads) {
-  const Spline<double> sp(kKinds[0], Inputs<double>(kKinds[0], partition<double>(1000, 21), false, kWave));
-  const std::vector<LD> left = sp.in.left(kKinds[0]);
-  const std::vector<double> s = sites(sp.in.x, 20000, 9);
+  const Spline<double> sp(kKinds[0], partition<double>(1000, 21), false, kWave);
+  const std::vector<double> s = sites(sp.x, 20000, 9);
   const int64_t n = 20000;
   for (int threads : {1, 2, 7})
     for (int32_t width : {0, 1}) {
@@ -84,18 +83,18 @@ TEST(FittingInterpolate, GivenCellsOnThreads) {
       std::vector<double> r(n);
       std::vector<int64_t> c64(n);
       std::vector<int32_t> c32(n);
-      for (int64_t i = 0; i < n; ++i) c32[i] = static_cast<int32_t>(c64[i] = scan_cell(sp.in.x, s[n - 1 - i]));
+      for (int64_t i = 0; i < n; ++i) c32[i] = static_cast<int32_t>(c64[i] = scan_cell(sp.x, s[n - 1 - i]));
       ASSERT_EQ(interp(sp, DF_INTERP_USER_CELL, s, 0, {1}, r, 0, width ? static_cast<void *>(c64.data()) : c32.data()), 0);
       EXPECT_TRUE(threads == 1 || g_runs > 0);
       for (int64_t i = 0; i < n; ++i)
-        ASSERT_NEAR(r[i], eval(sp, left, 4, 0, s[i], 0, std::clamp<int64_t>(c64[i] - 1, 0, 998)), 1e-13 * (1 + std::fabs(r[i])))
+        ASSERT_NEAR(r[i], eval(sp, 4, 0, s[i], 0, std::clamp<int64_t>(c64[i] - 1, 0, 998)), 1e-13 * (1 + std::fabs(r[i])))
             << i << " threads " << threads << " width " << width;
     }
 }
 
 // Order 0 with the three callbacks: left end, right end, interior by cell.
 TEST(FittingInterpolate, CallbackKind) {
-  const Spline<double> sp(kKinds[0], Inputs<double>(kKinds[0], partition<double>(10, 21), false, kWave));
+  const Spline<double> sp(kKinds[0], partition<double>(10, 21), false, kWave);
   sp.t->splineOrder = DF_PP_STD, sp.t->splineType = DF_PP_DEFAULT;
   const std::vector<double> s = {-1, 0.5, 5, 10, 12};
   std::vector<double> r(5);
@@ -107,12 +106,12 @@ TEST(FittingInterpolate, CallbackKind) {
   const int64_t d[1] = {1};
   ASSERT_EQ(zyn_df_kernel_dDFInterpolate1D(sp.t, DF_INTERP, 0, 5, s.data(), 0, 1, d, nullptr, r.data(), 0, nullptr,
                                            side, &left, side, &right, side, nullptr, nullptr, nullptr, &kThreading), 0);
-  EXPECT_EQ(r, (std::vector<double>{-1, static_cast<double>(scan_cell(sp.in.x, 0.5)),
-                                    static_cast<double>(scan_cell(sp.in.x, 5.0)), 9, 1}));
+  EXPECT_EQ(r, (std::vector<double>{-1, static_cast<double>(scan_cell(sp.x, 0.5)),
+                                    static_cast<double>(scan_cell(sp.x, 5.0)), 9, 1}));
 }
 
 TEST(FittingInterpolate, Statuses) {
-  const Spline<double> sp(kKinds[0], Inputs<double>(kKinds[0], partition<double>(30, 21), false, kWave));
+  const Spline<double> sp(kKinds[0], partition<double>(30, 21), false, kWave);
   const std::vector<double> s = {1.0, 2.0};
   std::vector<double> r(8);
   const double bad[5] = {0, 3, 0, 0, 0};
@@ -134,7 +133,7 @@ TEST(FittingInterpolate, Statuses) {
                                            nullptr), DF_ERROR_NULL_TASK_DESCRIPTOR);
   r[0] = -1;  // a single site takes no rHint check
   ASSERT_EQ(interp(sp, DF_INTERP, s, 0, {1}, r, 0x40, nullptr, nullptr, 1), 0);
-  EXPECT_NEAR(r[0], static_cast<double>(eval(sp, sp.in.left(kKinds[0]), 4, 0, 1.0, 0)), 1e-13);
+  EXPECT_NEAR(r[0], static_cast<double>(eval(sp, 4, 0, 1.0, 0)), 1e-13);
 }
 
 }  // namespace

@@ -54,11 +54,11 @@ struct Dense {
 
 // The conditions that define the spline of function 0.
 template <class T>
-Dense conditions(const Ctor &c, const Inputs<T> &in) {
+Dense conditions(const Ctor &c, const Spline<T> &in) {
   const int64_t nx = static_cast<int64_t>(in.x.size()), L = nx - 2;
   const std::vector<LD> x(in.x.begin(), in.x.end()), y(in.y.begin(), in.y.begin() + nx), bc(in.bc.begin(), in.bc.end()),
       ic(in.ic.begin(), in.ic.end());
-  Dense D(c.order(), in.left(c), x[nx - 1]);
+  Dense D(c.order(), in.left, x[nx - 1]);
   const int dl = c.bcType & DF_BC_1ST_LEFT_DER ? 1 : 2, dr = c.bcType & DF_BC_1ST_RIGHT_DER ? 1 : 2;
   if (c.knots()) {  // a cell per breakpoint, C1 at the knots between them
     for (int64_t j = 0; j < nx; ++j) D.at(j, 0, x[j]).eq(y[j]);
@@ -101,27 +101,20 @@ Dense conditions(const Ctor &c, const Inputs<T> &in) {
   return D;
 }
 
+// Coefficient k of cell i of the spline (from element `from` on) against the reference, in units
+// of the values: times the cell's width to the power k.
 template <class T>
-std::vector<T> build(const Ctor &c, const Inputs<T> &in, int64_t yHint = 0, const ZynThreading *th = nullptr) {
-  const Spline<T> sp(c, in, yHint, th);
-  EXPECT_EQ(sp.status, 0);
-  return sp.coeff;
-}
-
-// Coefficient k of cell i against the reference in units of the values: times the width^k.
-template <class T>
-void expect_coeffs(const std::vector<T> &got, const std::vector<LD> &want, const std::vector<LD> &left, LD right,
-                   int64_t order, double tol) {
+void expect_coeffs(const Spline<T> &sp, const std::vector<LD> &want, int64_t order, double tol, size_t from = 0) {
   LD scale = 0, hk = 1, worst = -1;
   size_t at = 0;
   for (size_t e = 0; e < want.size(); e += order) scale = std::max(scale, std::fabs(want[e]));
   for (size_t e = 0; e < want.size(); ++e) {
     const size_t i = e / order;
-    hk = e % order ? hk * ((i + 1 < left.size() ? left[i + 1] : right) - left[i]) : 1;
-    if (const LD err = std::fabs(got[e] - want[e]) * hk; !(err <= worst)) worst = err, at = e;
+    hk = e % order ? hk * ((i + 1 < sp.left.size() ? sp.left[i + 1] : sp.x.back()) - sp.left[i]) : 1;
+    if (const LD err = std::fabs(sp.coeff[from + e] - want[e]) * hk; !(err <= worst)) worst = err, at = e;
   }
-  EXPECT_LE(worst, tol * (1 + scale)) << "cell " << at / order << " coefficient " << at % order << ": " << got[at]
-                                      << " want " << static_cast<double>(want[at]);
+  EXPECT_LE(worst, tol * (1 + scale)) << "cell " << at / order << " coefficient " << at % order << ": "
+                                      << sp.coeff[from + at] << " want " << static_cast<double>(want[at]);
 }
 
 // Partitions of 2 to 17 breakpoints, uniform or not, on scales 1, 10^9 and 10^-9.
@@ -138,12 +131,12 @@ void dense_solves() {
                                           << uni << " scale " << scale);
           std::vector<T> x = uni ? uniform<T>(nx, 0, static_cast<T>(10 * scale)) : partition<T>(nx, uint32_t(nx));
           for (T &v : x) v = uni ? v : static_cast<T>(v * scale);
-          const Inputs<T> in(c, x, uni, [&](LD s, int d) {
+          const Spline<T> sp(c, x, uni, [&](LD s, int d) {
             const LD u = s / scale, v[] = {std::sin(u) + u * u / 10, std::cos(u) + u / 5, LD(0.2) - std::sin(u)};
             return v[d] / std::pow(LD(scale), LD(d));
           });
-          const Dense D = conditions(c, in);
-          expect_coeffs(build(c, in), Dense(D).solve(), D.left, in.x.back(), c.order(), sizeof(T) == 8 ? 1e-12 : 1e-5);
+          EXPECT_EQ(sp.status, 0);
+          expect_coeffs(sp, conditions(c, sp).solve(), c.order(), sizeof(T) == 8 ? 1e-12 : 1e-5);
         }
 }
 
@@ -157,28 +150,25 @@ TEST(FittingSpline, FunctionsStoragesAndThreadsAgree) {
   for (const Ctor &c : kCtors)
     for (bool uni : {false, true}) {
       const Fn p = [&](LD s, int d) { return poly(a, c.exact + 1, s, d); };  // of degree c.exact
-      const Inputs<double> in(c, uni ? uniform<double>(5000, 0, 10) : partition<double>(5000, 5), uni, p, 3);
-      const std::vector<LD> left = in.left(c);
-      const size_t stride = left.size() * c.order();  // of a function's coefficients
+      const std::vector<double> x = uni ? uniform<double>(5000, 0, 10) : partition<double>(5000, 5);
       std::vector<std::vector<LD>> want(3);
-      for (LD l : left)
-        for (int k = 0; k < c.order(); ++k) want[0].push_back(k < 4 ? p(l, k) / factorial[k] : 0);
-      for (int64_t k = 0; k < 3; ++k) {
-        Inputs<double> one = in;
-        one.y.assign(in.y.begin() + k * 5000, in.y.begin() + (k + 1) * 5000), one.ny = 1;
-        const std::vector<double> ck = build(c, one);
-        if (k == 0) expect_coeffs(ck, want[0], left, in.x.back(), c.order(), 1e-12);
-        if (k > 0) want[k].assign(ck.begin(), ck.begin() + stride);
+      for (int64_t k = 0; k < 3; ++k) {  // function k alone
+        const Spline<double> one(c, x, uni, p, 1, 0, nullptr, k);
+        EXPECT_EQ(one.status, 0);
+        for (LD l : one.left)
+          for (int j = 0; k == 0 && j < c.order(); ++j) want[0].push_back(j < 4 ? p(l, j) / factorial[j] : 0);
+        if (k == 0) expect_coeffs(one, want[0], c.order(), 1e-12);
+        if (k > 0) want[k].assign(one.coeff.begin(), one.coeff.begin() + want[0].size());
       }
       for (int threads : {1, 2, 7})
         for (int64_t yHint : {DF_FUNCS_ROWS, DF_FUNCS_COLUMNS}) {
           SCOPED_TRACE(testing::Message() << "family " << c.family << " bc " << c.bcType << " uniform " << uni
                                           << " threads " << threads << " hint " << yHint);
           g_threads = threads, g_runs = 0;
-          const std::vector<double> got = build(c, in, yHint, &kThreading);
-          for (int64_t k = 0; k < 3; ++k)  // another elimination order than the single function's
-            expect_coeffs(std::vector<double>(got.begin() + k * stride, got.end()), want[k], left, in.x.back(),
-                          c.order(), 1e-12);
+          const Spline<double> sp(c, x, uni, p, 3, yHint, &kThreading);
+          EXPECT_EQ(sp.status, 0);
+          for (size_t k = 0; k < 3; ++k)  // another elimination order than the single function's
+            expect_coeffs(sp, want[k], c.order(), 1e-12, k * want[0].size());
           EXPECT_TRUE(threads == 1 || c.family > kNatural || g_runs > 0);
         }
     }

@@ -49,7 +49,6 @@ TEST(FittingTask, Statuses) {
       {editIdx(t, DF_PTR_IC, 0, y), DF_ERROR_BAD_EDIT_CODE},
       {zyn_df_kernel_sEditIdxPtr(cols, DF_PTR_Y, 99, y), DF_ERROR_BAD_Y_HINT},  // before the index
       {zyn_df_kernel_sQueryIdxPtr(cols, DF_PTR_Y, 0, &p), DF_ERROR_BAD_Y_HINT},
-      {queryIdx(t, DF_PTR_COEFF, 2, &p), 0},  // index ny is let through
       {queryIdx(t, DF_PTR_COEFF, 3, &p), DF_ERROR_BAD_INDEX}, {queryIdx(t, DF_PTR_COEFF, 0, nullptr), DF_ERROR_NULL_PTR},
       {zyn_df_kernel_dQueryPtr(t, 9, &q), DF_ERROR_BAD_EDIT_CODE},
       {zyn_df_kernel_dQueryPtr(t, DF_PTR_X, nullptr), DF_ERROR_NULL_PTR}};
