@@ -1,0 +1,198 @@
+// Integration: r gets the integral from llim[i] to rlim[i] of the piecewise polynomial that
+// interpolation evaluates, the end pieces carried on beyond the partition. The integrals of the
+// whole pieces are prefix-summed once a call in double-double, so that an interval costs two
+// searches and two partial pieces whatever its length, and the difference of two prefixes far
+// from x[0] loses nothing to cancellation.
+
+#include "fitting/evaluate.hpp"
+
+namespace zyn::df {
+
+namespace {
+
+template <class T>
+using IntegrCallback = int (*)(int64_t *, const T *, const T *, T *, void *);
+
+// Integral over [0, t] of the piece q of `order` coefficients (Order if non-zero), by Horner's
+// rule: t (q0 + t (q1/2 + t (q2/3 + ...))). The error is within about 2 order + 1 eps of the sum
+// of the terms' magnitudes.
+template <int Order, class T>
+T piece_integral(const T *q, int64_t order, T t) {
+  const int64_t o = Order ? Order : order;
+  T acc = q[o - 1] / static_cast<T>(o);
+  for (int64_t k = o - 2; k >= 0; --k) acc = acc * t + q[k] / static_cast<T>(k + 1);
+  return acc * t;
+}
+
+template <class T>
+struct Integral {
+  const DfTask *t;
+  const Pieces<T> *pc;
+  int kind;
+  int64_t ny, nlim, count;
+  const SearchPlan<T> *plan[2];
+  const T *lim[2];
+  T *hi, *lo;  // prefix of function f at f*count: the whole pieces before each piece, hi + lo
+  T *r;
+  int64_t fs, is;  // r[f*fs + i*is]
+  IntegrCallback<T> cb[3];  // left, right, between
+  void *cbp[3];
+};
+
+// Prefix sums of function f: hi[p] + lo[p] is the integral from the left end of piece 0 to that
+// of piece p, summed without rounding error (Knuth's two-sum) from the pieces' integrals.
+template <int Order, class T>
+void prefix(const Integral<T> &j, int64_t f) {
+  const Pieces<T> &pc = *j.pc;
+  const T *c = static_cast<const T *>(j.t->coeff[f]);
+  T *hi = j.hi + f * j.count, *lo = j.lo + f * j.count;
+  hi[0] = lo[0] = T(0);
+  for (int64_t p = 0; p + 1 < j.count; ++p)
+    hi[p + 1] = piece_integral<Order>(c + pc.order * p, pc.order, pc.left(p + 1) - pc.left(p));
+  T s = T(0), e = T(0);
+  for (int64_t p = 1; p < j.count; ++p) {
+    const T a = hi[p], u = s + a, v = u - s;
+    e += (s - (u - v)) + (a - v);
+    hi[p] = s = u;
+    lo[p] = e;
+  }
+}
+
+// Intervals [i0, i0 + n) of every function from the pieces and left ends of both limits.
+template <int Order, class T>
+void intervals(const Integral<T> &j, int64_t i0, int64_t n, const int64_t *const piece[2],
+               const T *const left[2]) {
+  const int64_t order = j.pc->order;
+  const T *a = j.lim[0] + i0, *b = j.lim[1] + i0;
+  for (int64_t f = 0; f < j.ny; ++f) {
+    const T *c = static_cast<const T *>(j.t->coeff[f]);
+    const T *hi = j.hi + f * j.count, *lo = j.lo + f * j.count;
+    T *r = j.r + f * j.fs + i0 * j.is;
+    for (int64_t i = 0; i < n; ++i) {
+      const int64_t pa = piece[0][i], pb = piece[1][i];
+      const T ia = piece_integral<Order>(c + order * pa, order, a[i] - left[0][i]);
+      const T ib = piece_integral<Order>(c + order * pb, order, b[i] - left[1][i]);
+      const T d = hi[pb] - hi[pa], v = d - hi[pb];  // two-sum of hi[pb] and -hi[pa]
+      const T e = (hi[pb] - (d - v)) + (-hi[pa] - v);
+      r[i * j.is] = d + ((e + (lo[pb] - lo[pa])) + (ib - ia));
+    }
+  }
+}
+
+// The general kind of order 0: the parts of each interval left of x[0], between the ends and
+// right of x[nx-1] go to the three callbacks; r (function 0) gets their sum, negated for a
+// reversed interval.
+template <class T>
+int callbacks(const Integral<T> &j, int64_t i0, int64_t n) {
+  T lo[DF_INTERP_BLOCK], hi[DF_INTERP_BLOCK], part[DF_INTERP_BLOCK];
+  int64_t at[DF_INTERP_BLOCK];
+  const T *a = j.lim[0] + i0, *b = j.lim[1] + i0, x0 = j.pc->x[0];
+  const T xn = j.pc->x[j.pc->uni ? 1 : j.pc->nx - 1];
+  T *r = j.r + i0 * j.is;
+  for (int64_t i = 0; i < n; ++i) r[i * j.is] = T(0);
+  for (int side = 0; side < 3; ++side) {
+    int64_t m = 0;
+    for (int64_t i = 0; i < n; ++i) {
+      const T l = std::min(a[i], b[i]), h = std::max(a[i], b[i]);
+      const T pl = side == 0 ? l : side == 1 ? std::max(l, xn) : std::max(l, x0);
+      const T ph = side == 0 ? std::min(h, x0) : side == 1 ? h : std::min(h, xn);
+      if (pl < ph) lo[m] = pl, hi[m] = ph, at[m++] = i;
+    }
+    if (m == 0) continue;
+    const int st = j.cb[side](&m, lo, hi, part, j.cbp[side]);
+    if (st < 0) return st;
+    for (int64_t k = 0; k < m; ++k) r[at[k] * j.is] += a[at[k]] > b[at[k]] ? -part[k] : part[k];
+  }
+  return 0;
+}
+
+template <int Order, class T>
+int blocks(const Integral<T> &j, int64_t b0, int64_t b1) {
+  int64_t position[2] = {0, 0}, cell[DF_INTERP_BLOCK], pieces[2][DF_INTERP_BLOCK];
+  T lefts[2][DF_INTERP_BLOCK];
+  const int64_t *const piece[2] = {pieces[0], pieces[1]};
+  const T *const left[2] = {lefts[0], lefts[1]};
+  for (int64_t blk = b0; blk < b1; ++blk) {
+    const int64_t i0 = blk * DF_INTERP_BLOCK, n = std::min<int64_t>(DF_INTERP_BLOCK, j.nlim - i0);
+    if (j.kind == kCallbacks) {
+      if (int st = callbacks(j, i0, n)) return st;
+      continue;
+    }
+    for (int k = 0; k < 2; ++k) {
+      if (int st = search_serial(*j.plan[k], n, j.lim[k] + i0, cell, &position[k])) return st;
+      j.pc->find(n, j.lim[k] + i0, cell, pieces[k], lefts[k]);
+    }
+    intervals<Order>(j, i0, n, piece, left);
+  }
+  return 0;
+}
+
+template <int Order, class T>
+int run(Integral<T> &j, const ZynThreading *th, bool threads) {
+  for (int64_t f = 0; j.kind != kCallbacks && f < j.ny; ++f) prefix<Order>(j, f);
+  return share_blocks(th, (j.nlim + DF_INTERP_BLOCK - 1) / DF_INTERP_BLOCK, threads,
+                      [&](int64_t b0, int64_t b1) { return blocks<Order>(j, b0, b1); });
+}
+
+template <class T>
+int integrate(DfTask *t, int64_t nlim, const T *llim, int64_t llimHint, const T *rlim,
+              int64_t rlimHint, const T *ldataHint, const T *rdataHint, T *r, int64_t rHint,
+              IntegrCallback<T> le, void *leP, IntegrCallback<T> re, void *reP,
+              IntegrCallback<T> in, void *inP, SearchCallback<T> search, void *searchP,
+              const ZynThreading *th) {
+  if (!t) return DF_ERROR_NULL_TASK_DESCRIPTOR;
+  const int kind = choose_kind(t->splineOrder, t->splineType, le && re && in);
+  if (kind < 0) return DF_ERROR_BAD_SPLINE_TYPE;
+  SearchPlan<T> plan[2];
+  if (int st = plan_search(t, llimHint, ldataHint, search, searchP, true, &plan[0])) return st;
+  if (int st = plan_search(t, rlimHint, rdataHint, search, searchP, true, &plan[1])) return st;
+  if (rHint == DF_NO_RHINT || rHint == DF_MATRIX_STORAGE_ROWS_ALIAS) rHint = DF_MATRIX_STORAGE_ROWS;
+  if (rHint != DF_MATRIX_STORAGE_ROWS && rHint != DF_MATRIX_STORAGE_COLS) return DF_ERROR_BAD_RHINT;
+  if (nlim <= 0) return 0;
+  if (kind != kCallbacks && (!t->coeff || !t->coeff[0])) return DF_ERROR_NULL_COEFF;
+  const Pieces<T> pc(t, kind);
+  const int64_t ny = t->ny < 1 ? 1 : t->ny, count = pc.count();
+  const bool rows = rHint == DF_MATRIX_STORAGE_ROWS;
+  Integral<T> j{t, &pc, kind, ny, nlim, count, {&plan[0], &plan[1]}, {llim, rlim}, nullptr,
+                nullptr, r, rows ? nlim : 1, rows ? 1 : ny, {le, re, in}, {leP, reP, inP}};
+  T *even[2] = {nullptr, nullptr};
+  T *sums = kind == kCallbacks ? nullptr
+                               : static_cast<T *>(allocate(2 * count * ny * sizeof(T)));
+  int st = kind != kCallbacks && !sums ? DF_ERROR_MEM_FAILURE : DF_STATUS_OK;
+  const int64_t hints[2] = {llimHint, rlimHint};
+  for (int k = 0; k < 2 && !st; ++k)
+    if (hints[k] == DF_UNIFORM_PARTITION_SITES && !(j.lim[k] = even[k] = even_sites(nlim, j.lim[k])))
+      st = DF_ERROR_MEM_FAILURE;
+  if (!st) {
+    j.hi = sums;
+    j.lo = sums ? sums + count * ny : nullptr;
+    const bool threads = !search && kind != kCallbacks;
+    if (kind == kTwo) st = run<2>(j, th, threads);
+    else if (kind == kThree || kind == kThreeKnots) st = run<3>(j, th, threads);
+    else if (kind == kFour) st = run<4>(j, th, threads);
+    else st = run<0>(j, th, threads);
+  }
+  release(even[0]);
+  release(even[1]);
+  release(sums);
+  return st;
+}
+
+}  // namespace
+
+}  // namespace zyn::df
+
+using namespace zyn::df;
+
+#define ZYN_DF_INTEGRATE(P, T)                                                                  \
+  int zyn_df_kernel_##P##DFIntegrate1D(                                                         \
+      DfTask *task, int64_t, int64_t nlim, const T *llim, int64_t llimHint, const T *rlim,       \
+      int64_t rlimHint, const T *ldataHint, const T *rdataHint, T *r, int64_t rHint,             \
+      Df##P##IntegrCallback le, void *leP, Df##P##IntegrCallback re, void *reP,                  \
+      Df##P##IntegrCallback in, void *inP, Df##P##SearchCallback search, void *searchP,          \
+      const ZynThreading *th) {                                                                  \
+    return integrate(task, nlim, llim, llimHint, rlim, rlimHint, ldataHint, rdataHint, r, rHint, \
+                     le, leP, re, reP, in, inP, search, searchP, th);                           \
+  }
+ZYN_DF_INTEGRATE(d, double)
+ZYN_DF_INTEGRATE(s, float)
