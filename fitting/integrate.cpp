@@ -4,6 +4,8 @@
 // searches and two partial pieces whatever its length, and the difference of two prefixes far
 // from x[0] loses nothing to cancellation.
 
+#include <sys/mman.h>
+
 #include "fitting/evaluate.hpp"
 
 namespace zyn::df {
@@ -13,14 +15,16 @@ namespace {
 template <class T>
 using IntegrCallback = int (*)(int64_t *, const T *, const T *, T *, void *);
 
-// Integral over [0, t] of the piece q of `order` coefficients (Order if non-zero), by Horner's
-// rule: t (q0 + t (q1/2 + t (q2/3 + ...))). The error is within about 2 order + 1 eps of the sum
-// of the terms' magnitudes.
+constexpr int64_t kRun = 256;
+
+// Integral over [0, t] of a piece with `order` coefficients (Order if non-zero), given as
+// a[k] = c[k] / (k + 1), by Horner's rule: t (a0 + t (a1 + t (a2 + ...))). The error is within
+// about 2 order + 1 eps of the sum of the terms' magnitudes.
 template <int Order, class T>
-T piece_integral(const T *q, int64_t order, T t) {
+T piece_integral(const T *a, int64_t order, T t) {
   const int64_t o = Order ? Order : order;
-  T acc = q[o - 1] / static_cast<T>(o);
-  for (int64_t k = o - 2; k >= 0; --k) acc = acc * t + q[k] / static_cast<T>(k + 1);
+  T acc = a[o - 1];
+  for (int64_t k = o - 2; k >= 0; --k) acc = acc * t + a[k];
   return acc * t;
 }
 
@@ -32,29 +36,37 @@ struct Integral {
   int64_t ny, nlim, count;
   const SearchPlan<T> *plan[2];
   const T *lim[2];
-  T *hi, *lo;  // prefix of function f at f*count: the whole pieces before each piece, hi + lo
+  T *rec;        // function f's records at f*count*width, see prefix()
+  int64_t width;  // elements a record
   T *r;
   int64_t fs, is;  // r[f*fs + i*is]
   IntegrCallback<T> cb[3];  // left, right, between
   void *cbp[3];
 };
 
-// Prefix sums of function f: hi[p] + lo[p] is the integral from the left end of piece 0 to that
-// of piece p, summed without rounding error (Knuth's two-sum) from the pieces' integrals.
+// The records of function f, one a piece, each a whole number of cache lines so that an end of
+// an interval reads one: the integral from the left end of piece 0 to that of piece p as hi + lo,
+// summed without rounding error (Knuth's two-sum) from the pieces' integrals, then the piece's
+// coefficients divided by their powers' exponents, c[k] / (k + 1).
 template <int Order, class T>
 void prefix(const Integral<T> &j, int64_t f) {
   const Pieces<T> &pc = *j.pc;
+  const int64_t o = pc.order, w = j.width;
   const T *c = static_cast<const T *>(j.t->coeff[f]);
-  T *hi = j.hi + f * j.count, *lo = j.lo + f * j.count;
-  hi[0] = lo[0] = T(0);
-  for (int64_t p = 0; p + 1 < j.count; ++p)
-    hi[p + 1] = piece_integral<Order>(c + pc.order * p, pc.order, pc.left(p + 1) - pc.left(p));
+  T *rec = j.rec + f * j.count * w;
+  for (int64_t p = 0; p < j.count; ++p) {
+    T *r = rec + p * w;
+    for (int64_t k = 0; k < (Order ? Order : o); ++k)
+      r[2 + k] = c[o * p + k] / static_cast<T>(k + 1);
+    if (p + 1 < j.count) r[w] = piece_integral<Order>(r + 2, o, pc.left(p + 1) - pc.left(p));
+  }
   T s = T(0), e = T(0);
-  for (int64_t p = 1; p < j.count; ++p) {
-    const T a = hi[p], u = s + a, v = u - s;
+  for (int64_t p = 0; p < j.count; ++p) {
+    T *r = rec + p * w;
+    const T a = p ? r[0] : T(0), u = s + a, v = u - s;
     e += (s - (u - v)) + (a - v);
-    hi[p] = s = u;
-    lo[p] = e;
+    r[0] = s = u;
+    r[1] = e;
   }
 }
 
@@ -65,16 +77,15 @@ void intervals(const Integral<T> &j, int64_t i0, int64_t n, const int64_t *const
   const int64_t order = j.pc->order;
   const T *a = j.lim[0] + i0, *b = j.lim[1] + i0;
   for (int64_t f = 0; f < j.ny; ++f) {
-    const T *c = static_cast<const T *>(j.t->coeff[f]);
-    const T *hi = j.hi + f * j.count, *lo = j.lo + f * j.count;
+    const T *rec = j.rec + f * j.count * j.width;
     T *r = j.r + f * j.fs + i0 * j.is;
     for (int64_t i = 0; i < n; ++i) {
-      const int64_t pa = piece[0][i], pb = piece[1][i];
-      const T ia = piece_integral<Order>(c + order * pa, order, a[i] - left[0][i]);
-      const T ib = piece_integral<Order>(c + order * pb, order, b[i] - left[1][i]);
-      const T d = hi[pb] - hi[pa], v = d - hi[pb];  // two-sum of hi[pb] and -hi[pa]
-      const T e = (hi[pb] - (d - v)) + (-hi[pa] - v);
-      r[i * j.is] = d + ((e + (lo[pb] - lo[pa])) + (ib - ia));
+      const T *ra = rec + piece[0][i] * j.width, *rb = rec + piece[1][i] * j.width;
+      const T ia = piece_integral<Order>(ra + 2, order, a[i] - left[0][i]);
+      const T ib = piece_integral<Order>(rb + 2, order, b[i] - left[1][i]);
+      const T d = rb[0] - ra[0], v = d - rb[0];  // two-sum of rb[0] and -ra[0]
+      const T e = (rb[0] - (d - v)) + (-ra[0] - v);
+      r[i * j.is] = d + ((e + (rb[1] - ra[1])) + (ib - ia));
     }
   }
 }
@@ -84,8 +95,8 @@ void intervals(const Integral<T> &j, int64_t i0, int64_t n, const int64_t *const
 // reversed interval.
 template <class T>
 int callbacks(const Integral<T> &j, int64_t i0, int64_t n) {
-  T lo[DF_INTERP_BLOCK], hi[DF_INTERP_BLOCK], part[DF_INTERP_BLOCK];
-  int64_t at[DF_INTERP_BLOCK];
+  T lo[kRun], hi[kRun], part[kRun];
+  int64_t at[kRun];
   const T *a = j.lim[0] + i0, *b = j.lim[1] + i0, x0 = j.pc->x[0];
   const T xn = j.pc->x[j.pc->uni ? 1 : j.pc->nx - 1];
   T *r = j.r + i0 * j.is;
@@ -106,14 +117,18 @@ int callbacks(const Integral<T> &j, int64_t i0, int64_t n) {
   return 0;
 }
 
+// Blocks [b0, b1) of intervals, in runs of kRun intervals: the two limits of a run are searched
+// one after the other, while the lines of the partition that the first search brought are still
+// in cache for the second, and the records of the run's pieces are fetched ahead of use.
 template <int Order, class T>
 int blocks(const Integral<T> &j, int64_t b0, int64_t b1) {
-  int64_t position[2] = {0, 0}, cell[DF_INTERP_BLOCK], pieces[2][DF_INTERP_BLOCK];
-  T lefts[2][DF_INTERP_BLOCK];
+  int64_t position[2] = {0, 0}, cell[kRun], pieces[2][kRun];
+  T lefts[2][kRun];
   const int64_t *const piece[2] = {pieces[0], pieces[1]};
   const T *const left[2] = {lefts[0], lefts[1]};
-  for (int64_t blk = b0; blk < b1; ++blk) {
-    const int64_t i0 = blk * DF_INTERP_BLOCK, n = std::min<int64_t>(DF_INTERP_BLOCK, j.nlim - i0);
+  const int64_t end = std::min(b1 * DF_INTERP_BLOCK, j.nlim);
+  for (int64_t i0 = b0 * DF_INTERP_BLOCK; i0 < end; i0 += kRun) {
+    const int64_t n = std::min(kRun, end - i0);
     if (j.kind == kCallbacks) {
       if (int st = callbacks(j, i0, n)) return st;
       continue;
@@ -121,6 +136,7 @@ int blocks(const Integral<T> &j, int64_t b0, int64_t b1) {
     for (int k = 0; k < 2; ++k) {
       if (int st = search_serial(*j.plan[k], n, j.lim[k] + i0, cell, &position[k])) return st;
       j.pc->find(n, j.lim[k] + i0, cell, pieces[k], lefts[k]);
+      for (int64_t i = 0; i < n; ++i) __builtin_prefetch(j.rec + pieces[k][i] * j.width);
     }
     intervals<Order>(j, i0, n, piece, left);
   }
@@ -150,22 +166,30 @@ int integrate(DfTask *t, int64_t nlim, const T *llim, int64_t llimHint, const T 
   if (rHint != DF_MATRIX_STORAGE_ROWS && rHint != DF_MATRIX_STORAGE_COLS) return DF_ERROR_BAD_RHINT;
   if (nlim <= 0) return 0;
   if (kind != kCallbacks && (!t->coeff || !t->coeff[0])) return DF_ERROR_NULL_COEFF;
-  const Pieces<T> pc(t, kind);
+  Pieces<T> pc(t, kind);
+  pc.c0 = nullptr;  // the records are fetched ahead instead of the coefficients
   const int64_t ny = t->ny < 1 ? 1 : t->ny, count = pc.count();
   const bool rows = rHint == DF_MATRIX_STORAGE_ROWS;
+  // Records of 2 + order elements, rounded up to a cache line of 64 bytes.
+  const int64_t line = 64 / sizeof(T), width = (2 + pc.order + line - 1) / line * line;
   Integral<T> j{t, &pc, kind, ny, nlim, count, {&plan[0], &plan[1]}, {llim, rlim}, nullptr,
-                nullptr, r, rows ? nlim : 1, rows ? 1 : ny, {le, re, in}, {leP, reP, inP}};
+                width, r, rows ? nlim : 1, rows ? 1 : ny, {le, re, in}, {leP, reP, inP}};
   T *even[2] = {nullptr, nullptr};
-  T *sums = kind == kCallbacks ? nullptr
-                               : static_cast<T *>(allocate(2 * count * ny * sizeof(T)));
-  int st = kind != kCallbacks && !sums ? DF_ERROR_MEM_FAILURE : DF_STATUS_OK;
+  T *rec = kind == kCallbacks ? nullptr
+                              : static_cast<T *>(allocate(count * ny * width * sizeof(T)));
+  int st = kind != kCallbacks && !rec ? DF_ERROR_MEM_FAILURE : DF_STATUS_OK;
+  if (rec) {  // the records are read at random: large pages spare the address translations
+    const uintptr_t b = reinterpret_cast<uintptr_t>(rec), page = 4095;
+    const uintptr_t a = (b + page) & ~page, e = (b + count * ny * width * sizeof(T)) & ~page;
+    if (e > a) madvise(reinterpret_cast<void *>(a), e - a, MADV_HUGEPAGE);
+  }
   const int64_t hints[2] = {llimHint, rlimHint};
   for (int k = 0; k < 2 && !st; ++k)
-    if (hints[k] == DF_UNIFORM_PARTITION_SITES && !(j.lim[k] = even[k] = even_sites(nlim, j.lim[k])))
+    if (hints[k] == DF_UNIFORM_PARTITION_SITES &&
+        !(j.lim[k] = even[k] = even_sites(nlim, j.lim[k])))
       st = DF_ERROR_MEM_FAILURE;
   if (!st) {
-    j.hi = sums;
-    j.lo = sums ? sums + count * ny : nullptr;
+    j.rec = rec;
     const bool threads = !search && kind != kCallbacks;
     if (kind == kTwo) st = run<2>(j, th, threads);
     else if (kind == kThree || kind == kThreeKnots) st = run<3>(j, th, threads);
@@ -174,7 +198,7 @@ int integrate(DfTask *t, int64_t nlim, const T *llim, int64_t llimHint, const T 
   }
   release(even[0]);
   release(even[1]);
-  release(sums);
+  release(rec);
   return st;
 }
 

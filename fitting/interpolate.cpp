@@ -195,7 +195,8 @@ int interpolate(DfTask *t, int64_t type, int64_t nsite, const T *site, int64_t s
   }
   if (nsite <= 0) return 0;
   if ((given || (type & DF_INTERP)) && kind != kCallbacks && !t->coeff) return DF_ERROR_NULL_COEFF;
-  Eval<T> e{t, kind, t->nx, t->ny < 1 ? 1 : t->ny, t->splineOrder, Pieces<T>(t, kind), {}, 0, {}, r, {}, {}};
+  Eval<T> e{t, kind, t->nx, t->ny < 1 ? 1 : t->ny, t->splineOrder, Pieces<T>(t, kind),
+            {}, 0, {}, r, {}, {}};
   for (int j = 0; j < 4; ++j) {
     e.der[j] = dorder ? (j < ndorder && dorder[j] != 0) : j == 0;
     e.k += e.der[j];

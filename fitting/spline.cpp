@@ -4,6 +4,8 @@
 // Cell i (0 <= i <= nx - 2) holds c[0] + c[1]*t + c[2]*t^2 + c[3]*t^3, t = x - x[i], as far as
 // the order goes; h[i] = x[i+1] - x[i], s[i] = (y[i+1] - y[i]) / h[i]. A uniform partition holds
 // only its ends, and its kernels multiply by 1/h instead of dividing.
+#include <emmintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -83,6 +85,36 @@ int data_ready(const DfTask *t) {
   if (!t->y || !t->y[0]) return DF_ERROR_NULL_Y;
   if (!t->coeff || !t->coeff[0]) return DF_ERROR_NULL_COEFF;
   return DF_STATUS_OK;
+}
+
+// Cells of a spline larger than the caches go past them (non-temporal stores, 16-byte aligned
+// storage only): kept in cache they would evict the data that the construction still reads, and
+// the stores skip the read for ownership. A construction that streams fences before returning.
+constexpr int64_t kStreamCells = int64_t(1) << 16;
+template <class T>
+bool streamed(const T *c, int64_t cells) {
+  return cells >= kStreamCells && (reinterpret_cast<uintptr_t>(c) & 15) == 0;
+}
+template <bool Stream, class T>
+inline void put_cell(T *c, T c0, T c1, T c2, T c3) {
+  if constexpr (Stream && sizeof(T) == 8) {
+    _mm_stream_pd(c, _mm_set_pd(c1, c0));
+    _mm_stream_pd(c + 2, _mm_set_pd(c3, c2));
+  } else if constexpr (Stream) {
+    _mm_stream_ps(c, _mm_set_ps(c3, c2, c1, c0));
+  } else {
+    c[0] = c0, c[1] = c1, c[2] = c2, c[3] = c3;
+  }
+}
+// Calls fn(std::bool_constant<streamed>) for the cells [0, cells) at c, and fences after them.
+template <class T, class F>
+void with_streaming(const T *c, int64_t cells, F &&fn) {
+  if (streamed(c, cells)) {
+    fn(std::true_type{});
+    _mm_sfence();
+  } else {
+    fn(std::false_type{});
+  }
 }
 
 bool y_hint_ok(int64_t h) {
@@ -387,63 +419,73 @@ void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
   natural_rhs_ends(t, g, f, Vec<T>::of(b));
 }
 
-// Hyman's filter (1983) on the slopes m[0] = m0, m[i] = mr[i-1] of the C2 spline, at each slope
-// that no end condition gives: m[i] is clipped to [0, 3 min(|s[i-1]|, |s[i]|)] when sigma >= 0,
-// else to [-3 min, 0], where sigma is s[i] if s[i-1] s[i] > 0 and m[i] otherwise. An end has its
-// one cell's slope; a periodic spline wraps. Cells between monotone data are then monotone.
+// Hyman's filter (1983) on the slopes of the C2 spline, at each slope that no end condition
+// gives: m[i] is clipped to [0, 3 min(|s[i-1]|, |s[i]|)] when sigma >= 0, else to [-3 min, 0],
+// where sigma is s[i] if s[i-1] s[i] > 0 and m[i] otherwise. An end has its one cell's slope; a
+// periodic spline wraps. Cells between monotone data are then monotone. Written as selections
+// that the compiler vectorises: a branch on the data's signs would be mispredicted.
+template <class T>
+inline T hyman_clip(T m, T sl, T sr) {
+  const T bound = T(3) * std::min(std::fabs(sl), std::fabs(sr));
+  const T sigma = sl * sr > T(0) ? sr : m;
+  const T lo = sigma >= T(0) ? T(0) : -bound, hi = sigma >= T(0) ? bound : T(0);
+  const T a = m < lo ? lo : m;
+  return a > hi ? hi : a;
+}
+// The filter on the slopes m[0] = m0, m[i] = mr[i-1] of function f, in runs of kTileCells
+// breakpoints with their cells' slopes in a buffer.
 template <class T, bool Uni>
 void hyman_filter(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T &m0, T *mr) {
   const int64_t nx = t->nx, L = nx - 2;
   const Fn<T> y = function<T>(t, f);
-  auto clip = [](T m, T sigma, T bound) {
-    return sigma >= T(0) ? std::clamp(m, T(0), T(3) * bound) : std::clamp(m, T(-3) * bound, T(0));
-  };
-  auto inner = [&](T m, T sl, T sr) {
-    return clip(m, sl * sr > T(0) ? sr : m, std::min(std::fabs(sl), std::fabs(sr)));
-  };
-  const T s0 = g.slope(y[1] - y[0], 0), sL = g.slope(y[nx - 1] - y[L], L);
-  T sl = s0;
-  for (int64_t i = 1; i <= L; ++i) {
-    const T sr = g.slope(y[i + 1] - y[i], i);
-    mr[i - 1] = inner(mr[i - 1], sl, sr);
-    sl = sr;
+  T s[kTileCells + 1];
+  for (int64_t i0 = 0; i0 < L; i0 += kTileCells) {  // breakpoints i0 + 1 to i1
+    const int64_t i1 = std::min(L, i0 + kTileCells);
+    for (int64_t j = i0; j <= i1; ++j) s[j - i0] = g.slope(y[j + 1] - y[j], j);
+    for (int64_t i = i0 + 1; i <= i1; ++i)
+      mr[i - 1] = hyman_clip(mr[i - 1], s[i - 1 - i0], s[i - i0]);
   }
+  T &ml = mr[L];
+  const T s0 = g.slope(y[1] - y[0], 0), sL = g.slope(y[nx - 1] - y[L], L);
   if (t->bcType == DF_BC_PERIODIC) {
-    m0 = mr[L] = inner(m0, sL, s0);
+    m0 = ml = hyman_clip(m0, sL, s0);
     return;
   }
-  if (!(t->bcType & DF_BC_1ST_LEFT_DER)) m0 = clip(m0, s0, std::fabs(s0));
-  if (!(t->bcType & DF_BC_1ST_RIGHT_DER)) mr[L] = clip(mr[L], sL, std::fabs(sL));
+  if (!(t->bcType & DF_BC_1ST_LEFT_DER)) m0 = hyman_clip(m0, s0, s0);
+  if (!(t->bcType & DF_BC_1ST_RIGHT_DER)) ml = hyman_clip(ml, sL, sL);
 }
 
 // Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1]. mr may lie in the
-// coefficient storage itself, behind the cells written so far: each cell's slopes are read
-// before the cell is stored, and cell i ends below mr[i] for i < nx - 2.
+// coefficient storage itself, behind the cells written so far: each cell's slopes are read before
+// the cell is stored, and cell i ends below mr[i] for i < nx - 2.
 template <class T, bool Uni>
 void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr) {
-  const int64_t nx = t->nx;
+  const int64_t nx = t->nx, L = nx - 2;
   const Fn<T> y = function<T>(t, f);
   T *c = coeffs<T>(t, f);
-  T mi = m0;
-  auto cell = [&](int64_t i, T ih) {
-    const T mn = mr[i];
-    const T s = (y[i + 1] - y[i]) * ih;
-    const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
-    const T c3 = (mi + mn - T(2) * s) * (ih * ih);
-    c[4 * i] = y[i];
-    c[4 * i + 1] = mi;
-    c[4 * i + 2] = c2;
-    c[4 * i + 3] = c3;
-    mi = mn;
-  };
-  int64_t i = 0;
-  for (; i + 2 < nx; i += 2) {  // two cells a step, their 1/h from one vector division
-    T i0 = g.invh, i1 = g.invh;
-    if constexpr (!Uni) div2(T(1), g.x[i + 1] - g.x[i], T(1), g.x[i + 2] - g.x[i + 1], i0, i1);
-    cell(i, i0);
-    cell(i + 1, i1);
-  }
-  if (i + 1 < nx) cell(i, Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]));
+  auto inv = [&](int64_t i) { return Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]); };
+  with_streaming(c, nx - 1, [&](auto stream) {
+    T mi = m0, ih = inv(0), s = (y[1] - y[0]) * ih;  // of cell i
+    auto cell = [&](int64_t i, T ihn, T sn) {        // with the next cell's 1/h and slope
+      const T mn = mr[i];
+      const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
+      const T c3 = (mi + mn - T(2) * s) * (ih * ih);
+      put_cell<decltype(stream)::value>(c + 4 * i, y[i], mi, c2, c3);
+      mi = mn, ih = ihn, s = sn;
+    };
+    int64_t i = 0;
+    for (; i + 2 <= L; i += 2) {  // cells i and i + 1; the next two 1/h from one vector division
+      T i1 = g.invh, i2 = g.invh;
+      if constexpr (!Uni)
+        div2(T(1), g.x[i + 2] - g.x[i + 1], T(1), g.x[i + 3] - g.x[i + 2], i1, i2);
+      cell(i, i1, (y[i + 2] - y[i + 1]) * i1);
+      cell(i + 1, i2, (y[i + 3] - y[i + 2]) * i2);
+    }
+    for (; i <= L; ++i) {
+      const T in = i < L ? inv(i + 1) : T(0);
+      cell(i, in, i < L ? (y[i + 2] - y[i + 1]) * in : T(0));
+    }
+  });
 }
 
 // The same from a full slope vector m (periodic: corrected by the column q first; Hyman: then
@@ -671,9 +713,10 @@ struct Slopes {
   // Slope at breakpoint i from s[i-2..i+1] and h[i-1], h[i].
   T inner(int64_t i, T s2, T s1, T s0, T sn, T h1, T h0) const {
     if constexpr (M == kAkima) {
+      // Branch-free, so that the loop vectorises: with both weights 0, the mean over 1.
       const T w1 = std::fabs(sn - s0), w2 = std::fabs(s1 - s2), den = w1 + w2;
-      const bool flat = den == T(0);
-      return (flat ? (s1 + s0) / T(2) : w1 * s1 + w2 * s0) / (flat ? T(1) : den);
+      const T flat = static_cast<T>(den == T(0));
+      return (w1 * s1 + w2 * s0 + flat * ((s1 + s0) / T(2))) / (den + flat);
     } else if constexpr (M == kBessel) {
       return Uni ? (s1 + s0) / T(2) : (h0 * s1 + h1 * s0) / (h1 + h0);
     } else {
@@ -698,7 +741,7 @@ struct Slopes {
     T h0, ih0, s0, hl, ihl, sl;
     cell(0, h0, ih0, s0);
     cell(L, hl, ihl, sl);
-    if (bcType == DF_BC_NOT_A_KNOT && nx == 3) {  // p(u) = y[1] + m1 u + a u^2 + b u^3, u = x - x[1]
+    if (bcType == DF_BC_NOT_A_KNOT && nx == 3) {  // y[1] + m1 u + a u^2 + b u^3, u = x - x[1]
       const T m1 = at(1), P = (m1 - s0) * ih0, Q = (sl - m1) * ihl;
       const T b = (Q - P) / (h0 + hl), a = P + b * h0;
       first = m1 - T(2) * a * h0 + T(3) * b * h0 * h0;
@@ -742,19 +785,20 @@ struct Slopes {
       s[j] = (y[j + 1] - y[j]) * ih[j];
     }
     const int64_t a = std::max<int64_t>(i0, 1), b = std::min(i1, nx - 2);
-    for (int64_t i = a; i <= b; ++i) m[i] = inner(i, s[i - 2], s[i - 1], s[i], s[i + 1], h[i - 1], h[i]);
+    for (int64_t i = a; i <= b; ++i)
+      m[i] = inner(i, s[i - 2], s[i - 1], s[i], s[i + 1], h[i - 1], h[i]);
     if (i0 == 0 || i1 == nx - 1) {
       T first, last;
       ends(first, last);
       if (i0 == 0) m[0] = first;
       if (i1 == nx - 1) m[nx - 1] = last;
     }
-    for (int64_t i = i0; i < i1; ++i) {
-      c[4 * i] = y[i];
-      c[4 * i + 1] = m[i];
-      c[4 * i + 2] = (T(3) * s[i] - T(2) * m[i] - m[i + 1]) * ih[i];
-      c[4 * i + 3] = (m[i] + m[i + 1] - T(2) * s[i]) * (ih[i] * ih[i]);
-    }
+    with_streaming(c, nx - 1, [&](auto stream) {
+      for (int64_t i = i0; i < i1; ++i)
+        put_cell<decltype(stream)::value>(c + 4 * i, y[i], m[i],
+                                          (T(3) * s[i] - T(2) * m[i] - m[i + 1]) * ih[i],
+                                          (m[i] + m[i + 1] - T(2) * s[i]) * (ih[i] * ih[i]));
+    });
   }
 };
 
