@@ -22,14 +22,11 @@
 #include <vector>
 
 #include "tests/vector/vector_test_util.hpp"
-#include "tools/accuracy/oracle.hpp"
 
 using namespace zyn::test;
 namespace oracle = zyn::oracle;
 
 namespace {
-
-enum class Shape { unary, unary2, binary, scalar, linearfrac, packi, packm, packv, unpacki, unpackm, unpackv };
 
 struct RowInfo {
   char t;
@@ -154,11 +151,6 @@ std::vector<T> pool(const std::string &stem, int arg, double b, uint64_t seed) {
   }
   std::shuffle(v.begin(), v.end(), g);
   return v;
-}
-
-template <class T>
-bool same(T x, T y) {
-  return (std::isnan(x) && std::isnan(y)) || bits(x) == bits(y);
 }
 
 constexpr double kMark1 = -1234.5, kMark2 = 4321.25;  // what the replacing callback sets
@@ -340,8 +332,6 @@ struct Check {
   }
 };
 
-const char *kLevel[3] = {"LA", "HA", "EP"};
-
 template <class T, Shape S>
 void run_row(const RowInfo &row) {
   for (const auto &sc : scalars<T, S>()) {
@@ -351,8 +341,8 @@ void run_row(const RowInfo &row) {
     for (auto &v : proto.in) v.resize(m);
     for (int lv = 0; lv < 3; ++lv) {
       void *k = stub(row, "", lv), *ki = stub(row, "I", lv);
-      ASSERT_TRUE(k && ki) << row.t << row.stem << " " << kLevel[lv] << ": a stub is missing";
-      SCOPED_TRACE(std::string(kLevel[lv]) + (S == Shape::scalar ? " b = " + std::to_string(sc[0]) : ""));
+      ASSERT_TRUE(k && ki) << row.t << row.stem << " " << kLevels[lv] << ": a stub is missing";
+      SCOPED_TRACE(std::string(kLevels[lv]) + (S == Shape::scalar ? " b = " + std::to_string(sc[0]) : ""));
       Check<T, S> c = proto;
       c.f = bind<T, S>(k, ki, sc);
       c.all();
