@@ -213,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, Arith, ::testing::ValuesIn(rows()), [](const auto
 // The single EP reciprocal takes the true division where its estimate has no range: zero,
 // denormal, huge, infinite and NaN divisors give what division gives.
 TEST(ArithSpecials, SingleEpReciprocalOutsideTheEstimate) {
-  std::vector<Case> cases;
+  std::vector<Special> cases;
   for (float b : {0.0f, 1e-40f, 3e38f, -FLT_MAX, INFINITY, NAN}) {
     const int st = b == 0 ? STATUS_SINGULARITY : 0;
     cases.push_back({"sInv", b, 0, 1.0f / b, st, 0, 4});

@@ -20,7 +20,7 @@ constexpr unsigned kLaHa = 3;
 const double kLn2 = 0.6931471805599453;
 
 TEST(ExplogSpecials, ResultsAndStatusesAtEveryLevel) {
-  std::vector<Case> c = {
+  std::vector<Special> c = {
       {"dExp", 0, 0, 1},           {"dExp", -0.0, 0, 1},      {"dExp", 1e-20, 0, 1},      {"dExp", -1e-20, 0, 1},
       {"dExp", 710, 0, kInf, O},   {"dExp", -746, 0, 0, U},   {"dExp", -kInf, 0, 0},      {"dExp", kInf, 0, kInf},
       {"dExp", NAN, 0, NAN},       {"dExp", 709.7, 0, 1.6549840276802644e308, 0, 1e-15},

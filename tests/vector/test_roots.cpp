@@ -1,6 +1,6 @@
 // Root kernels where their fast paths are delicate: every binade of the single range, the edges
 // of the vector ranges, and independence from the caller's rounding and denormal controls.
-// (Statuses, special values and positions: test_sampler.cpp.)
+// And their special values and statuses.
 #include <gtest/gtest.h>
 
 #include <cfloat>
@@ -160,4 +160,24 @@ TEST(RootsModes, CallerRoundingAndFlushModeLeaveResultsUnchanged) {
       }
     }
   }
+}
+
+TEST(RootsSpecials, ResultsAndStatusesAtEveryLevel) {
+  const double kInf = INFINITY, r = 0x1p-11;  // r: ordinary results, to the EP bound
+  const int D = STATUS_DOMAIN, S = STATUS_SINGULARITY;
+  std::vector<Special> c = {  // double denormals are scaled in the scalar path
+      {"dCbrt", 0x1p-1071, 0, 0x1p-357},  {"dCbrt", -0x1p-1068, 0, -0x1p-356},
+      {"dInvCbrt", 0x1p-1071, 0, 0x1p357}, {"dInvCbrt", -0x1p-1068, 0, -0x1p356}};
+  for (std::string t : {"d", "s"})
+    c.insert(c.end(), {{t + "Sqrt", 4, 0, 2, 0, r},          {t + "Sqrt", -0.0, 0, -0.0},        {t + "Sqrt", 0, 0, 0},
+                       {t + "Sqrt", -1, 0, NAN, D},          {t + "Sqrt", kInf, 0, kInf},        {t + "Sqrt", -kInf, 0, NAN, D},
+                       {t + "Sqrt", NAN, 0, NAN},            {t + "InvSqrt", 4, 0, 0.5, 0, r},   {t + "InvSqrt", 0, 0, kInf, S},
+                       {t + "InvSqrt", -0.0, 0, -kInf, S},   {t + "InvSqrt", -4, 0, NAN, D},     {t + "InvSqrt", kInf, 0, 0},
+                       {t + "InvSqrt", NAN, 0, NAN},         {t + "InvSqrt", -kInf, 0, NAN, D},  {t + "Cbrt", -8, 0, -2, 0, r},
+                       {t + "Cbrt", 0, 0, 0},                {t + "Cbrt", -0.0, 0, -0.0},        {t + "Cbrt", kInf, 0, kInf},
+                       {t + "Cbrt", -kInf, 0, -kInf},        {t + "Cbrt", NAN, 0, NAN},          {t + "Cbrt", 0x1p-144, 0, 0x1p-48, 0, r},
+                       {t + "InvCbrt", -0.125, 0, -2, 0, r}, {t + "InvCbrt", 0, 0, kInf, S},     {t + "InvCbrt", -0.0, 0, -kInf, S},
+                       {t + "InvCbrt", kInf, 0, 0},          {t + "InvCbrt", -kInf, 0, -0.0},    {t + "InvCbrt", NAN, 0, NAN},
+                       {t + "InvCbrt", 0x1p-144, 0, 0x1p48, 0, r}});
+  expect_cases(c);
 }

@@ -95,7 +95,7 @@ inline Shape shape_of(const std::string &row) {
 // One case of a special-values table: the row ("dLn"; Powx takes b as its scalar), the inputs,
 // the first result (NaN: any NaN) within `rel` (0: the same bits) and the status reported (0:
 // none), at the levels in `levels` (bit 0 LA, 1 HA, 2 EP).
-struct Case {
+struct Special {
   std::string row;
   double a, b, want;
   int status = 0;
@@ -104,7 +104,7 @@ struct Case {
 };
 
 template <class T>
-T run_case(Shape shape, void *k, const Case &c) {
+T run_case(Shape shape, void *k, const Special &c) {
   T a = static_cast<T>(c.a), b = static_cast<T>(c.b), y[2];
   switch (shape) {
     case Shape::unary: reinterpret_cast<void (*)(int, const T *, T *)>(k)(1, &a, y); break;
@@ -116,8 +116,8 @@ T run_case(Shape shape, void *k, const Case &c) {
   return y[0];
 }
 
-inline void expect_cases(const std::vector<Case> &cases) {
-  for (const Case &c : cases) {
+inline void expect_cases(const std::vector<Special> &cases) {
+  for (const Special &c : cases) {
     for (int lv = 0; lv < 3; ++lv) {
       if (!(c.levels >> lv & 1)) continue;
       void *k = oracle::stub(oracle::stub_name(c.row[0], c.row.substr(1), lv));
