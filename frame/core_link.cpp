@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string>
 
+#include "zyn/version.h"
+
 namespace zyn::core {
 
 namespace slot {
@@ -28,10 +30,10 @@ void *open_core() {
     if (dladdr(reinterpret_cast<void *>(&open_core), &info) != 0 && info.dli_fname != nullptr) {
       std::string path = info.dli_fname;
       auto slash = path.rfind('/');
-      path = (slash == std::string::npos ? std::string() : path.substr(0, slash + 1)) + "libzyn_core.so";
+      path = (slash == std::string::npos ? std::string() : path.substr(0, slash + 1)) + ZYN_CORE_SONAME;
       h = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     }
-    if (h == nullptr) h = dlopen("libzyn_core.so", RTLD_NOW | RTLD_LOCAL);
+    if (h == nullptr) h = dlopen(ZYN_CORE_SONAME, RTLD_NOW | RTLD_LOCAL);
   }
   if (h == nullptr) {
     fprintf(stderr, "zyn: cannot load the core library: %s\n", dlerror());

@@ -1,7 +1,9 @@
 // The module's access to the core library. Each name is a slot that holds null until the name's
 // first call, which loads the core library (dlopen), looks the name up (dlsym) and patches the
 // slot; later calls go straight through it. The library is the one named by ZYN_CORE_LIBRARY,
-// else libzyn_core.so beside this module, else libzyn_core.so on the loader's search path.
+// else the core's run-time name (ZYN_CORE_SONAME, libzyn_core.so.<major>) beside this module,
+// else that name on the loader's search path. The run-time name, not the development link
+// libzyn_core.so, so that an installation without development files still finds it.
 //
 // Module code calls zyn::core::zyn_serv_allocate(...) and so on, with the core names.
 #pragma once

@@ -15,7 +15,7 @@
 #define ZYN_NORETURN [[noreturn]]
 #else
 #define ZYN_EXTERN_C
-#define ZYN_NORETURN _Noreturn
+#define ZYN_NORETURN __attribute__((noreturn))
 #endif
 #define ZYN_API ZYN_EXTERN_C __attribute__((visibility("default")))
 #if defined(__cplusplus)

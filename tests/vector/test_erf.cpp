@@ -1,86 +1,26 @@
-// Erf, Erfc and CdfNorm: accuracy against MPFR at every level (random inputs and the tails down
-// to the underflow threshold); special values and statuses of the error functions and their
-// inverses.
+// The error functions and their inverses: special values and statuses, and the odd symmetry of
+// the inverse (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "tests/vector/errfun_test_util.hpp"
+#include "tests/vector/vector_test_util.hpp"
 
 using namespace zyn::test;
-using namespace zyn::oracle;
-using namespace zyn::test::errfun;
 
 namespace {
-const char *kStems[3] = {"Erf", "Erfc", "CdfNorm"};
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-std::vector<double> uniform(double a, double b, int n, unsigned seed) {
-  std::mt19937_64 g(seed);
-  std::uniform_real_distribution<double> u(a, b);
-  std::vector<double> v(n);
-  for (auto &x : v) x = u(g);
-  return v;
-}
 }  // namespace
-
-TEST(ErfAccuracy, WithinTargetsOverRandomInputs) {
-  const size_t count = 4000;  // MPFR erfc is slow in the tails: keeps the binary near 30 s
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  for (const char *stem : kStems) {
-    const Function &f = *find(stem);
-    auto xd = inputs_d(f.dom[0], count, 7);
-    auto xs = inputs_s(f.dom[0], count, 7);
-    for (int lv = 0; lv < 3; ++lv) {
-      check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
-    }
-  }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The tails keep their relative accuracy through the last normal binades into the denormals;
-// and the pieces' edges and the central/tail switch points are crossed densely.
-TEST(ErfAccuracy, TailsAndSwitchPoints) {
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  struct Range {
-    const char *stem;
-    double a, b;
-  } ranges[] = {{"Erfc", 20, 27.3},     {"Erfc", 0.4, 1.2},    {"Erfc", -1.2, -0.8}, {"Erfc", 4, 8},
-                {"CdfNorm", -38.6, -28}, {"CdfNorm", -1, -0.5}, {"CdfNorm", 1.2, 1.6}, {"CdfNorm", 7, 9},
-                {"Erf", 0.6, 1.2},       {"Erf", 5, 6.5},       {"Erf", 0, 0.03},      {"Erf", 2.9, 3.1}};
-  for (const Range &r : ranges) {
-    const Function &f = *find(r.stem);
-    auto xd = uniform(r.a, r.b, 800, 11);
-    std::vector<float> xs(xd.begin(), xd.end());
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(r.stem) + " on [" + std::to_string(r.a) + ", " + std::to_string(r.b) + "]");
-      check_sweep(std::string("d") + r.stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(r.stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + r.stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(r.stem, lv)), xs, {}), true);
-    }
-  }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The grid's series near the first grid points, where the result is smallest against its
-// terms: double HA stays near half an ulp (a missing term or an inexact leading product shows).
-TEST(ErfAccuracy, GridSeriesAtHaNearZero) {
-  const Function &f = *find("Erf");
-  auto x = uniform(0x1p-9, 0x1p-5, 3000, 5);
-  Sweep s = sweep_d(f, reinterpret_cast<void *>(dfn("Erf", 1)), x, {});
-  EXPECT_LE(s.max_ulp, 0.55) << "at " << s.worst_x;
-}
 
 // The error functions and their inverses at their edges, every level. A tolerance of 1/2 states
 // only the class of a result near the underflow threshold (normal or denormal).
 TEST(ErfSpecials, ResultsAndStatusesAtEveryLevel) {
   const int U = STATUS_UNDERFLOW, S = STATUS_SINGULARITY, D = STATUS_DOMAIN;
-  auto ref = [](const char *stem, double x) { return reference_d(*find(stem), x); };
+  auto ref = [](const char *stem, double x) { return zyn::oracle::reference_d(*zyn::oracle::find(stem), x); };
   std::vector<Special> c = {
       {"dErf", 0, 0, 0},          {"dErf", -0.0, 0, -0.0},   {"dErf", kInf, 0, 1},       {"dErf", -kInf, 0, -1},
       {"dErf", NAN, 0, NAN},      {"dErf", 6.5, 0, 1},       {"dErf", -30, 0, -1},       {"dErf", 1e-310, 0, ref("Erf", 1e-310), U},
@@ -110,4 +50,36 @@ TEST(ErfSpecials, ResultsAndStatusesAtEveryLevel) {
     for (const char *stem : {"ErfcInv", "CdfNormInv"})
       if (x < 1 || stem[0] == 'E') c.push_back({std::string("d") + stem, x, 0, ref(stem, x), 0, 0x1p-50, 3});
   expect_cases(c);
+}
+
+// erfinv(-x) = -erfinv(x) bit for bit, central and tail lanes, and the quantile's mirror at p
+// and 1 - p where both are exact.
+TEST(ErfInvSymmetry, OddInEveryPath) {
+  QuietErrors quiet;
+  std::mt19937 g(9);
+  std::uniform_real_distribution<float> u(0, 1);
+  std::vector<float> x(64), nx(64), p(63), mp(63);
+  for (int i = 0; i < 64; ++i) {
+    x[i] = i < 8 ? 1 - std::ldexp(1.0f, -5 - i * 2) : u(g);  // the first eight in the tail
+    nx[i] = -x[i];
+  }
+  for (int k = 1; k < 64; ++k) p[k - 1] = k / 64.0f, mp[k - 1] = 1 - k / 64.0f;
+  std::vector<double> xd(x.begin(), x.end()), nxd(nx.begin(), nx.end());
+  auto run = [](const char *row, int lv, auto v) {
+    decltype(v) y(v.size());
+    using T = typename decltype(v)::value_type;
+    reinterpret_cast<void (*)(int, const T *, T *)>(zyn::oracle::stub(zyn::oracle::stub_name(row[0], row + 1, lv)))(
+        static_cast<int>(v.size()), v.data(), y.data());
+    return y;
+  };
+  for (int lv = 0; lv < 3; ++lv) {
+    const auto y = run("sErfInv", lv, x), ny = run("sErfInv", lv, nx), yp = run("sCdfNormInv", lv, p),
+               ymp = run("sCdfNormInv", lv, mp);
+    const auto yd = run("dErfInv", lv, xd), nyd = run("dErfInv", lv, nxd);
+    for (int i = 0; i < 64; ++i) {
+      EXPECT_EQ(y[i], -ny[i]) << kLevels[lv] << " " << x[i];
+      EXPECT_EQ(yd[i], -nyd[i]) << kLevels[lv] << " " << xd[i];
+    }
+    for (int k = 0; k < 63; ++k) EXPECT_EQ(yp[k], -ymp[k]) << kLevels[lv] << " " << p[k];
+  }
 }

@@ -124,7 +124,8 @@ std::vector<std::array<T, 4>> scalars() {
 }
 
 // Element k of the pool of one input: specials, powers of two and their neighbours, values over
-// the whole range, then ordinary values of the row's domain (the oracle's inputs for the stem, at the exponent b for Powx).
+// the whole range, then the oracle's points for the row (hard arguments, edges of its paths) and
+// ordinary values of its domain (at the exponent b for Powx); moderate values without an oracle.
 template <class T>
 std::vector<T> pool(const std::string &stem, int arg, double b, uint64_t seed) {
   using L = std::numeric_limits<T>;
@@ -143,6 +144,8 @@ std::vector<T> pool(const std::string &stem, int arg, double b, uint64_t seed) {
   for (const oracle::Function &h : oracle::functions())
     if (h.stem == stem && !h.scalar_b.empty() && h.scalar_b[0] == b) f = &h;
   if (f) {
+    const size_t step = f->points.size() / 16 + 1;  // the hard points and path edges, some
+    for (size_t i = 0; arg == 0 && i < f->points.size(); i += step) v.push_back(static_cast<T>(f->points[i]));
     if constexpr (sizeof(T) == 8) {
       for (double x : oracle::inputs_d(f->dom[arg], 33, seed)) v.push_back(x);
     } else {

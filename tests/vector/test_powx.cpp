@@ -1,13 +1,10 @@
-// Powx: the C pow special cases with statuses, the exponents routed to their own rows, the
-// special values of Pow3o2 and Pow2o3, and accuracy against MPFR's correctly rounded pow.
+// Powx: the C pow special cases with statuses, the exponents routed to their own rows, and the
+// special values of Pow3o2 and Pow2o3 (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
-#include <mpfr.h>
 
-#include <cfloat>
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
+#include <string>
 #include <vector>
 
 #include "tests/vector/vector_test_util.hpp"
@@ -15,80 +12,7 @@
 using namespace zyn::test;
 
 namespace {
-using DFn = void (*)(int, const double *, double, double *);
-using SFn = void (*)(int, const float *, float, float *);
-using DFnI = void (*)(int, const double *, int, double, double *, int);
-using SFnI = void (*)(int, const float *, int, float, float *, int);
-const DFn kD[3] = {_vexdPowx_50, _vexdPowx, _vexdPowx_26};
-const SFn kS[3] = {_vexsPowx_21, _vexsPowx, _vexsPowx_11};
-const DFnI kDI[3] = {_vexdPowxI_50, _vexdPowxI, _vexdPowxI_26};
-const SFnI kSI[3] = {_vexsPowxI_21, _vexsPowxI, _vexsPowxI_11};
-const char *kLevel[3] = {"LA", "HA", "EP"};
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// Error of y against x^b in ulps of the result's type (p bits, emin the smallest normal's
-// exponent), from MPFR at 256 bits.
-double ulp_error(double y, double x, double b, int p, int emin) {
-  mpfr_t mx, mb, r, d;
-  mpfr_inits2(256, mx, mb, r, d, (mpfr_ptr)0);
-  mpfr_set_d(mx, x, MPFR_RNDN);
-  mpfr_set_d(mb, b, MPFR_RNDN);
-  mpfr_pow(r, mx, mb, MPFR_RNDN);
-  mpfr_sub_d(d, r, y, MPFR_RNDN);
-  long e = mpfr_zero_p(r) ? emin : mpfr_get_exp(r) - 1;  // r = f 2^e, f in [1, 2)
-  if (e < emin) e = emin;
-  mpfr_mul_2si(d, d, p - 1 - e, MPFR_RNDN);
-  double err = std::fabs(mpfr_get_d(d, MPFR_RNDN));
-  mpfr_clears(mx, mb, r, d, (mpfr_ptr)0);
-  return err;
-}
-
-int sweep_count() {
-#if defined(__SANITIZE_ADDRESS__)
-  return 4000;
-#else
-  return 20000;
-#endif
-}
-
-// Bases and exponents of the sweeps: log-uniform bases with results in range, bases next to 1
-// with large exponents (where ln x must be accurate relative to itself), negative bases with
-// integer exponents, and results near overflow and in the denormal range.
-struct Case {
-  double x, b;
-};
-std::vector<Case> sweep_cases(bool single, int count) {
-  std::mt19937_64 g(single ? 7 : 11);
-  std::uniform_real_distribution<double> u(0.0, 1.0);
-  const double lim = single ? 80.0 : 700.0;
-  const double bs[] = {-7.3, -2.0, -1.5, 0.25, 0.7, 1.25, 0.6, 2.5, 3.0, 10.1, 37.0, -51.2, 0.1, 5.0};
-  std::vector<Case> v;
-  for (int i = 0; i < count; ++i) {
-    int kind = i % 4;
-    double b, x;
-    if (kind == 0 || kind == 3) {
-      b = bs[i / 4 % std::size(bs)];
-      double maxl = std::min((kind == 3 ? (single ? 103.0 : 744.0) : lim) / std::fabs(b), single ? 80.0 : 700.0);
-      x = std::exp((2 * u(g) - 1) * maxl);
-      if (kind == 3) x = std::exp(-maxl * (0.93 + 0.07 * u(g)) * (b > 0 ? 1 : -1));
-    } else if (kind == 1) {
-      double d = std::ldexp(2 * u(g) - 1, single ? -20 : -40);
-      x = 1.0 + d;
-      b = (u(g) < 0.5 ? -1 : 1) * std::ldexp(1.0 + u(g), single ? 20 : 46);
-    } else {
-      x = -std::exp((2 * u(g) - 1) * (single ? 2.5 : 20));
-      b = std::floor((2 * u(g) - 1) * 30);
-      if (b == 0 || b == 1 || b == 2 || b == -1) b = 7;
-    }
-    if (single) {
-      x = static_cast<float>(x);
-      b = static_cast<float>(b);
-    }
-    v.push_back({x, b});
-  }
-  return v;
-}
-}  // namespace
 
 // pow's special cases, bit for bit against the C library (EP: ordinary results to its bits),
 // with the status each must report; b = 1 copies and b = 2 squares.
@@ -102,7 +26,7 @@ void match_pow() {
   for (int lv = 0; lv < 3; ++lv) {
     auto f = reinterpret_cast<void (*)(int, const T *, T, T *)>(zyn::oracle::stub(zyn::oracle::stub_name(t, "Powx", lv)));
     for (T b : bs) {
-      SCOPED_TRACE(std::string(1, t) + " " + kLevel[lv] + " b = " + std::to_string(b));
+      SCOPED_TRACE(std::string(1, t) + " " + kLevels[lv] + " b = " + std::to_string(b));
       ReportLog log;
       T y[std::size(xs)];
       f(static_cast<int>(std::size(xs)), xs, b, y);
@@ -168,10 +92,10 @@ void routing() {
         for (auto &r : ReportLog::log()) c2.push_back(r.code);
       }
       for (int i = 0; i < n; ++i) {
-        EXPECT_EQ(bits(y[i]), bits(z[i])) << t << stem << " " << kLevel[lv] << " x = " << x[i];
-        EXPECT_EQ(bits(ys[2 * i]), bits(zs[2 * i])) << t << stem << "I " << kLevel[lv] << " x = " << x[i];
+        EXPECT_EQ(bits(y[i]), bits(z[i])) << t << stem << " " << kLevels[lv] << " x = " << x[i];
+        EXPECT_EQ(bits(ys[2 * i]), bits(zs[2 * i])) << t << stem << "I " << kLevels[lv] << " x = " << x[i];
       }
-      EXPECT_EQ(c1, c2) << t << stem << " " << kLevel[lv];
+      EXPECT_EQ(c1, c2) << t << stem << " " << kLevels[lv];
     }
   }
 }
@@ -200,39 +124,4 @@ TEST(PowxSpecials, FixedPowers) {
   }
   expect_cases(c);
 }
-
-// Random sweeps per level against MPFR; bounds: HA 1 ulp, LA 4 ulp, EP 2^-23 (double) and
-// 2^-11 (single) relative, that is 2^29 and 2^12 ulp.
-TEST(PowxAccuracy, DoubleSweepsAgainstMpfr) {
-  const double bound[3] = {4.0, 1.0, 0x1p29};
-  auto cases = sweep_cases(false, sweep_count());
-  for (int lv = 0; lv < 3; ++lv) {
-    double worst = 0;
-    Case at{};
-    for (const auto &c : cases) {
-      double y;
-      kD[lv](1, &c.x, c.b, &y);
-      double e = ulp_error(y, c.x, c.b, 53, -1022);
-      if (e > worst) worst = e, at = c;
-      ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
-    }
-    std::printf("dPowx %s: worst %.3f ulp over %zu inputs, at %a^%a\n", kLevel[lv], worst, cases.size(), at.x, at.b);
-  }
-}
-
-TEST(PowxAccuracy, SingleSweepsAgainstMpfr) {
-  const double bound[3] = {4.0, 1.0, 0x1p12};
-  auto cases = sweep_cases(true, sweep_count());
-  for (int lv = 0; lv < 3; ++lv) {
-    double worst = 0;
-    std::vector<float> xs, ys(cases.size());
-    for (const auto &c : cases) {
-      float x = static_cast<float>(c.x), y;
-      kS[lv](1, &x, static_cast<float>(c.b), &y);
-      double e = ulp_error(y, c.x, c.b, 24, -126);
-      if (e > worst) worst = e;
-      ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
-    }
-    std::printf("sPowx %s: worst %.3f ulp over %zu inputs\n", kLevel[lv], worst, cases.size());
-  }
-}
+}  // namespace

@@ -1,11 +1,8 @@
-// The trigonometric rows: the pieces of pi of the native LA and EP kernels against MPFR, hard
-// arguments and the edges of the vector path against MPFR, a dense float sweep against glibc's
-// double functions; special values and statuses, and SinCos against Sin and Cos.
+// The trigonometric rows: the pieces of pi of the native LA and EP kernels against MPFR, special
+// values and statuses, and SinCos against Sin and Cos (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 #include <mpfr.h>
 
-#include <algorithm>
-#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -13,49 +10,13 @@
 #include <vector>
 
 #include "tests/vector/vector_test_util.hpp"
-#include "tools/accuracy/oracle.hpp"
 #include "vector/trig/fast.hpp"
 
 using namespace zyn::test;
 namespace trig = zyn::vk::trig;
 
 namespace {
-using DFn = decltype(&_vexdSin_50);
-using SFn = decltype(&_vexsSin_21);
-using DFnI = decltype(&_vexdSinI_50);
-using SFnI = decltype(&_vexsSinI_21);
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// One function at LA and EP (index 0 and 1), both types, contiguous and strided.
-struct Fn {
-  const char *stem;
-  DFn d[2];
-  SFn s[2];
-  DFnI di[2];
-  SFnI si[2];
-};
-#define ZYN_FN(stem)                                                                            \
-  Fn {                                                                                          \
-    #stem, {_vexd##stem##_50, _vexd##stem##_26}, {_vexs##stem##_21, _vexs##stem##_11},          \
-        {_vexd##stem##I_50, _vexd##stem##I_26}, {_vexs##stem##I_21, _vexs##stem##I_11}          \
-  }
-const Fn kFns[3] = {ZYN_FN(Sin), ZYN_FN(Cos), ZYN_FN(Tan)};
-const char *kLv[2] = {"LA", "EP"};
-
-// Error reports off for the sweeps (the specials test counts them).
-class TrigFast : public ::testing::Test {
- protected:
-  void SetUp() override { mode_ = _vexSetMode(VEX_ERRMODE_IGNORE); }
-  void TearDown() override { _vexSetMode(mode_); }
-  unsigned mode_ = 0;
-};
-
-template <class T, class F>
-std::vector<T> run(F f, const std::vector<T> &x) {
-  std::vector<T> y(x.size());
-  f(static_cast<int>(x.size()), x.data(), y.data());
-  return y;
-}
 
 // Significant bits of a finite nonzero value.
 template <class T>
@@ -107,81 +68,6 @@ TEST(TrigFastConstants, PiecesOfPi) {
   check_level(trig::kFastDEp, -86, -116, "double EP");
   check_level(trig::kFastSLa, -72, -72, "float LA");
   check_level(trig::kFastSEp, -41, -72, "float EP");
-}
-
-// The floats below 2^17 closest to multiples of pi and odd multiples of pi/2 (found by search),
-// the doubles nearest to multiples of pi/2 with their neighbours, the edges of the vector paths,
-// and huge arguments.
-TEST_F(TrigFast, HardArgumentsAndEdgesAgainstMpfr) {
-  using namespace zyn::oracle;
-  std::vector<float> xf = {0x1.921fb6p+0f, 0x1.921fb6p+1f, 0x1.921fb6p+2f, 0x1.2d97c8p+2f, 0x1.2d97c8p+3f,
-                           0x1.2d97c8p+7f, 0x1.c463acp+3f, 0x1.78fdbap+4f, 0x1.b7d2aep+5f, 0x1.e3ce26p+6f,
-                           0x1.f9cbe2p+7f, 0x1.f9cbe2p+8f, 0x1.f9cbe2p+10f, 0x1.2298eap+8f, 0x1.8e3266p+9f,
-                           0x1.c3ff24p+10f, 0x1.17cc5p+11f, 0x1.17cc5p+12f, 0x1.a3b278p+12f, 0x1.9a48dep+15f,
-                           0x1.fffffep+10f, 0x1p11f, 0x1.000002p11f, 0x1p20f, FLT_MAX, 0x1p-126f, 0x1p-149f};
-  std::vector<double> xd = {0x1.fffffffffffffp19, 0x1p20, 0x1.0000000000001p20, 1e22, DBL_MAX,
-                            std::ldexp(6381956970095103.0, 797), 0x1p-1022, 0x1p-1074};
-  for (double k = 1; k < 0x1p20 / M_PI_2; k = std::ceil(k * 1.37)) {
-    double v = k * M_PI_2;
-    for (double w : {std::nextafter(v, 0.0), v, std::nextafter(v, 1e300)}) xd.push_back(w);
-    float vf = static_cast<float>(v);
-    if (vf < 0x1p12f)
-      for (float w : {std::nextafter(vf, 0.0f), vf, std::nextafter(vf, 1e30f)}) xf.push_back(w);
-  }
-  for (size_t i = 0, n = xd.size(); i < n; ++i) xd.push_back(-xd[i]);
-  for (size_t i = 0, n = xf.size(); i < n; ++i) xf.push_back(-xf[i]);
-  for (const Fn &fn : kFns) {
-    const Function &f = *find(fn.stem);
-    for (int lv = 0; lv < 2; ++lv) {
-      Sweep d = sweep_d(f, reinterpret_cast<void *>(fn.d[lv]), xd, {});
-      Sweep s = sweep_s(f, reinterpret_cast<void *>(fn.s[lv]), xf, {});
-      // single Tan shares one kernel at LA and EP: held to LA
-      bool la_s = lv == 0 || std::string(fn.stem) == "Tan";
-      if (lv == 0) {
-        EXPECT_LE(d.max_ulp, 4.0) << "d" << fn.stem << " LA at " << d.worst_x;
-      } else {
-        EXPECT_LE(d.max_rel, std::exp2(-26)) << "d" << fn.stem << " EP at " << d.worst_x;
-      }
-      if (la_s) {
-        EXPECT_LE(s.max_ulp, 4.0) << "s" << fn.stem << " " << kLv[lv] << " at " << s.worst_x;
-      } else {
-        EXPECT_LE(s.max_rel, std::exp2(-11)) << "s" << fn.stem << " EP at " << s.worst_x;
-      }
-    }
-  }
-}
-
-// Every 97th float of [2^-12, 2^11) (every 776th under the sanitizers), both signs, against glibc's double functions rounded to the
-// float's ulp (their error is far below it): the whole float vector path. LA within 4 ulp (and
-// relative 2^-22 near zeros of the result), EP within 2^-11 of max(|f|, 1).
-TEST_F(TrigFast, DenseFloatSweepOfTheVectorPath) {
-#if defined(__SANITIZE_ADDRESS__)
-  const uint32_t step = 97 * 8;
-#else
-  const uint32_t step = 97;
-#endif
-  std::vector<float> x;
-  for (uint32_t u = zyn::vk::bits(0x1p-12f); u < zyn::vk::bits(0x1p11f); u += step) {
-    float v = zyn::vk::from_bits32(u);
-    x.push_back(v);
-    x.push_back(-v);
-  }
-  double (*ref[3])(double) = {std::sin, std::cos, std::tan};
-  for (int k = 0; k < 3; ++k) {
-    std::vector<double> want(x.size());
-    for (size_t i = 0; i < x.size(); ++i) want[i] = ref[k](x[i]);
-    for (int lv = 0; lv < 2; ++lv) {
-      auto y = run(kFns[k].s[lv], x);
-      bool la = lv == 0 || k == 2;
-      double worst = 0, worst_x = 0;
-      for (size_t i = 0; i < x.size(); ++i) {
-        double err = std::fabs(y[i] - want[i]);
-        double scale = la ? std::ldexp(1.0, std::ilogb(want[i]) - 23) : std::max(std::fabs(want[i]), 1.0) * 0x1p-11;
-        if (err / scale > worst) worst = err / scale, worst_x = x[i];
-      }
-      EXPECT_LE(worst, la ? 4.0 : 1.0) << "s" << kFns[k].stem << " " << kLv[lv] << " at " << worst_x;
-    }
-  }
 }
 
 TEST(TrigSpecials, ResultsAndStatusesAtEveryLevel) {
