@@ -53,6 +53,10 @@ void expect_close(const std::vector<T> &got, const M &want, double tol) {
   ASSERT_EQ(got.size(), want.size());
   for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(double(got[i]), want[i], tol) << "at " << i;
 }
+template <class T>
+M of(const std::vector<T> &v) {
+  return M(v.begin(), v.end());
+}
 // C := alpha op(A) op(B) + beta C
 M naive_gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, int lda, const M &b,
              int ldb, double beta, M c, int ldc) {
@@ -79,7 +83,6 @@ M symmetric(const M &a, int n, bool upper) {
     for (int i = 0; i < n; ++i) s[i + j * n] = (i >= j) != upper || i == j ? a[i + j * n] : a[j + i * n];
   return s;
 }
-M identity(int n) { return triangle(M(n * n, 0), n, true, true); }
 
 template <class T>
 class Blas : public testing::Test {};
@@ -182,6 +185,7 @@ TYPED_TEST(Blas, CholeskyInverseTriangularInverseEigen) {
   using T = TypeParam;
   const double tol = Api<T>::tol;
   int n = 4, info = -1;
+  const M id = triangle(M(16, 0), n, true, true);
   // SPD matrix: G G^T + 4 I
   const M g = rnd<T>(16, 17);
   M spd = naive_gemm(false, true, n, n, n, 1, g, n, g, n, 0, M(16, 0), n);
@@ -192,27 +196,24 @@ TYPED_TEST(Blas, CholeskyInverseTriangularInverseEigen) {
     std::vector<T> l = to<T>(spd);
     Api<T>::potrf(uplo, &n, l.data(), &n, &info);
     ASSERT_EQ(info, 0);
-    const M f = triangle(M(l.begin(), l.end()), n, upper);
-    expect_close(to<double>(naive_gemm(upper, !upper, n, n, n, 1, f, n, f, n, 0, M(16, 0), n)), spd, tol);
+    const M f = triangle(of(l), n, upper);
+    expect_close(naive_gemm(upper, !upper, n, n, n, 1, f, n, f, n, 0, M(16, 0), n), spd, tol);
     Api<T>::potri(uplo, &n, l.data(), &n, &info);  // the inverse, one triangle
     ASSERT_EQ(info, 0);
-    const M inv = symmetric(M(l.begin(), l.end()), n, upper);
-    expect_close(to<double>(naive_gemm(false, false, n, n, n, 1, spd, n, inv, n, 0, M(16, 0), n)), identity(n), tol);
+    expect_close(naive_gemm(false, false, n, n, n, 1, spd, n, symmetric(of(l), n, upper), n, 0, M(16, 0), n), id, tol);
   }
   const M u = triangle(spd, n, true);
   std::vector<T> ui = to<T>(u);
   Api<T>::trtri("U", "N", &n, ui.data(), &n, &info);
   ASSERT_EQ(info, 0);
-  expect_close(to<double>(naive_gemm(false, false, n, n, n, 1, u, n, triangle(M(ui.begin(), ui.end()), n, true), n,
-                                     0, M(16, 0), n)),
-               identity(n), tol);
+  expect_close(naive_gemm(false, false, n, n, n, 1, u, n, triangle(of(ui), n, true), n, 0, M(16, 0), n), id, tol);
 
   // Eigenpairs: A v = lambda v; the packed driver gives the same values.
   std::vector<T> e = to<T>(spd), w(n), work(64);
   int lwork = 64;
   Api<T>::syev("V", "U", &n, e.data(), &n, w.data(), work.data(), &lwork, &info);
   ASSERT_EQ(info, 0);
-  const M av = naive_gemm(false, false, n, n, n, 1, spd, n, M(e.begin(), e.end()), n, 0, M(16, 0), n);
+  const M av = naive_gemm(false, false, n, n, n, 1, spd, n, of(e), n, 0, M(16, 0), n);
   for (int j = 0; j < n; ++j)
     for (int i = 0; i < n; ++i) EXPECT_NEAR(av[i + j * n], w[j] * e[i + j * n], 10 * tol);
   std::vector<T> ap, w2(n), z(16), work2(64);
@@ -222,6 +223,6 @@ TYPED_TEST(Blas, CholeskyInverseTriangularInverseEigen) {
   int liwork = 64;
   Api<T>::spevd("N", "U", &n, ap.data(), w2.data(), z.data(), &n, work2.data(), &lwork, iwork.data(), &liwork, &info);
   ASSERT_EQ(info, 0);
-  expect_close(w2, M(w.begin(), w.end()), 10 * tol);
+  expect_close(w2, of(w), 10 * tol);
 }
 }  // namespace
