@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <random>
 #include <vector>
 
@@ -22,20 +21,17 @@ struct Api;
     static constexpr std::array syrk{&zyn_blas_##p##syrk, &zyn_blas_x##p##syrk};                   \
     static constexpr std::array trmm{&zyn_blas_##p##trmm, &zyn_blas4vex_##p##trmm,                 \
                                      &zyn_blas_x##p##trmm_4vex};                                   \
-    static constexpr auto gemv = &zyn_blas_##p##gemv;                                              \
-    static constexpr auto symm = &zyn_blas_x##p##symm;                                             \
-    static constexpr auto ptrmm = &zyn_blas4vex_##p##ptrmm;                                        \
-    static constexpr auto potrf = &zyn_lapack_##p##potrf, potri = &zyn_lapack_##p##potri;          \
-    static constexpr auto trtri = &zyn_lapack_##p##trtri;                                          \
-    static constexpr auto syev = &zyn_lapack_##p##syev;                                            \
-    static constexpr auto spevd = &zyn_lapack_##p##spevd;                                          \
+    static constexpr auto gemv = &zyn_blas_##p##gemv, symm = &zyn_blas_x##p##symm;                 \
+    static constexpr auto ptrmm = &zyn_blas4vex_##p##ptrmm, potrf = &zyn_lapack_##p##potrf;        \
+    static constexpr auto potri = &zyn_lapack_##p##potri, trtri = &zyn_lapack_##p##trtri;          \
+    static constexpr auto syev = &zyn_lapack_##p##syev, spevd = &zyn_lapack_##p##spevd;            \
     static constexpr double tol = sizeof(T) == 8 ? 1e-11 : 1e-4;                                   \
   };
 ZYN_CORE_API(double, d)
 ZYN_CORE_API(float, s)
 #undef ZYN_CORE_API
 
-// Values in (-1, 1) representable in T, so that the double reference sees what the routine sees.
+// n values in (-1, 1) representable in T, so that the double reference sees what the routine sees.
 template <class T>
 M rnd(int n, unsigned seed) {
   std::mt19937 g(seed);
@@ -45,21 +41,12 @@ M rnd(int n, unsigned seed) {
   return v;
 }
 template <class T>
-std::vector<T> to(const M &m) {
-  return std::vector<T>(m.begin(), m.end());
-}
-template <class T>
 void expect_close(const std::vector<T> &got, const M &want, double tol) {
   ASSERT_EQ(got.size(), want.size());
   for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(double(got[i]), want[i], tol) << "at " << i;
 }
-template <class T>
-M of(const std::vector<T> &v) {
-  return M(v.begin(), v.end());
-}
 // C := alpha op(A) op(B) + beta C
-M naive_gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, int lda, const M &b,
-             int ldb, double beta, M c, int ldc) {
+M gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, int lda, const M &b, int ldb, double beta, M c, int ldc) {
   for (int i = 0; i < m; ++i)
     for (int j = 0; j < n; ++j) {
       double s = 0;
@@ -68,20 +55,16 @@ M naive_gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, in
     }
   return c;
 }
-// Full n x n matrix of a triangle of `a` (ld n), unit diagonal or not.
-M triangle(const M &a, int n, bool upper, bool unit = false) {
+// The n x n matrix a routine sees in `a` (ld n): one triangle ('U', 'L', or 'I' the unit upper),
+// or the symmetric matrix of one ('u', 'l').
+M seen(const M &a, int n, char part) {
   M t(n * n, 0);
   for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i)
-      if ((upper && i <= j) || (!upper && i >= j)) t[i + j * n] = (unit && i == j) ? 1 : a[i + j * n];
+    for (int i = 0; i < n; ++i) {
+      const bool upper = i <= j, mine = (part == 'U' || part == 'u' || part == 'I') == upper || i == j;
+      t[i + j * n] = part == 'I' ? i == j : mine ? a[i + j * n] : (part == 'u' || part == 'l') ? a[j + i * n] : 0;
+    }
   return t;
-}
-// The symmetric matrix of one triangle of `a`.
-M symmetric(const M &a, int n, bool upper) {
-  M s(n * n);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) s[i + j * n] = (i >= j) != upper || i == j ? a[i + j * n] : a[j + i * n];
-  return s;
 }
 
 template <class T>
@@ -89,140 +72,108 @@ class Blas : public testing::Test {};
 using Precisions = testing::Types<double, float>;
 TYPED_TEST_SUITE(Blas, Precisions);
 
-TYPED_TEST(Blas, GemmPlainAndTransposed) {
+// gemm plain and transposed, gemv, syr and syrk on the upper triangle (the lower one untouched),
+// symm from either triangle.
+TYPED_TEST(Blas, GeneralAndSymmetric) {
   using T = TypeParam;
-  int m = 4, n = 3, k = 5, ldb = 5, ldc = 4;
+  using V = std::vector<T>;
+  int m = 4, n = 3, k = 5, ldb = 5, ldc = 4, one = 1, two = 2;
   const T alpha = 1.5, beta = -0.5;
-  const M b = rnd<T>(ldb * n, 2), c = rnd<T>(ldc * n, 3);
+  const M b = rnd<T>(ldb * n, 2), c = rnd<T>(ldc * n, 3), x = rnd<T>(n, 6), y = rnd<T>(m, 7);
   for (bool ta : {false, true}) {
     int lda = ta ? 5 : 6;  // A^T stored k x m
     const M a = rnd<T>(lda * (ta ? m : k), 1);
-    const M ref = naive_gemm(ta, false, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
     for (auto fn : Api<T>::gemm) {
-      std::vector<T> ta_ = to<T>(a), tb = to<T>(b), tc = to<T>(c);
+      V ta_(a.begin(), a.end()), tb(b.begin(), b.end()), tc(c.begin(), c.end());
       fn(ta ? "T" : "N", "N", &m, &n, &k, &alpha, ta_.data(), &lda, tb.data(), &ldb, &beta, tc.data(), &ldc);
-      expect_close(tc, ref, Api<T>::tol);
+      expect_close(tc, gemm(ta, false, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc), Api<T>::tol);
     }
   }
-}
-
-TYPED_TEST(Blas, GemvSyrSyrkSymm) {
-  using T = TypeParam;
-  int m = 4, n = 3, lda = 5, one = 1;
-  const T alpha = 2, beta = 0.25;
-  const M a = rnd<T>(lda * n, 5), x = rnd<T>(n, 6), y = rnd<T>(m, 7);
-  std::vector<T> ty = to<T>(y), ta = to<T>(a), tx = to<T>(x);
-  Api<T>::gemv("N", &m, &n, &alpha, ta.data(), &lda, tx.data(), &one, &beta, ty.data(), &one);
-  expect_close(ty, naive_gemm(false, false, m, 1, n, alpha, a, lda, x, n, beta, y, m), Api<T>::tol);
-
-  // syr on the upper triangle: A += alpha x x^T
-  int ns = 3;
-  const M s = rnd<T>(9, 8);
-  M sref = s;
-  for (int j = 0; j < ns; ++j)
-    for (int i = 0; i <= j; ++i) sref[i + j * ns] += alpha * x[i] * x[j];
-  for (auto fn : Api<T>::syr) {
-    std::vector<T> ts = to<T>(s);
-    fn("U", &ns, &alpha, tx.data(), &one, ts.data(), &ns);
-    expect_close(ts, sref, Api<T>::tol);
+  V tb(b.begin(), b.end()), tx(x.begin(), x.end()), ty(y.begin(), y.end());
+  Api<T>::gemv("N", &m, &n, &alpha, tb.data(), &ldb, tx.data(), &one, &beta, ty.data(), &one);
+  expect_close(ty, gemm(false, false, m, 1, n, alpha, b, ldb, x, n, beta, y, m), Api<T>::tol);
+  const M s = rnd<T>(9, 8), full = gemm(false, true, 3, 3, 2, alpha, b, 3, b, 3, beta, s, 3);
+  M xx = s, upper = s;
+  for (int j = 0; j < 3; ++j)
+    for (int i = 0; i <= j; ++i) xx[i + j * 3] += alpha * x[i] * x[j], upper[i + j * 3] = full[i + j * 3];
+  for (int i = 0; i < 2; ++i) {
+    V ts(s.begin(), s.end()), tk(s.begin(), s.end());
+    Api<T>::syr[i]("U", &n, &alpha, tx.data(), &one, ts.data(), &n);
+    expect_close(ts, xx, Api<T>::tol);
+    Api<T>::syrk[i]("U", "N", &n, &two, &alpha, tb.data(), &n, &beta, tk.data(), &n);
+    expect_close(tk, upper, Api<T>::tol);
   }
-
-  // syrk: C := alpha B B^T + beta C, upper triangle only
-  int k = 4;
-  const M b = rnd<T>(ns * k, 9), c = rnd<T>(9, 10);
-  const M full = naive_gemm(false, true, ns, ns, k, alpha, b, ns, b, ns, beta, c, ns);
-  M want = c;
-  for (int j = 0; j < ns; ++j)
-    for (int i = 0; i <= j; ++i) want[i + j * ns] = full[i + j * ns];
-  for (auto fn : Api<T>::syrk) {
-    std::vector<T> tb = to<T>(b), tc = to<T>(c);
-    fn("U", "N", &ns, &k, &alpha, tb.data(), &ns, &beta, tc.data(), &ns);
-    expect_close(tc, want, Api<T>::tol);
-  }
-
-  // symm: C := alpha A B + beta C with A symmetric from one triangle
-  int nn = 2;
-  const M sa = rnd<T>(9, 11), sb = rnd<T>(6, 12), sc = rnd<T>(6, 13);
-  for (bool upper : {false, true}) {
-    std::vector<T> tsa = to<T>(sa), tsb = to<T>(sb), tsc = to<T>(sc);
-    Api<T>::symm("L", upper ? "U" : "L", &ns, &nn, &alpha, tsa.data(), &ns, tsb.data(), &ns, &beta, tsc.data(), &ns);
-    expect_close(tsc, naive_gemm(false, false, ns, nn, ns, alpha, symmetric(sa, 3, upper), 3, sb, 3, beta, sc, 3),
+  for (char uplo : {'l', 'u'}) {
+    V ts(s.begin(), s.end()), tc(c.begin(), c.begin() + 6);
+    const char u[2] = {char(uplo & ~0x20), 0};
+    Api<T>::symm("L", u, &n, &two, &alpha, ts.data(), &n, tb.data(), &n, &beta, tc.data(), &n);
+    expect_close(tc, gemm(false, false, n, 2, n, alpha, seen(s, n, uplo), n, b, n, beta, M(c.begin(), c.begin() + 6), n),
                  Api<T>::tol);
   }
 }
 
+// trmm from either triangle, plain and transposed; packed: side L, and side R with B (n x m, ld n)
+// := alpha B op(A).
 TYPED_TEST(Blas, TriangularMultiplies) {
   using T = TypeParam;
   int m = 4, n = 3;
   const T alpha = 0.5;
   const M a = rnd<T>(16, 14), b = rnd<T>(12, 15), br = rnd<T>(12, 16);
-  const std::vector<T> tpa = to<T>(a);
-  for (bool upper : {true, false}) {
-    const M t = triangle(a, m, upper);
-    const char *uplo = upper ? "U" : "L";
-    for (bool trans : {false, true}) {
-      const M ref = naive_gemm(trans, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m);
+  const std::vector<T> tpa(a.begin(), a.end());
+  for (char uplo : {'U', 'L'}) {
+    const M t = seen(a, m, uplo);
+    const char u[2] = {uplo, 0};
+    for (bool trans : {false, true})
       for (auto fn : Api<T>::trmm) {
-        std::vector<T> tb = to<T>(b);
-        fn("L", uplo, trans ? "T" : "N", "N", &m, &n, &alpha, tpa.data(), &m, tb.data(), &m);
-        expect_close(tb, ref, Api<T>::tol);
+        std::vector<T> tb(b.begin(), b.end());
+        fn("L", u, trans ? "T" : "N", "N", &m, &n, &alpha, tpa.data(), &m, tb.data(), &m);
+        expect_close(tb, gemm(trans, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m), Api<T>::tol);
       }
-    }
-    // packed: side L, and side R with B (n x m, ld n) := alpha B op(A)
-    std::vector<T> packed;
+    std::vector<T> packed, tb(b.begin(), b.end()), tbr(br.begin(), br.end());
     for (int j = 0; j < m; ++j)
-      for (int i = 0; i < m; ++i)
-        if ((upper && i <= j) || (!upper && i >= j)) packed.push_back(static_cast<T>(a[i + j * m]));
-    std::vector<T> tb = to<T>(b), tbr = to<T>(br);
-    Api<T>::ptrmm("L", uplo, "N", "N", &m, &n, &alpha, packed.data(), tb.data(), &m);
-    expect_close(tb, naive_gemm(false, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m), Api<T>::tol);
-    Api<T>::ptrmm("R", uplo, "T", "N", &n, &m, &alpha, packed.data(), tbr.data(), &n);
-    expect_close(tbr, naive_gemm(false, true, n, m, m, alpha, br, n, t, m, 0, M(12, 0), n), Api<T>::tol);
+      for (int i = uplo == 'U' ? 0 : j; i < (uplo == 'U' ? j + 1 : m); ++i) packed.push_back(T(a[i + j * m]));
+    Api<T>::ptrmm("L", u, "N", "N", &m, &n, &alpha, packed.data(), tb.data(), &m);
+    expect_close(tb, gemm(false, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m), Api<T>::tol);
+    Api<T>::ptrmm("R", u, "T", "N", &n, &m, &alpha, packed.data(), tbr.data(), &n);
+    expect_close(tbr, gemm(false, true, n, m, m, alpha, br, n, t, m, 0, M(12, 0), n), Api<T>::tol);
   }
 }
 
+// An SPD matrix G G^T + 4 I: its Cholesky factor from either triangle, the inverse from it, the
+// inverse of a triangle, and its eigenpairs (A v = lambda v; the packed driver gives the values).
 TYPED_TEST(Blas, CholeskyInverseTriangularInverseEigen) {
   using T = TypeParam;
+  using V = std::vector<T>;
   const double tol = Api<T>::tol;
-  int n = 4, info = -1;
-  const M id = triangle(M(16, 0), n, true, true);
-  // SPD matrix: G G^T + 4 I
-  const M g = rnd<T>(16, 17);
-  M spd = naive_gemm(false, true, n, n, n, 1, g, n, g, n, 0, M(16, 0), n);
-  for (int i = 0; i < n; ++i) spd[i + i * n] += 4;
-  for (auto &v : spd) v = static_cast<T>(v);
-  for (bool upper : {false, true}) {
-    const char *uplo = upper ? "U" : "L";
-    std::vector<T> l = to<T>(spd);
-    Api<T>::potrf(uplo, &n, l.data(), &n, &info);
+  int n = 4, info = -1, lwork = 64, liwork = 64;
+  const M g = rnd<T>(16, 17), id = seen(M(16), n, 'I');
+  M spd = gemm(false, true, n, n, n, 1, g, n, g, n, 0, M(16, 0), n);
+  for (int i = 0; i < 16; ++i) spd[i] = T(spd[i] + 4 * (i % 5 == 0));
+  for (char uplo : {'U', 'L'}) {
+    const char u[2] = {uplo, 0};
+    V l(spd.begin(), spd.end());
+    Api<T>::potrf(u, &n, l.data(), &n, &info);
     ASSERT_EQ(info, 0);
-    const M f = triangle(of(l), n, upper);
-    expect_close(naive_gemm(upper, !upper, n, n, n, 1, f, n, f, n, 0, M(16, 0), n), spd, tol);
-    Api<T>::potri(uplo, &n, l.data(), &n, &info);  // the inverse, one triangle
+    const M f = seen(M(l.begin(), l.end()), n, uplo);
+    expect_close(gemm(uplo == 'U', uplo == 'L', n, n, n, 1, f, n, f, n, 0, M(16, 0), n), spd, tol);
+    Api<T>::potri(u, &n, l.data(), &n, &info);  // the inverse, one triangle
     ASSERT_EQ(info, 0);
-    expect_close(naive_gemm(false, false, n, n, n, 1, spd, n, symmetric(of(l), n, upper), n, 0, M(16, 0), n), id, tol);
+    expect_close(gemm(false, false, n, n, n, 1, spd, n, seen(M(l.begin(), l.end()), n, uplo | 0x20), n, 0, M(16, 0), n), id, tol);
   }
-  const M u = triangle(spd, n, true);
-  std::vector<T> ui = to<T>(u);
+  const M up = seen(spd, n, 'U');
+  V ui(up.begin(), up.end()), e(spd.begin(), spd.end()), w(n), work(64), w2(n), z(16), ap;
   Api<T>::trtri("U", "N", &n, ui.data(), &n, &info);
   ASSERT_EQ(info, 0);
-  expect_close(naive_gemm(false, false, n, n, n, 1, u, n, triangle(of(ui), n, true), n, 0, M(16, 0), n), id, tol);
-
-  // Eigenpairs: A v = lambda v; the packed driver gives the same values.
-  std::vector<T> e = to<T>(spd), w(n), work(64);
-  int lwork = 64;
+  expect_close(gemm(false, false, n, n, n, 1, up, n, seen(M(ui.begin(), ui.end()), n, 'U'), n, 0, M(16, 0), n), id, tol);
   Api<T>::syev("V", "U", &n, e.data(), &n, w.data(), work.data(), &lwork, &info);
   ASSERT_EQ(info, 0);
-  const M av = naive_gemm(false, false, n, n, n, 1, spd, n, of(e), n, 0, M(16, 0), n);
+  const M av = gemm(false, false, n, n, n, 1, spd, n, M(e.begin(), e.end()), n, 0, M(16, 0), n);
+  for (int i = 0; i < 16; ++i) EXPECT_NEAR(av[i], w[i / n] * e[i], 10 * tol);
   for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) EXPECT_NEAR(av[i + j * n], w[j] * e[i + j * n], 10 * tol);
-  std::vector<T> ap, w2(n), z(16), work2(64);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i <= j; ++i) ap.push_back(static_cast<T>(spd[i + j * n]));
+    for (int i = 0; i <= j; ++i) ap.push_back(T(spd[i + j * n]));
   std::vector<int> iwork(64);
-  int liwork = 64;
-  Api<T>::spevd("N", "U", &n, ap.data(), w2.data(), z.data(), &n, work2.data(), &lwork, iwork.data(), &liwork, &info);
+  Api<T>::spevd("N", "U", &n, ap.data(), w2.data(), z.data(), &n, work.data(), &lwork, iwork.data(), &liwork, &info);
   ASSERT_EQ(info, 0);
-  expect_close(w2, of(w), 10 * tol);
+  expect_close(w2, M(w.begin(), w.end()), 10 * tol);
 }
 }  // namespace

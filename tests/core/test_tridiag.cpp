@@ -11,7 +11,7 @@
 
 namespace {
 template <class T>
-struct Tridiag;
+struct Tridiag;  // the solvers of one precision and their tolerance
 template <>
 struct Tridiag<double> {
   static constexpr auto factor = ddttrfb_4dfl, solve = ddttrsb_4dfl, both = ddtsvb_4dfl;
@@ -29,10 +29,9 @@ std::vector<long double> dense_solve(const std::array<std::vector<T>, 3> &s, con
   const int n = int(s[1].size());
   std::vector<std::vector<long double>> a(n, std::vector<long double>(n + 1, 0));
   for (int i = 0; i < n; ++i) {
-    a[i][i] = s[1][i];
+    a[i][i] = s[1][i], a[i][n] = b[i];
     if (i > 0) (transpose ? a[i - 1][i] : a[i][i - 1]) = s[0][i - 1];
     if (i + 1 < n) (transpose ? a[i + 1][i] : a[i][i + 1]) = s[2][i];
-    a[i][n] = b[i];
   }
   for (int c = 0; c < n; ++c) {
     int p = c;

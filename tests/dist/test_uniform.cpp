@@ -13,16 +13,19 @@ const BrngEntry &RowOf(int id) {
   return __rnxGetBrngBaseOffset(id, &row, &sub)[row];
 }
 
-TEST(Uniform, RealIsTheGeneratorRow) {
+TEST(Uniform, RealIsTheGeneratorRowAndIntegersItsFloor) {
   Stream s(RNX_BRNG_MRG32K3A, {11}), copy(s);
-  std::vector<double> r(3000), ref(3000);
+  std::vector<double> r(3000), ref(3000), wide(3000);
   std::vector<float> rs(3000), refs(3000);
-  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, s, 3000, r.data(), -2.0, 3.0), 0);
-  ASSERT_EQ(_rnxsRngUniform(UniformMethodStd, s, 3000, rs.data(), -2.0f, 3.0f), 0);
+  std::vector<int> ri(3000);
+  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, s, 3000, r.data(), -2.0, 3.0) | _rnxsRngUniform(UniformMethodStd, s, 3000, rs.data(), -2.0f, 3.0f) |
+                _rnxiRngUniform(UniformMethodStd, s, 3000, ri.data(), INT_MIN, INT_MAX), 0);
   RowOf(RNX_BRNG_MRG32K3A).dGen(copy, 3000, ref.data(), -2.0, 3.0);
   RowOf(RNX_BRNG_MRG32K3A).sGen(copy, 3000, refs.data(), -2.0f, 3.0f);
-  EXPECT_EQ(r, ref);
-  EXPECT_EQ(rs, refs);
+  RowOf(RNX_BRNG_MRG32K3A).dGen(copy, 3000, wide.data(), INT_MIN, INT_MAX);
+  EXPECT_TRUE(r == ref && rs == refs);
+  for (int i = 0; i < 3000; ++i) ASSERT_EQ(ri[i], static_cast<int>(std::floor(wide[i]))) << i;
+  EXPECT_TRUE(*std::min_element(ri.begin(), ri.end()) < -1900000000 && *std::max_element(ri.begin(), ri.end()) > 1900000000);
 }
 
 // Generator values outside [a, b] (a script of 1.5 and -0.5) are clamped only when asked.
@@ -36,20 +39,10 @@ TEST(Uniform, AccurateFlagClampsToTheClosedInterval) {
   EXPECT_TRUE(r[0] == 2.5 && r[1] == 0.5 && f[0] == 2.5f && f[1] == 0.5f);
 }
 
-TEST(Uniform, IntegerFloorsDoubleUniformsOverTheWidestRange) {
-  Stream s(RNX_BRNG_MRG32K3A, {3}), copy(s);
-  std::vector<int> r(2500);
-  std::vector<double> u(2500);
-  ASSERT_EQ(_rnxiRngUniform(UniformMethodStd, s, 2500, r.data(), INT_MIN, INT_MAX), 0);
-  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, copy, 2500, u.data(), INT_MIN, INT_MAX), 0);
-  for (int i = 0; i < 2500; ++i) ASSERT_EQ(r[i], static_cast<int>(std::floor(u[i]))) << i;
-  EXPECT_LT(*std::min_element(r.begin(), r.end()), -1900000000);
-  EXPECT_GT(*std::max_element(r.begin(), r.end()), 1900000000);
-}
-
-// Raw words of the generator's own width (WH: four per number); MCG59 (its old id too) gives the
+// Raw words of the generator's own width (WH: four per number). MCG59 (its old id too) gives the
 // high 32 of its 59 bits, in blocks of 2048 words (4100 crosses two), two per 64-bit result, low
-// first, and the stream moves on by the words used.
+// first, and moves on by the words used. Other generators (10 is an old WH id, ScriptId() a user
+// row) refuse 32- and 64-bit words and draw nothing.
 TEST(UniformBits, WordsOfEachWidth) {
   for (int id : {int{RNX_BRNG_R250}, int{RNX_BRNG_WH}}) {
     Stream s(id), copy(s);
@@ -71,22 +64,18 @@ TEST(UniformBits, WordsOfEachWidth) {
   RowOf(RNX_BRNG_MCG59).iGen(s, 1, reinterpret_cast<uint32_t *>(&a));
   RowOf(RNX_BRNG_MCG59).iGen(c2, 1, reinterpret_cast<uint32_t *>(&b));
   EXPECT_TRUE(a == raw[n] && b == raw[n]);
-}
 
-TEST(UniformBits, NarrowGeneratorsRefuseAndDrawNothing) {
-  // 10 is an old WH id; ScriptId() a user row, all of whose uniforms are 0.25.
-  g_script = Script{};
+  g_script = Script{};  // every uniform 0.25
   for (int id : {int{RNX_BRNG_MCG31}, int{RNX_BRNG_R250}, int{RNX_BRNG_MRG32K3A}, int{RNX_BRNG_WH}, 10, ScriptId()}) {
     Stream s(id), copy(s);
     uint32_t r[4] = {1, 2, 3, 4};
     uint64_t r64[2] = {5, 6};
     EXPECT_EQ(_rnxiRngUniformBits32(UniformBits32MethodStd, s, 4, r), RNX_STATUS_NO_BITS) << id;
     EXPECT_EQ(_rnxiRngUniformBits64(UniformBits64MethodStd, s, 2, r64), RNX_STATUS_NO_BITS) << id;
-    EXPECT_TRUE(r[0] == 1 && r[3] == 4 && r64[0] == 5 && r64[1] == 6) << id;
     double x, y;
     RowOf(id).dGen(s, 1, &x, 0.0, 1.0);
     RowOf(id).dGen(copy, 1, &y, 0.0, 1.0);
-    EXPECT_EQ(x, y) << id;
+    EXPECT_TRUE(r[0] == 1 && r[3] == 4 && r64[0] == 5 && r64[1] == 6 && x == y) << id;
   }
 }
 

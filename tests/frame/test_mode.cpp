@@ -3,15 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
+#include <thread>
 
 #include "frame/thread_state.hpp"
-#include "frame_test_util.hpp"
 #include "zyn/vex.h"
 
 using zyn::frame::kModeVariable;
 
 namespace {
+void InFreshThread(const std::function<void()> &fn) { std::thread(fn).join(); }  // a fresh thread state
+
 // The mode word a new thread gets with ZYN_VEX_MODE set to `value` (unset for null).
 unsigned ModeInFreshThread(const char *value) {
   if (value != nullptr) setenv(kModeVariable, value, 1);
@@ -40,7 +43,7 @@ TEST(ModeEnvironment, TokensFillingAndMalformedLists) {
       {"VEX_EP,VEX_ERRMODE_IGNORE", 0x103}, {"VEX_ERRMODE_NOERR", 0x2002},
       {"VEX_DEFAULT_PRECISION", 0x1a02}, {"VEX_LA,VEX_TRAP_INVALID,VEX_TRAP_UNDERFLOW", 0x9001a01},
       {"VEX_FLOAT_CONSISTENT", 0x1a12}, {"VEX_DOUBLE_CONSISTEN", 0x1a22},
-      {"VEX_ERRMODE_DEFAULT,VEX_ERRMODE_STDERR", 0x1e02}, {cut_at_token.c_str(), 0x1a33},
+      {"VEX_ERRMODE_DEFAULT,VEX_ERRMODE_STDERR", 0x1e02}, {"VEX_RESTORE", 0x1a32}, {cut_at_token.c_str(), 0x1a33},
       // Malformed lists give the default.
       {"VEX_EP,", 0x1a02},                // NUL after the comma
       {"VEX_LA,VEX_XX", 0x1a02},          // good first token lost
@@ -48,17 +51,6 @@ TEST(ModeEnvironment, TokensFillingAndMalformedLists) {
       {"VEX_EPX", 0x1a02}, {"vex_EP", 0x1a02}, {"VEX_EP, VEX_LA", 0x1a02}, {"VEX_EP,,VEX_LA", 0x1a02},
       {cut_in_token.c_str(), 0x1a02}, {one_short.c_str(), 0x1a02}, {one_short.substr(0, 255).c_str(), 0x1a02}};
   for (auto [value, mode] : cases) EXPECT_EQ(ModeInFreshThread(value), mode) << (value ? value : "unset");
-}
-
-TEST(ModeEnvironment, RestoreCannotBeRemoved) {
-  setenv(kModeVariable, "VEX_RESTORE", 1);
-  InFreshThread([] {
-    EXPECT_EQ(_vexSetMode(0x101), 0x1a32u);
-    EXPECT_EQ(_vexGetMode(), 0x131u);
-    _vexSetMode(0x0f);
-    EXPECT_EQ(_vexGetMode() & ModeConsistency, 0x30u);
-  });
-  unsetenv(kModeVariable);
 }
 
 // Read once per thread, and not inherited from the parent thread's word.
@@ -75,20 +67,22 @@ TEST(ModeEnvironment, EachThreadReadsItAgain) {
   unsetenv(kModeVariable);
 }
 
+// Under VEX_RESTORE, whose consistency field SetMode can neither set nor remove.
 TEST(SetMode, MergesByField) {
-  unsetenv(kModeVariable);
+  setenv(kModeVariable, "VEX_RESTORE", 1);
   InFreshThread([] {
-    EXPECT_EQ(_vexSetMode(0x10), 0x1a02u);  // consistency is never set
-    EXPECT_EQ(_vexSetMode(0), 0x1a02u);
-    EXPECT_EQ(_vexSetMode(0x103), 0x1a02u);
-    EXPECT_EQ(zyn_vex_kernel_SetMode(0xf0000007u), 0x103u);  // bits outside the fields drop
-    EXPECT_EQ(_vexGetMode(), 0x107u);                         // an unchecked level stays
+    EXPECT_EQ(_vexSetMode(0x10), 0x1a32u);
+    EXPECT_EQ(_vexSetMode(0), 0x1a32u);
+    EXPECT_EQ(_vexSetMode(0x103), 0x1a32u);
+    EXPECT_EQ(zyn_vex_kernel_SetMode(0xf0000007u), 0x133u);  // bits outside the fields drop
+    EXPECT_EQ(_vexGetMode(), 0x137u);                         // an unchecked level stays
     unsigned saved = _vexSetMode(MODE_DENORMALS_FLUSH | VEX_TRAP_OVERFLOW);
-    EXPECT_EQ(_vexGetMode(), 0x107u | MODE_DENORMALS_FLUSH | VEX_TRAP_OVERFLOW);
+    EXPECT_EQ(_vexGetMode(), 0x137u | MODE_DENORMALS_FLUSH | VEX_TRAP_OVERFLOW);
     _vexSetMode(MODE_DENORMALS_KEEP);
     _vexSetMode(saved);  // restoring: fields that were 0 keep what was set in between
-    EXPECT_EQ(_vexGetMode(), 0x107u | MODE_DENORMALS_KEEP | VEX_TRAP_OVERFLOW);
+    EXPECT_EQ(_vexGetMode(), 0x137u | MODE_DENORMALS_KEEP | VEX_TRAP_OVERFLOW);
   });
+  unsetenv(kModeVariable);
 }
 
 int CallbackA(ErrorContext *) { return 0; }
@@ -117,35 +111,25 @@ TEST(ErrorCallBack, SetsAndClearsTheBit) {
   });
 }
 
-TEST(Status, ServicesReturnTheOldValue) {
+// The status and input-vector services (values unchecked), per thread; the level index from the
+// mode without range check, bringing the word into being.
+TEST(Status, ServicesAndLevelIndex) {
   InFreshThread([] {
-    EXPECT_EQ(_vexGetErrStatus(), STATUS_OK);
-    EXPECT_EQ(_vexSetErrStatus(77), STATUS_OK);  // unchecked
-    EXPECT_EQ(zyn_vex_kernel_GetErrStatus(), 77);
-    EXPECT_EQ(_vexSetErrStatus(STATUS_BAD_CALL), 77);
-    EXPECT_EQ(_vexClearErrStatus(), STATUS_BAD_CALL);
-    EXPECT_EQ(_vexGetErrStatus(), STATUS_OK);
-    int x = 0;
-    EXPECT_EQ(_vexSetInterfInputVectorPointer(&x), &x);
-    EXPECT_EQ(zyn::frame::GetThreadState()->inputVector, &x);
-    _vexSetErrStatus(5);
-    InFreshThread([] { EXPECT_EQ(_vexGetErrStatus(), STATUS_OK); });  // per thread
-  });
-}
-
-TEST(LevelIndex, FollowsTheModeWithoutRangeCheck) {
-  EXPECT_EQ(zyn_vex_kernel_GetTTableIndexM(12345, 0x1a03), 2);
-  EXPECT_EQ(zyn_vex_kernel_GetTTableIndexM(-1, 0), -1);
-  EXPECT_EQ(zyn_vex_kernel_GetTTableIndexM(0, 0xfffffff7u), 6);
-  unsetenv(kModeVariable);
-  InFreshThread([] {
-    EXPECT_EQ(zyn_vex_kernel_GetTTableIndex(), 1);  // brings the word into being
+    EXPECT_EQ(zyn_vex_kernel_GetTTableIndex(), 1);
     EXPECT_EQ(zyn::frame::GetThreadState()->mode, 0x1a02u);
     _vexSetMode(VEX_EP);
     EXPECT_EQ(zyn_vex_kernel_GetTTableIndex(), 2);
-    _vexSetMode(VEX_LA);
-    EXPECT_EQ(zyn_vex_kernel_GetTTableIndex(), 0);
+    EXPECT_EQ(_vexSetErrStatus(77), STATUS_OK);
+    EXPECT_EQ(zyn_vex_kernel_GetErrStatus(), 77);
+    EXPECT_EQ(_vexClearErrStatus(), 77);
+    EXPECT_EQ(_vexGetErrStatus(), STATUS_OK);
+    int x = 0;
+    EXPECT_TRUE(_vexSetInterfInputVectorPointer(&x) == &x && zyn::frame::GetThreadState()->inputVector == &x);
+    _vexSetErrStatus(5);
+    InFreshThread([] { EXPECT_EQ(_vexGetErrStatus(), STATUS_OK); });
   });
+  EXPECT_TRUE(zyn_vex_kernel_GetTTableIndexM(12345, 0x1a03) == 2 && zyn_vex_kernel_GetTTableIndexM(-1, 0) == -1 &&
+              zyn_vex_kernel_GetTTableIndexM(0, 0xfffffff7u) == 6);
 }
 
 TEST(ThreadState, RecordsGoAtThreadExit) {

@@ -20,27 +20,34 @@ inline void linear(Gen &g, double c) {
   g.s = [c](const uint32_t *w, float a, float b) { return float(double(w[0]) * ((double(b) - double(a)) * c) + double(a)); };
 }
 
-// x(n+1) = a x(n) mod m of one or two words; a seed of 0 becomes 1.
-inline Gen mcg(bool wide, std::vector<uint32_t> seed) {
-  Gen g{wide ? "MCG59" : "MCG31M1", wide ? RNX_BRNG_MCG59 : RNX_BRNG_MCG31, seed, wide ? 2 : 1, wide ? 0 : 1};
-  g.raw = [=](int count, const Count &skip) {
-    uint64_t x = seed.empty() ? 1 : wide ? (seed[0] + (seed.size() > 1 ? uint64_t{seed[1]} << 32 : 0)) % k2p59 : seed[0] % kM31;
-    const u128 m = wide ? k2p59 : kM31, a = wide ? kA59 : kA31;
-    x = static_cast<uint64_t>((x == 0 ? 1 : x) * u128{pow_mod(uint64_t(a), skip, m)} % m);
+// Components x_i(n+1) = a_i x_i(n) mod m_i side by side: each output is the words of each x_i in
+// turn (two for a modulus above 2^32).
+inline auto congruential(std::vector<u128> m, std::vector<u128> a, std::vector<uint64_t> x0) {
+  return [=](int count, const Count &skip) {
+    std::vector<uint64_t> x = x0;
     std::vector<uint32_t> r;
-    for (int i = 0; i < count; ++i, x = static_cast<uint64_t>(x * a % m)) {
-      r.push_back(static_cast<uint32_t>(x));
-      if (wide) r.push_back(static_cast<uint32_t>(x >> 32));
-    }
+    for (size_t i = 0; i < x.size(); ++i) x[i] = uint64_t(x[i] * u128{pow_mod(uint64_t(a[i]), skip, m[i])} % m[i]);
+    for (int n = 0; n < count; ++n)
+      for (size_t i = 0; i < x.size(); x[i] = uint64_t(x[i] * a[i] % m[i]), ++i) {
+        r.push_back(uint32_t(x[i]));
+        if (m[i] > u128{1} << 32) r.push_back(uint32_t(x[i] >> 32));
+      }
     return r;
   };
+}
+
+// MCG31M1 and MCG59; a seed of 0 becomes 1.
+inline Gen mcg(bool wide, std::vector<uint32_t> seed) {
+  Gen g{wide ? "MCG59" : "MCG31M1", wide ? RNX_BRNG_MCG59 : RNX_BRNG_MCG31, seed, wide ? 2 : 1, wide ? 0 : 1};
+  uint64_t x = seed.empty() ? 1 : wide ? (seed[0] + (seed.size() > 1 ? uint64_t{seed[1]} << 32 : 0)) % k2p59 : seed[0] % kM31;
+  g.raw = congruential({wide ? k2p59 : kM31}, {wide ? kA59 : kA31}, {x == 0 ? 1 : x});
   if (!wide) {
     linear(g, std::bit_cast<double>(uint64_t{0x3E00000000200000}));
     return g;
   }
-  auto x = [](const uint32_t *w) { return w[0] | uint64_t{w[1]} << 32; };
-  g.d = [x](const uint32_t *w, double a, double b) { return double(x(w)) * ((b - a) * 0x1p-59) + a; };
-  g.s = [x](const uint32_t *w, float a, float b) { return float(x(w)) * ((b - a) * 0x1p-59f) + a; };
+  auto x59 = [](const uint32_t *w) { return w[0] | uint64_t{w[1]} << 32; };
+  g.d = [x59](const uint32_t *w, double a, double b) { return double(x59(w)) * ((b - a) * 0x1p-59) + a; };
+  g.s = [x59](const uint32_t *w, float a, float b) { return float(x59(w)) * ((b - a) * 0x1p-59f) + a; };
   return g;
 }
 
@@ -62,20 +69,18 @@ inline Gen r250(std::vector<uint32_t> seed) {
 // MRG32K3A: the state after e steps by powers of the two 3 x 3 companion matrices (v oldest
 // first), then the recurrences step by step.
 inline std::vector<int64_t> mrg_skip(std::vector<int64_t> v, const Count &e) {
-  const u128 m[2] = {kM1, kM2};
-  const u128 a[2][9] = {{0, 1, 0, 0, 0, 1, u128(kM1 - 810728), 1403580, 0}, {0, 1, 0, 0, 0, 1, u128(kM2 - 1370589), 0, 527612}};
+  const u128 m[2] = {kM1, kM2}, a[2][9] = {{0, 1, 0, 0, 0, 1, u128(kM1 - 810728), 1403580, 0}, {0, 1, 0, 0, 0, 1, u128(kM2 - 1370589), 0, 527612}};
   for (int c = 0; c < 2; ++c) {
-    u128 p[9], t[9];
-    std::copy(a[c], a[c] + 9, p);
-    auto mul = [&](const u128 *x, const u128 *y) {
-      for (int i = 0; i < 9; ++i) t[i] = (x[i / 3 * 3] * y[i % 3] + x[i / 3 * 3 + 1] * y[3 + i % 3] + x[i / 3 * 3 + 2] * y[6 + i % 3]) % m[c];
+    auto mul = [&](const u128 *x, const u128 *y, int cols) {  // x (3 x 3) y (3 x cols), mod m[c]
+      std::vector<u128> t(3 * cols);
+      for (int i = 0; i < 3 * cols; ++i) t[i] = (x[i / cols * 3] * y[i % cols] + x[i / cols * 3 + 1] * y[cols + i % cols] + x[i / cols * 3 + 2] * y[2 * cols + i % cols]) % m[c];
+      return t;
     };
+    std::vector<u128> p(a[c], a[c] + 9), x(v.begin() + 3 * c, v.begin() + 3 * c + 3);
     for (uint64_t w : e)
-      for (int b = 0; b < 64; ++b, w >>= 1, mul(p, p), std::copy(t, t + 9, p))
-        if (w & 1) {
-          const u128 x[3] = {u128(v[3 * c]), u128(v[3 * c + 1]), u128(v[3 * c + 2])};
-          for (int i = 0; i < 3; ++i) v[3 * c + i] = int64_t((p[3 * i] * x[0] + p[3 * i + 1] * x[1] + p[3 * i + 2] * x[2]) % m[c]);
-        }
+      for (int b = 0; b < 64; ++b, w >>= 1, p = mul(p.data(), p.data(), 3))
+        if (w & 1) x = mul(p.data(), x.data(), 1);
+    std::copy(x.begin(), x.end(), v.begin() + 3 * c);
   }
   return v;
 }
@@ -101,26 +106,18 @@ inline Gen mrg(std::vector<uint32_t> seed) {
   return g;
 }
 
-// WH sub-stream `sub`: four congruential components; the uniform is the fraction of the sum of
-// x_i / m_i, with the divisions done by the table's reciprocals.
+// WH sub-stream `sub`: four congruential components, each seed word reduced by its modulus (0
+// becomes 1); the uniform is the fraction of the sum of x_i / m_i by the table's reciprocals.
 inline Gen wh(int sub, std::vector<uint32_t> seed, int id = -1, int count = INT_MIN) {
   Gen g{"WH" + std::to_string(sub), id >= 0 ? id : RNX_BRNG_WH + sub, seed, 4};
   g.count = count;
-  g.raw = [sub, seed](int n, const Count &skip) {
-    uint64_t x[4];
-    for (int i = 0; i < 4; ++i) {
-      const uint32_t m = kWhModuli[sub][i];
-      x[i] = i < int(seed.size()) ? seed[i] % m : 1;
-      x[i] = (x[i] == 0 ? 1 : x[i]) * pow_mod(kWhMultipliers[sub][i], skip, m) % m;
-    }
-    std::vector<uint32_t> r;
-    for (int k = 0; k < n; ++k)
-      for (int i = 0; i < 4; ++i) {
-        r.push_back(static_cast<uint32_t>(x[i]));
-        x[i] = x[i] * kWhMultipliers[sub][i] % kWhModuli[sub][i];
-      }
-    return r;
-  };
+  std::vector<u128> m, a;
+  std::vector<uint64_t> x;
+  for (int i = 0; i < 4; ++i) {
+    m.push_back(kWhModuli[sub][i]), a.push_back(kWhMultipliers[sub][i]);
+    x.push_back(i < int(seed.size()) && seed[i] % kWhModuli[sub][i] != 0 ? seed[i] % kWhModuli[sub][i] : 1);
+  }
+  g.raw = congruential(m, a, x);
   auto frac = [sub](const uint32_t *w) {
     const double *r = kWhReciprocals[sub];
     const double v = ((double(w[0]) * r[0] + double(w[1]) * r[1]) + double(w[2]) * r[2]) + double(w[3]) * r[3];

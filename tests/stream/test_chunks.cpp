@@ -48,16 +48,13 @@ TEST(Chunks, ListOperations) {
 
 TEST(Chunks, CopiesReverseTheOrder) {
   Stream a, b, c;
-  __rnxAddChunk(a, 1, nullptr, block(32, 0x11), 32);
-  __rnxAddChunk(a, 2, nullptr, block(24, 0x22), 24);
-  __rnxAddChunk(a, 3, nullptr, nullptr, 0);
-  ASSERT_EQ(__rnxCopyChunks(b, a), 0);
-  ASSERT_EQ(__rnxCopyChunks(c, b), 0);
+  for (int id : {1, 2, 3}) __rnxAddChunk(a, id, nullptr, id < 3 ? block(8 * id, 0x11 * id) : nullptr, id < 3 ? 8 * id : 0);
+  ASSERT_EQ(__rnxCopyChunks(b, a) | __rnxCopyChunks(c, b), 0);
   EXPECT_EQ(ids(b), (std::vector<int>{1, 2, 3}));
   EXPECT_EQ(ids(c), (std::vector<int>{3, 2, 1}));
   for (int id : {1, 2}) {
     void *x = __rnxSearchChunk(a, id), *y = __rnxSearchChunk(c, id);
-    EXPECT_TRUE(y != nullptr && x != y && std::memcmp(x, y, id == 1 ? 32 : 24) == 0) << id;
+    EXPECT_TRUE(y != nullptr && x != y && std::memcmp(x, y, 8 * id) == 0) << id;
   }
   EXPECT_EQ(__rnxSearchChunk(c, 3), nullptr);
 }
@@ -90,6 +87,8 @@ TEST(SharedTable, CopiesShareOneBlock) {
   EXPECT_EQ(entry(id), nullptr);
 }
 
+// Lookups of absent and zero ids; references counted up and down to removal; a fresh id avoids
+// the ids present.
 TEST(SharedTable, LookupsAndReferences) {
   GlobRODataTableEntry *e = nullptr;
   const uint64_t zero[2] = {0, 0}, id[2] = {42, 43};
@@ -97,20 +96,17 @@ TEST(SharedTable, LookupsAndReferences) {
     EXPECT_EQ(__rnxFindGlobRODataTableEntry(&e, absent), RNX_STATUS_TABLE_NOT_FOUND);
   void *data = block(8, 9);
   ASSERT_EQ(__rnxCreateGlobRODataTableEntry(&e, id, data), 0);
-  EXPECT_EQ(e->refCount, 1);
   StreamChunk holder{};
   __rnxRegisterGlobRODataReference(&holder, id);
-  EXPECT_EQ(holder.data, data);
-  EXPECT_EQ(entry(id)->refCount, 2);
+  EXPECT_TRUE(holder.data == data && entry(id)->refCount == 2);
   __rnxUnregisterGlobRODataReference(id);
   EXPECT_EQ(entry(id)->refCount, 1);
   __rnxUnregisterGlobRODataReference(id);
   EXPECT_EQ(entry(id), nullptr);
-  __rnxRegisterGlobRODataReference(&holder, id);  // absent: nothing happens
   holder.data = nullptr;
-  __rnxRegisterGlobRODataReference(&holder, id);
+  __rnxRegisterGlobRODataReference(&holder, id);  // absent: nothing happens
   EXPECT_EQ(holder.data, nullptr);
-  uint64_t a[2], b[2];  // a fresh id avoids the ids present
+  uint64_t a[2], b[2];
   __rnxGenerateNewGlobalRODataTableEntryId(a, 5);
   ASSERT_EQ(__rnxCreateGlobRODataTableEntry(&e, a, block(8, 0)), 0);
   __rnxGenerateNewGlobalRODataTableEntryId(b, 5);

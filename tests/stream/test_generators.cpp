@@ -44,19 +44,6 @@ TEST(Generators, LeapfrogEqualsEveryNth) {
   for (const Gen &g : all_generators()) CheckLeapfrog(g);
 }
 
-TEST(ModularHelpers, Powers) {
-  for (uint32_t m : {2u, 3u, 16776971u, 0x7FFFFFFFu, 4294967087u, 0xFFFFFFFBu})
-    for (uint64_t e : {uint64_t{0}, uint64_t{1}, uint64_t{2}, uint64_t{12345}, ~uint64_t{0}})
-      for (uint32_t b : {0u, 1u, 2u, 112u, m - 1, 0xFFFFFFFFu})
-        EXPECT_EQ(__rnxiPowMod(b, e, m), e == 0 ? 1 : pow_mod(b, {e}, m)) << b << "^" << e << " mod " << m;
-  for (uint64_t e : {uint64_t{0}, uint64_t{1}, uint64_t{3}, uint64_t{1} << 40, ~uint64_t{0}})
-    for (uint32_t b : {1u, 2u, 0x7FFFFFFEu, 0x7FFFFFFFu, 0xFFFFFFFFu, 1132489760u}) {
-      EXPECT_EQ(__rnxiPowMod2P31M1(b, e), e == 0 ? 1 : pow_mod(b, {e}, kM31)) << b << "^" << e;
-      const uint64_t b59 = (uint64_t{b} << 27) | 0x5555;
-      EXPECT_EQ(__rnxiPowMod2P59(b59, e), pow_mod(b59, {e}, k2p59));
-    }
-}
-
 // Every row: distinct primes of the range, multipliers in range that generate the multiplicative
 // group of their moduli (a^((p-1)/q) != 1 for each prime q of p - 1), exact reciprocals; and the
 // published rows.
