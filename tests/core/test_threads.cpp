@@ -2,6 +2,7 @@
 // nested jobs, and two callers at once. The same checks run with the pool capped at one thread.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <mutex>
@@ -28,23 +29,17 @@ struct Tally {
     std::lock_guard<std::mutex> g(m);
     threads.insert(std::this_thread::get_id());
   }
-  bool once() const {
-    for (auto &h : hits)
-      if (h.load() != 1) return false;
-    return true;
-  }
+  bool once() const { return std::all_of(hits.begin(), hits.end(), [](auto &h) { return h.load() == 1; }); }
 };
 }  // namespace
 
-TEST(CoreThreads, LimitFollowsTheHardwareAndTheCap) {
+// The stream threader, the statistics table's for and run: each index once, on at most the limit
+// of threads (the hardware's, capped by ZYN_NUM_THREADS); with a limit of one, on the caller's
+// thread.
+TEST(CoreThreads, EveryChunkRunsExactlyOnce) {
   EXPECT_EQ(zyn_rnx_serv_threader_get_num_threads_limit(), expected_limit());
   EXPECT_EQ(zyn_serv_ss_threader.limit(), expected_limit());
   EXPECT_EQ(zyn_serv_df_threading.num_threads(), expected_limit());
-}
-
-// The stream threader, the statistics table's for and run: each index once, on at most the limit
-// of threads; with a limit of one, on the caller's thread.
-TEST(CoreThreads, EveryChunkRunsExactlyOnce) {
   for (int64_t n : {0, 1, 2, 3, 17, 1000, 5000}) {
     Tally t{size_t(n)}, s{size_t(n)};
     zyn_rnx_serv_threader_for(n, 0, &t, [](int64_t i, int, void *c) { static_cast<Tally *>(c)->hit(size_t(i)); });
@@ -65,16 +60,13 @@ TEST(CoreThreads, EveryChunkRunsExactlyOnce) {
   }
 }
 
-TEST(CoreThreads, NestedJobsRunSeriallyWithoutDeadlock) {
-  std::atomic<int> inner{0};
+// Two callers share the pool; a job started inside a job runs serially, without deadlock.
+TEST(CoreThreads, ConcurrentCallersAndNestedJobs) {
+  std::atomic<long> inner{0}, sum{0};
   zyn_serv_df_threading.run(4, 4, &inner, [](int, int, void *c) {
-    zyn_rnx_serv_threader_for(10, 0, c, [](int64_t, int, void *c) { static_cast<std::atomic<int> *>(c)->fetch_add(1); });
+    zyn_rnx_serv_threader_for(10, 0, c, [](int64_t, int, void *c) { static_cast<std::atomic<long> *>(c)->fetch_add(1); });
   });
   EXPECT_EQ(inner.load(), 40);
-}
-
-TEST(CoreThreads, ConcurrentCallersShareThePool) {
-  std::atomic<long> sum{0};
   auto job = [&] {
     for (int rep = 0; rep < 50; ++rep)
       zyn_rnx_serv_threader_for(100, 0, &sum, [](int64_t i, int, void *c) { static_cast<std::atomic<long> *>(c)->fetch_add(i); });

@@ -97,16 +97,13 @@ TYPED_TEST(Tridiagonal, MatchesDenseSolve) {
 }
 
 TEST(Tridiagonal, ZeroPivotSetsInfo) {
-  // [1 1 0; 1 1 1; 0 1 1]: the second pivot is 1 - 1*1 = 0.
-  int n = 3, nrhs = 1, ldb = 3, info = 0;
-  double dl[] = {1, 1}, d[] = {1, 1, 1}, du[] = {1, 1}, b[] = {1, 2, 3};
-  ddtsvb_4dfl(&n, &nrhs, dl, d, du, b, &ldb, &info);
-  EXPECT_EQ(info, 2);
+  // [1 1 0; 1 1 1; 0 1 1]: the second pivot is 1 - 1*1 = 0; then a zero first and a zero last pivot.
+  int n = 3, nrhs = 1, ldb = 3, info[3];
+  double dl[] = {1, 1}, d[] = {1, 1, 1}, du[] = {1, 1}, b[] = {1, 2, 3}, zl[] = {0, 0}, zd[] = {1, 1, 0}, zu[] = {0, 0};
   float fdl[] = {1, 1}, fd[] = {0, 1, 1}, fdu[] = {1, 1};
-  sdttrfb_4dfl(&n, fdl, fd, fdu, &info);
-  EXPECT_EQ(info, 1);
-  double zl[] = {0, 0}, zd[] = {1, 1, 0}, zu[] = {0, 0};
-  ddttrfb_4dfl(&n, zl, zd, zu, &info);
-  EXPECT_EQ(info, 3) << "a zero last pivot";
+  ddtsvb_4dfl(&n, &nrhs, dl, d, du, b, &ldb, &info[0]);
+  sdttrfb_4dfl(&n, fdl, fd, fdu, &info[1]);
+  ddttrfb_4dfl(&n, zl, zd, zu, &info[2]);
+  EXPECT_TRUE(info[0] == 2 && info[1] == 1 && info[2] == 3) << info[0] << info[1] << info[2];
 }
 }  // namespace

@@ -90,10 +90,7 @@ struct FpState {
   bool operator==(const FpState &) const = default;
 };
 
-inline int UserCallback(ErrorContext *) {
-  ADD_FAILURE() << "a sampler's error reached the caller's callback";
-  return 0;
-}
+inline int UserCallback(ErrorContext *) { return ADD_FAILURE() << "a sampler's error reached the caller's callback", 0; }
 
 using Params = std::vector<double>;
 using Draw = std::function<int(StreamState *, int n, double *r, const Params &)>;
@@ -122,8 +119,8 @@ Draw Entry(int (*entry)(int, StreamState *, int, R *, P, P), int method) {
 }
 
 // 20000 results in calls of odd sizes; KS for continuous rows; chi-square over cells of the
-// distribution function (tails included) or, for discrete rows, over values, merging cells to an
-// expected count of at least 5.
+// distribution function (tails included) or, for discrete rows, over values (a sampler with rare
+// values merges their cells to an expected count of at least 5).
 inline void CheckFit(const Sampler &row, int id) {
   Stream s(id, {17, 18, 19, 20, 21, 22});
   std::vector<double> x;
@@ -137,11 +134,9 @@ inline void CheckFit(const Sampler &row, int id) {
   const double n = double(x.size());
   std::vector<double> observed, expected, cells = {0, 1e-3, 1e-2, 0.1, 0.5, 0.9, 0.99, 0.999, 1};
   EXPECT_TRUE(row.discrete || KsPValue(x, cdf) > kAlpha) << row.name << " id " << id;
-  if (row.discrete) {
+  if (row.discrete) {  // one cell per value
     cells = {0};
-    for (double k = *std::min_element(x.begin(), x.end()); k < *std::max_element(x.begin(), x.end()); ++k)
-      if (n * (cdf(k) - cells.back()) >= 5) cells.push_back(cdf(k));
-    if (cells.size() > 1 && n * (1 - cells.back()) < 5) cells.pop_back();
+    for (double k = *std::min_element(x.begin(), x.end()); k < *std::max_element(x.begin(), x.end()); ++k) cells.push_back(cdf(k));
     cells.push_back(1);
   }
   observed.assign(cells.size() - 1, 0);
@@ -157,18 +152,17 @@ inline void CheckFit(const Sampler &row, int id) {
 // Calls of 7 then 1 (the second on a copy of the stream, with other parameters) give the numbers
 // of one call of 8; a sequence of sizes across blocks gives those of one long call.
 inline void CheckCarry(const Sampler &row) {
-  Stream s(RNX_BRNG_MRG32K3A, {3}), one(s), two(s);
+  Stream s(RNX_BRNG_MRG32K3A, {3}), one(s), two(s), pieces(RNX_BRNG_MCG59, {4}), whole(pieces);
   double r[8], ref1[8], ref2[8];
   ASSERT_EQ(row.draw(one, 8, ref1, row.p1) | row.draw(two, 8, ref2, row.p2) | row.draw(s, 7, r, row.p1), 0);
-  Stream copy(s);
-  ASSERT_EQ(row.draw(copy, 1, r + 7, row.p2), 0);
+  ASSERT_EQ(row.draw(Stream(s), 1, r + 7, row.p2), 0);
   for (int i = 0; i < 8; ++i) EXPECT_EQ(r[i], i < 7 ? ref1[i] : ref2[i]) << row.name << " " << i;
-  const int sizes[] = {1, 2047, 1025, 3, 1, 1, 2050, 511};
-  const int total = 5639;
-  Stream pieces(RNX_BRNG_MCG59, {4}), whole(pieces);
-  std::vector<double> a(total), b(total);
-  ASSERT_EQ(row.draw(whole, total, b.data(), row.p1), 0);
-  for (int at = 0, k = 0; at < total; at += sizes[k++]) ASSERT_EQ(row.draw(pieces, sizes[k], a.data() + at, row.p1), 0);
+  std::vector<double> a(5639), b(5639);
+  ASSERT_EQ(row.draw(whole, 5639, b.data(), row.p1), 0);
+  for (int at = 0; int n : {1, 2047, 1025, 3, 1, 1, 2050, 511}) {
+    ASSERT_EQ(row.draw(pieces, n, a.data() + at, row.p1), 0);
+    at += n;
+  }
   EXPECT_EQ(a, b) << row.name;
 }
 

@@ -1,6 +1,5 @@
 // The Gaussian family beyond the properties every sampler has: each method's numbers on known
-// uniforms, the frame's finite value for a uniform of 0, the pending half of
-// GaussianMethodBoxMuller2 beside the other methods, and the multivariate sampler against an
+// uniforms, the frame's finite value for a uniform of 0, and the multivariate sampler against an
 // independent product T z + a.
 #include "tests/dist/sampler_checks.hpp"
 
@@ -55,19 +54,6 @@ TYPED_TEST(GaussianOf, ValuesOnKnownUniforms) {
   const auto icdf = Drawn<T>(GaussianMethodIcdf, {0.0, 0.5}, {2});  // -1 and 0 on (-1, 1)
   EXPECT_EQ(icdf[0], T(-(dbl ? 5.8635847487551676 : 3.832507f)) * (T(3) * T(std::sqrt(2.0))) + T(0.5));
   EXPECT_EQ(icdf[1], T(0.5));
-}
-
-// The pending half stays in the stream while the other methods draw.
-TYPED_TEST(GaussianOf, BoxMuller2PendingHalfBesideOtherMethods) {
-  using T = TypeParam;
-  Stream s(RNX_BRNG_MRG32K3A, {8}), ref_stream(s);
-  T ref[8], r[8], c;
-  ASSERT_EQ(Gaussian<T>(GaussianMethodBoxMuller2, ref_stream, 8, ref, T(0), T(1)), 0);
-  ASSERT_EQ(Gaussian<T>(GaussianMethodBoxMuller2, s, 7, r, T(0), T(1)), 0);
-  ASSERT_NE(__rnxSearchChunk(s, std::is_same_v<T, double> ? RNX_CHUNK_DGAUSSIAN : RNX_CHUNK_SGAUSSIAN), nullptr);
-  ASSERT_EQ(Gaussian<T>(GaussianMethodBoxMuller, s, 3, r, T(0), T(1)) | Gaussian<T>(GaussianMethodIcdf, s, 3, r, T(0), T(1)), 0);
-  ASSERT_EQ(Gaussian<T>(GaussianMethodBoxMuller2, s, 1, &c, T(0), T(1)), 0);
-  EXPECT_EQ(c, ref[7]);
 }
 
 // Every vector is T z + a for the standard normals z the same stream gives, T lower triangular

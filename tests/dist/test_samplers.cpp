@@ -13,7 +13,6 @@ std::vector<Sampler> Samplers() {
   std::vector<Sampler> rows = {
       {"dUniform", Entry(_rnxdRngUniform, UniformMethodStd), {-2, 3}, {10, 11}, UniformCdf, false, 1, 0},
       {"sUniform", Entry(_rnxsRngUniform, UniformMethodStd), {-2, 3}, {10, 11}, UniformCdf, false, 1, 0},
-      {"dUniformAccurate", Entry(_rnxdRngUniform, UniformMethodStdAccurate), {-2, 3}, {10, 11}, UniformCdf, false, 1, 0},
       {"iUniform", Entry(_rnxiRngUniform, UniformMethodStd), {-3, 7}, {INT_MIN, INT_MAX},
        [](double x, const Params &p) { return UniformCdf(std::floor(x) + 1, p); }, true}};
 #ifdef ZYN_DIST_GAUSSIAN

@@ -12,12 +12,9 @@
 
 void *zyn_serv_allocate(size_t size, int) { return malloc(size == 0 ? 1 : size); }
 void zyn_serv_deallocate(void *block) { free(block); }
-void zyn_serv_lock(volatile int *word) {
-  while (reinterpret_cast<std::atomic<int> *>(const_cast<int *>(word))->exchange(1, std::memory_order_acquire)) {}
-}
-void zyn_serv_unlock(volatile int *word) {
-  reinterpret_cast<std::atomic<int> *>(const_cast<int *>(word))->store(0, std::memory_order_release);
-}
+static std::atomic<int> &as_atomic(volatile int *word) { return *reinterpret_cast<std::atomic<int> *>(const_cast<int *>(word)); }
+void zyn_serv_lock(volatile int *word) { while (as_atomic(word).exchange(1, std::memory_order_acquire)) {} }
+void zyn_serv_unlock(volatile int *word) { as_atomic(word).store(0, std::memory_order_release); }
 int zyn_serv_getenv(const char *, char *buffer, int size) { return size > 6 ? int(strlen(strcpy(buffer, "VEX_EP"))) : 0; }
 
 void zyn_serv_print(int destination, int number, int count, ...) {

@@ -21,11 +21,11 @@ namespace {
 
 void InFreshThread(const std::function<void()> &fn) { std::thread(fn).join(); }  // a fresh thread state
 
-// What the last callback saw; it sets both results to 42 and returns g_return.
+// What the last callback saw; it sets the results to 42 and 43 and returns g_return.
 ErrorContext g_seen;
 int g_calls = 0, g_return = 0;
 int Recorder(ErrorContext *c) {
-  g_seen = *c, ++g_calls, c->res1 = c->res2 = 42;
+  g_seen = *c, ++g_calls, c->res1 = 42, c->res2 = 43;
   return g_return;
 }
 
@@ -45,12 +45,12 @@ void Fresh(unsigned handling, int ret, F fn) {
 }  // namespace
 
 // Who hears of a report: the status record, the callback (whose nonzero return stops everything
-// else), errno by the status, and the write-back of the callback's results (none for -1, -2).
+// else), errno by the status, and the write-back of the callback's results (none for -1, -2; r2
+// before r1, so with one result vector res1 stands).
 TEST(Reporter, HandlingByModeAndStatus) {
   struct Case {
     unsigned handling;
-    int ret, status;
-    int calls, err, recorded;
+    int ret, status, calls, err, recorded;
     double y;
   };
   const int kUnset = -1;
@@ -73,10 +73,8 @@ TEST(Reporter, HandlingByModeAndStatus) {
       errno = kUnset;
       double a[2] = {1, -3}, y[2] = {0, 5};
       ReportErrorD(c.status, 1, a, a, y, y, "vdLn");
-      EXPECT_EQ(g_calls, c.calls) << c.handling << " " << c.status;
-      EXPECT_EQ(errno, c.err) << c.handling << " " << c.status;
-      EXPECT_EQ(_vexGetErrStatus(), c.recorded) << c.handling << " " << c.status;
-      EXPECT_EQ(y[1], c.y) << c.handling << " " << c.status;
+      EXPECT_TRUE(g_calls == c.calls && errno == c.err && _vexGetErrStatus() == c.recorded && y[1] == c.y)
+          << c.handling << " " << c.status << ": " << g_calls << " " << errno << " " << _vexGetErrStatus() << " " << y[1];
     });
 }
 
@@ -90,6 +88,7 @@ TEST(Reporter, CallbackSeesTheElement) {
     EXPECT_TRUE(g_seen.code == STATUS_DOMAIN && g_seen.index == 2 && g_seen.arg1 == -3 && g_seen.arg2 == 0.5);
     EXPECT_TRUE(std::isnan(g_seen.res1) && g_seen.res2 == 8 && g_seen.funcNameLen == 4);
     EXPECT_STREQ(g_seen.funcName, "vdLn");
+    EXPECT_TRUE(y[2] == 42 && z[2] == 43);
     const std::string name(50, 'n');
     ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, name.c_str());
     EXPECT_EQ(std::string(g_seen.funcName, g_seen.funcNameLen), name.substr(0, 47));
@@ -118,57 +117,29 @@ TEST(Reporter, CallbackSeesTheElement) {
   });
 }
 
-// r2 is written before r1 (the same vector: res1 wins); complex parts, single and double, in
-// the frame's and the public types.
-TEST(Reporter, WriteBackOrderAndComplexParts) {
-  Fresh(VEX_ERRMODE_CALLBACK, 0, [] {
-    _vexSetErrorCallBack([](ErrorContext *c) {
-      g_seen = *c;
-      c->res1 = 1, c->res2 = 2;
-      return 0;
-    });
-    double a[1] = {0}, y[1] = {0}, z[1] = {0};
-    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, z, "vdSinCos");
-    EXPECT_TRUE(y[0] == 1 && z[0] == 2);
-    ReportErrorD(STATUS_DOMAIN, 0, a, a, y, y, "vdLn");
-    EXPECT_EQ(y[0], 1.0);
-    Complex8 ca[2] = {{1, 2}, {3, 4}}, cb[2] = {{5, 6}, {7, 8}}, cy[2] = {{0, 0}, {9, 10}};
-    ReportErrorC(STATUS_OVERFLOW, 1, ca, cb, cy, cy, "vcMul");
-    EXPECT_TRUE(g_seen.arg1 == 3 && g_seen.arg1Im == 4 && g_seen.arg2 == 7 && g_seen.arg2Im == 8 && g_seen.res1Im == 10);
-    EXPECT_TRUE(cy[1].re == 1.0f && cy[1].im == 10.0f);  // imaginary part written back as read
-    Complex16 za[1] = {{-1, 0.5}}, zy[1] = {{0, 0}};
-    ReportErrorZ(STATUS_UNDERFLOW, 0, za, za, zy, zy, "vzExp");
-    EXPECT_TRUE(g_seen.arg1Im == 0.5 && zy[0].re == 1.0);
-    ZynComplex8 pa[1] = {{0.5f, 0.25f}}, py[1] = {{0, -3}};
-    ReportErrorC(STATUS_DOMAIN, 0, pa, pa, py, py, "vcLn");
-    EXPECT_TRUE(g_seen.arg1Im == 0.25 && py[0].re == 1.0f && py[0].im == -3.0f);
-  });
-}
-
 // Printing: the message of the status, then the values with one or two inputs and results (a
 // second one of 0.0 counts as absent); the printed index is the whole vector's.
 TEST(Reporter, PrintsByMessageNumber) {
   double a[2] = {0.5, 0.5}, b[2] = {0.25, 0.0}, y[2] = {1.5, 1.5}, z[2] = {2.5, 0.0}, whole[8] = {};
   struct Case {
     int status, index;
-    const double *a2;
+    const double *a2, *whole;
     double *r2;
-    const double *whole;
     const char *printed;
   };
   const Case cases[] = {
-      {STATUS_SINGULARITY, 0, a, y, nullptr, "msg 751 vdF (1 to 1)\nmsg 755 0 0.5 (2 to 1)\nmsg 756 0 1.5 (2 to 1)\n"},
-      {STATUS_DOMAIN, 0, a, z, nullptr,
+      {STATUS_SINGULARITY, 0, a, nullptr, y, "msg 751 vdF (1 to 1)\nmsg 755 0 0.5 (2 to 1)\nmsg 756 0 1.5 (2 to 1)\n"},
+      {STATUS_DOMAIN, 0, a, nullptr, z,
        "msg 750 vdF (1 to 1)\nmsg 757 0 0.5 (2 to 1)\nmsg 758 0 1.5 (2 to 1)\nmsg 759 0 2.5 (2 to 1)\n"},
-      {STATUS_OVERFLOW, 0, b, y, nullptr,
+      {STATUS_OVERFLOW, 0, b, nullptr, y,
        "msg 752 vdF (1 to 1)\nmsg 760 0 0.5 (2 to 1)\nmsg 761 0 0.25 (2 to 1)\nmsg 762 0 1.5 (2 to 1)\n"},
-      {STATUS_UNDERFLOW, 0, b, z, nullptr,
+      {STATUS_UNDERFLOW, 0, b, nullptr, z,
        "msg 753 vdF (1 to 1)\nmsg 763 0 0.5 (2 to 1)\nmsg 764 0 0.25 (2 to 1)\nmsg 765 0 1.5 (2 to 1)\nmsg 766 0 2.5 (2 to 1)\n"},
-      {12, 1, b, z, nullptr, "msg 754 vdF (1 to 1)\nmsg 755 1 0.5 (2 to 1)\nmsg 756 1 1.5 (2 to 1)\n"},
-      {STATUS_BAD_ARGUMENT, 1, a, y, nullptr, "msg 748 vdF 1 (2 to 1)\n"},
-      {STATUS_BAD_CALL, 1, a, y, nullptr, "msg 749 vdF (1 to 1)\n"},
-      {STATUS_OK, 1, a, y, nullptr, ""},
-      {STATUS_BAD_ARGUMENT, 1, a, y, whole + 4, "msg 748 vdF 5 (2 to 1)\n"}};
+      {12, 1, b, nullptr, z, "msg 754 vdF (1 to 1)\nmsg 755 1 0.5 (2 to 1)\nmsg 756 1 1.5 (2 to 1)\n"},
+      {STATUS_BAD_ARGUMENT, 1, a, nullptr, y, "msg 748 vdF 1 (2 to 1)\n"},
+      {STATUS_BAD_CALL, 1, a, nullptr, y, "msg 749 vdF (1 to 1)\n"},
+      {STATUS_OK, 1, a, nullptr, y, ""},
+      {STATUS_BAD_ARGUMENT, 1, a, whole + 4, y, "msg 748 vdF 5 (2 to 1)\n"}};
   for (const Case &c : cases) {
     testing::internal::CaptureStderr();
     InFreshThread([&] {

@@ -61,7 +61,7 @@ struct Stream {
     int row, sub;
     return __rnxGetBrngBaseOffset(s->brngId, &row, &sub)[row];
   }
-  std::vector<uint32_t> ints(int n, int words = 1) {
+  std::vector<uint32_t> ints(int n, int words = 1) {  // n outputs of `words` words
     std::vector<uint32_t> r(size_t(n) * words);
     EXPECT_EQ(row().iGen(s, n, r.data()), 0);
     return r;

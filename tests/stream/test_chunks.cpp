@@ -26,7 +26,7 @@ std::vector<int> ids(const StreamState *s) {
 
 // A later chunk shadows an older one of its id; deleting by id removes both, and the head becomes
 // the last survivor (earlier survivors drop out of the list unreleased).
-TEST(Chunks, ListOperations) {
+TEST(Chunks, ListOperationsAndCopies) {
   Stream st;
   EXPECT_EQ(__rnxSearchChunk(st, 1), nullptr);
   void *a = block(16, 1), *b = block(16, 2), *c = block(16, 3);
@@ -44,19 +44,17 @@ TEST(Chunks, ListOperations) {
   EXPECT_EQ(ids(st), std::vector<int>{3});
   zyn_serv_deallocate(lost->data);
   zyn_serv_deallocate(lost);
-}
-
-TEST(Chunks, CopiesReverseTheOrder) {
-  Stream a, b, c;
-  for (int id : {1, 2, 3}) __rnxAddChunk(a, id, nullptr, id < 3 ? block(8 * id, 0x11 * id) : nullptr, id < 3 ? 8 * id : 0);
-  ASSERT_EQ(__rnxCopyChunks(b, a) | __rnxCopyChunks(c, b), 0);
-  EXPECT_EQ(ids(b), (std::vector<int>{1, 2, 3}));
-  EXPECT_EQ(ids(c), (std::vector<int>{3, 2, 1}));
+  // Copies reverse the order; a chunk without data is not copied.
+  Stream from, once, twice;
+  for (int id : {1, 2, 3}) __rnxAddChunk(from, id, nullptr, id < 3 ? block(8 * id, 0x11 * id) : nullptr, id < 3 ? 8 * id : 0);
+  ASSERT_EQ(__rnxCopyChunks(once, from) | __rnxCopyChunks(twice, once), 0);
+  EXPECT_EQ(ids(once), (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(ids(twice), (std::vector<int>{3, 2, 1}));
   for (int id : {1, 2}) {
-    void *x = __rnxSearchChunk(a, id), *y = __rnxSearchChunk(c, id);
+    void *x = __rnxSearchChunk(from, id), *y = __rnxSearchChunk(twice, id);
     EXPECT_TRUE(y != nullptr && x != y && std::memcmp(x, y, 8 * id) == 0) << id;
   }
-  EXPECT_EQ(__rnxSearchChunk(c, 3), nullptr);
+  EXPECT_EQ(__rnxSearchChunk(twice, 3), nullptr);
 }
 
 // Copies share one block; a present id ignores the caller's block; the block is freed with the
@@ -119,25 +117,16 @@ TEST(SharedTable, LookupsAndReferences) {
 TEST(SharedTable, Limits) {
   std::vector<std::array<uint64_t, 2>> made;
   GlobRODataTableEntry *e;
-  for (uint64_t i = 1; i <= RNX_GLOB_TABLE_SHARE_LIMIT; ++i) {
-    made.push_back({i, 0xFFFF});
-    ASSERT_EQ(__rnxCreateGlobRODataTableEntry(&e, made.back().data(), block(8, 0)), 0);
-  }
-  {
-    Stream st;
-    const uint64_t fresh[2] = {999, 999};
-    void *data = block(8, 0), *mine = block(8, 0);
-    ASSERT_EQ(__rnxAddChunk(st, 9, fresh, data, 8), 0);
-    EXPECT_TRUE(st.s->chunks->sharedId[0] == 0 && st.s->chunks->sharedId[1] == 0 && st.s->chunks->data == data);
-    EXPECT_EQ(entry(fresh), nullptr);
-    ASSERT_EQ(__rnxAddChunk(st, 9, made[5].data(), mine, 8), 0);
-    EXPECT_EQ(entry(made[5].data())->refCount, 2);
-    zyn_serv_deallocate(mine);
-  }
-  made.push_back({1000, 1});
-  EXPECT_EQ(__rnxCreateGlobRODataTableEntry(&e, made.back().data(), block(8, 0)), 0);
+  for (uint64_t i = 1; i <= RNX_GLOB_TABLE_SHARE_LIMIT + 1; ++i) made.push_back({i, 0xFFFF});
+  for (int i = 0; i < RNX_GLOB_TABLE_SHARE_LIMIT; ++i) ASSERT_EQ(__rnxCreateGlobRODataTableEntry(&e, made[i].data(), block(8, 0)), 0);
+  Stream st;
+  void *data = block(8, 0), *mine = block(8, 0), *spare = block(8, 0);
+  ASSERT_EQ(__rnxAddChunk(st, 9, made.back().data(), data, 8) | __rnxAddChunk(st, 9, made[5].data(), mine, 8), 0);
+  EXPECT_TRUE(st.s->chunks->next->sharedId[0] == 0 && st.s->chunks->next->data == data && !entry(made.back().data()));
+  EXPECT_EQ(entry(made[5].data())->refCount, 2);
+  __rnxDeleteChunks(st);
+  EXPECT_EQ(__rnxCreateGlobRODataTableEntry(&e, made.back().data(), mine), 0);  // mine: still the caller's
   const uint64_t over[2] = {1001, 1};
-  void *spare = block(8, 0);
   EXPECT_EQ(__rnxCreateGlobRODataTableEntry(&e, over, spare), RNX_STATUS_TABLE_FULL);
   zyn_serv_deallocate(spare);
   for (auto &id : made) __rnxUnregisterGlobRODataReference(id.data());

@@ -10,27 +10,26 @@
 namespace zyn::test {
 namespace {
 
-std::vector<uint32_t> state(Stream &st, int words) {
-  return std::vector<uint32_t>(&st.state<uint32_t>(0), &st.state<uint32_t>(0) + words);
-}
+std::vector<uint32_t> state(Stream &st, int words) { return {&st.state<uint32_t>(0), &st.state<uint32_t>(0) + words}; }
 
 TEST(Generators, PublishedOutputs) {
   const std::vector<uint32_t> seed(6, 12345);
   Stream mrg(RNX_BRNG_MRG32K3A, seed), mrg127(mrg), mrg128(mrg);
   const auto z = mrg.ints(100);
-  EXPECT_EQ(std::vector<uint32_t>(z.begin(), z.begin() + 20), kMrgFirst);
+  EXPECT_EQ(std::vector<uint32_t>(z.begin(), z.begin() + 5), kMrgFirst);
   EXPECT_EQ(std::vector<uint32_t>(z.begin() + 97, z.end()), kMrgLast);
   EXPECT_EQ(state(mrg, 6), kMrgState100);
   const uint64_t e127[2] = {0, uint64_t{1} << 63}, e128[3] = {0, 0, 1};
-  ASSERT_EQ(__rnxSkipAheadStreamEx(mrg127, 2, e127), 0);
-  ASSERT_EQ(__rnxSkipAheadStreamEx(mrg128, 3, e128), 0);
+  ASSERT_EQ(__rnxSkipAheadStreamEx(mrg127, 2, e127) | __rnxSkipAheadStreamEx(mrg128, 3, e128), 0);
   EXPECT_EQ(state(mrg127, 6), kMrgState2p127);
   EXPECT_EQ(state(mrg128, 6), kMrgState2p128);
   for (bool wide : {false, true}) {
     Stream st(wide ? RNX_BRNG_MCG59 : RNX_BRNG_MCG31, {1});
     const auto w = st.ints(20, wide ? 2 : 1);
-    for (int i = 0; i < 20; ++i)
-      EXPECT_EQ(wide ? w[2 * i] | uint64_t{w[2 * i + 1]} << 32 : w[i], (wide ? kMcg59First : kMcg31First)[i]) << i;
+    for (int i = 0; i < 10; ++i) {
+      const int k = i < 5 ? i : i + 10;
+      EXPECT_EQ(wide ? w[2 * k] | uint64_t{w[2 * k + 1]} << 32 : w[k], (wide ? kMcg59 : kMcg31)[i]) << k;
+    }
   }
 }
 

@@ -38,12 +38,11 @@ StreamState *make(int id, int chunks = 0) {
   return s;
 }
 
-struct Row {
+struct Row {  // an entry that makes `out` or not, the allocations it makes, the call, what precedes it
   const char *name;
-  bool makes;   // the entry makes `out`
-  int points;   // allocations the entry makes before it is done
-  std::function<int(Fixture &)> call;
-  std::function<void(Fixture &)> prepare = nullptr;  // before allocations fail
+  bool makes;
+  int points;
+  std::function<int(Fixture &)> call, prepare = nullptr;
 };
 const uint64_t kLongCount[11] = {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};  // beyond the fixed buffer
 
@@ -52,9 +51,9 @@ const Row kRows[] = {
     {"AddChunk", false, 1, [](Fixture &f) { return __rnxAddChunk(f.s, 1, nullptr, f.block, 8); }},
     {"CopyStream", true, 7, [](Fixture &f) { return __rnxCopyStream(&f.out, f.s); }},
     {"CopyStreamState", false, 6, [](Fixture &f) { return __rnxCopyStreamState(f.out, f.s); },
-     [](Fixture &f) { f.out = make(RNX_BRNG_MCG31, 1); }},
+     [](Fixture &f) { return (f.out = make(RNX_BRNG_MCG31, 1)) != nullptr; }},
     {"SkipAheadStreamEx", false, 1, [](Fixture &f) { return __rnxSkipAheadStreamEx(f.out, 11, kLongCount); },
-     [](Fixture &f) { f.out = make(RNX_BRNG_MRG32K3A); }},
+     [](Fixture &f) { return (f.out = make(RNX_BRNG_MRG32K3A)) != nullptr; }},
 #ifdef ZYN_DIST_GAUSSIAN
     // The carry chunks: refused before the stream is touched.
     {"dRngGaussian", false, 1, [](Fixture &f) {
