@@ -12,12 +12,12 @@ int Gaussian(int method, StreamState *s, int n, T *r, T a, T sigma) {
   else return _rnxsRngGaussian(method, s, n, r, a, sigma);
 }
 
-// The results of calls of the given sizes on a scripted stream, with mean 0.5 and deviation 3.
+// The results of calls (method, size) on a scripted stream, with mean 0.5 and deviation 3.
 template <class T>
-std::vector<double> Drawn(int method, std::vector<double> u, std::vector<int> calls) {
+std::vector<double> Drawn(std::vector<double> u, std::vector<std::pair<int, int>> calls) {
   ScriptedStream s(std::move(u));
   std::vector<double> r;
-  for (int n : calls) {
+  for (auto [method, n] : calls) {
     std::vector<T> t(n);
     EXPECT_EQ(Gaussian<T>(method, s, n, t.data(), T(0.5), T(3)), 0);
     r.insert(r.end(), t.begin(), t.end());
@@ -31,7 +31,8 @@ using Precisions = testing::Types<double, float>;
 TYPED_TEST_SUITE(GaussianOf, Precisions);
 
 // Against libm and GSL: which uniform is the radius and which the angle, sine before cosine, the
-// quantile for the inverse method (the kernels run at EP or LA, hence the tolerance). A uniform of
+// quantile for the inverse method, the pending half of GaussianMethodBoxMuller2 beside the other
+// methods (the kernels run at EP or LA, hence the tolerance). A uniform of
 // exactly 0 takes the frame's finite values: ln(0) becomes ln(2^-1074) (single: ln(2^-149)),
 // erfinv(-1) becomes -5.8635847487551676 (single: -3.832507).
 TYPED_TEST(GaussianOf, ValuesOnKnownUniforms) {
@@ -42,18 +43,21 @@ TYPED_TEST(GaussianOf, ValuesOnKnownUniforms) {
     for (size_t i = 0; i < z.size(); ++i) EXPECT_NEAR(got[i], 0.5 + 3 * z[i], 1e-5 * (1 + std::fabs(0.5 + 3 * z[i]))) << i;
   };
   const double s1 = std::sin(2 * M_PI * u[1]), c1 = std::cos(2 * M_PI * u[1]), s3 = std::sin(2 * M_PI * u[3]);
-  near(Drawn<T>(GaussianMethodBoxMuller, u, {2}), {radius(u[0]) * s1, radius(u[2]) * s3});
-  near(Drawn<T>(GaussianMethodBoxMuller2, u, {3, 1}),
-       {radius(u[0]) * s1, radius(u[0]) * c1, radius(u[2]) * s3, radius(u[2]) * std::cos(2 * M_PI * u[3])});
-  near(Drawn<T>(GaussianMethodIcdf, u, {4}), {gsl_cdf_ugaussian_Pinv(u[0]), gsl_cdf_ugaussian_Pinv(u[1]),
-                                              gsl_cdf_ugaussian_Pinv(u[2]), gsl_cdf_ugaussian_Pinv(u[3])});
+  const int bm = GaussianMethodBoxMuller, bm2 = GaussianMethodBoxMuller2, icdf = GaussianMethodIcdf;
+  near(Drawn<T>(u, {{bm, 2}}), {radius(u[0]) * s1, radius(u[2]) * s3});
+  std::vector<double> quantiles;
+  for (double x : u) quantiles.push_back(gsl_cdf_ugaussian_Pinv(x));
+  near(Drawn<T>(u, {{icdf, 4}}), quantiles);
+  // The pending half waits while the other methods draw.
+  near(Drawn<T>(u, {{bm2, 3}, {bm, 1}, {icdf, 1}, {bm2, 1}}), {radius(u[0]) * s1, radius(u[0]) * c1, radius(u[2]) * s3,
+                                                            radius(u[0]) * s1, quantiles[2], radius(u[2]) * std::cos(2 * M_PI * u[3])});
   constexpr bool dbl = std::is_same_v<T, double>;
   const double zero_radius = std::sqrt(-2 * (dbl ? -744.4400719213812 : -103.2789306640625));
-  near(Drawn<T>(GaussianMethodBoxMuller, {0.0, 0.25}, {1}), {zero_radius});  // u = 0, angle pi/2
-  near(Drawn<T>(GaussianMethodBoxMuller2, {0.0, 0.25}, {2}), {zero_radius, 0});
-  const auto icdf = Drawn<T>(GaussianMethodIcdf, {0.0, 0.5}, {2});  // -1 and 0 on (-1, 1)
-  EXPECT_EQ(icdf[0], T(-(dbl ? 5.8635847487551676 : 3.832507f)) * (T(3) * T(std::sqrt(2.0))) + T(0.5));
-  EXPECT_EQ(icdf[1], T(0.5));
+  near(Drawn<T>({0.0, 0.25}, {{bm, 1}}), {zero_radius});  // u = 0, angle pi/2
+  near(Drawn<T>({0.0, 0.25}, {{bm2, 2}}), {zero_radius, 0});
+  const auto inv = Drawn<T>({0.0, 0.5}, {{icdf, 2}});  // -1 and 0 on (-1, 1)
+  EXPECT_EQ(inv[0], T(-(dbl ? 5.8635847487551676 : 3.832507f)) * (T(3) * T(std::sqrt(2.0))) + T(0.5));
+  EXPECT_EQ(inv[1], T(0.5));
 }
 
 // Every vector is T z + a for the standard normals z the same stream gives, T lower triangular

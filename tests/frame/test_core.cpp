@@ -34,7 +34,4 @@ void zyn_serv_print(int destination, int number, int count, ...) {
   va_end(ap);
 }
 
-void zyn_serv_exit(int code) {
-  fflush(stderr);
-  _exit(code);
-}
+void zyn_serv_exit(int code) { fflush(stderr), _exit(code); }
