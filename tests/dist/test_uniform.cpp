@@ -13,7 +13,8 @@ TEST(Uniform, RealIsTheGeneratorRowAndIntegersItsFloor) {
   std::vector<double> r(3000), ref(3000), wide(3000);
   std::vector<float> rs(3000), refs(3000);
   std::vector<int> ri(3000);
-  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, s, 3000, r.data(), -2.0, 3.0) | _rnxsRngUniform(UniformMethodStd, s, 3000, rs.data(), -2.0f, 3.0f) |
+  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, s, 3000, r.data(), -2.0, 3.0) |
+                _rnxsRngUniform(UniformMethodStd, s, 3000, rs.data(), -2.0f, 3.0f) |
                 _rnxiRngUniform(UniformMethodStd, s, 3000, ri.data(), INT_MIN, INT_MAX), 0);
   copy.row().dGen(copy, 3000, ref.data(), -2.0, 3.0);
   copy.row().sGen(copy, 3000, refs.data(), -2.0f, 3.0f);

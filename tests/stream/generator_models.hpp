@@ -69,11 +69,13 @@ inline Gen r250(std::vector<uint32_t> seed) {
 // MRG32K3A: the state after e steps by powers of the two 3 x 3 companion matrices (v oldest
 // first), then the recurrences step by step.
 inline std::vector<int64_t> mrg_skip(std::vector<int64_t> v, const Count &e) {
-  const u128 m[2] = {kM1, kM2}, a[2][9] = {{0, 1, 0, 0, 0, 1, u128(kM1 - 810728), 1403580, 0}, {0, 1, 0, 0, 0, 1, u128(kM2 - 1370589), 0, 527612}};
+  const u128 m[2] = {kM1, kM2};
+  const u128 a[2][9] = {{0, 1, 0, 0, 0, 1, u128(kM1 - 810728), 1403580, 0}, {0, 1, 0, 0, 0, 1, u128(kM2 - 1370589), 0, 527612}};
   for (int c = 0; c < 2; ++c) {
     auto mul = [&](const u128 *x, const u128 *y, int cols) {  // x (3 x 3) y (3 x cols), mod m[c]
       std::vector<u128> t(3 * cols);
-      for (int i = 0; i < 3 * cols; ++i) t[i] = (x[i / cols * 3] * y[i % cols] + x[i / cols * 3 + 1] * y[cols + i % cols] + x[i / cols * 3 + 2] * y[2 * cols + i % cols]) % m[c];
+      for (int i = 0; i < 3 * cols; ++i)
+        for (int k = 0; k < 3; ++k) t[i] = (t[i] + x[i / cols * 3 + k] * y[k * cols + i % cols]) % m[c];
       return t;
     };
     std::vector<u128> p(a[c], a[c] + 9), x(v.begin() + 3 * c, v.begin() + 3 * c + 3);

@@ -2,7 +2,6 @@
 // registration of a user generator.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <utility>
 
 #include "tests/stream/generator_checks.hpp"
@@ -46,7 +45,8 @@ TEST(Registry, UnknownGeneratorsAreRefused) {
     EXPECT_EQ(s, nullptr);
   }
   BrngEntry e{};
-  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_MT19937, &e) == RNX_STATUS_BAD_BRNG && __rnxGetBrngProperties(RNX_BRNG_WH + 273, &e) == RNX_STATUS_BAD_BRNG);
+  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_MT19937, &e) == RNX_STATUS_BAD_BRNG &&
+              __rnxGetBrngProperties(RNX_BRNG_WH + 273, &e) == RNX_STATUS_BAD_BRNG);
   EXPECT_TRUE(__rnxGetBrngProperties(100, &e) == 0 && e.init == __rnxBRngWHInitStream);  // old WH id
   EXPECT_TRUE(__rnxGetBrngProperties(280, &e) == 0 && e.init == nullptr);
   StreamState *a = nullptr;
