@@ -173,9 +173,9 @@ inline void expm1_small_parts(__m128d x, __m128d &hi, __m128d &lo) {
   lo = _mm_add_pd(e, rest);
 }
 
-// e^x - 1 = hi + lo for |x| < 708.39 (the HA arithmetic of dExpm1, |lo| below an ulp of hi or
-// so): below 1/4 the series above; elsewhere the N = 128 table path with scale - 1 split by a
-// two-sum, where scale tmp is below 1/64 of the result.
+// e^x - 1 = hi + lo for |x| < 708.39 (the HA arithmetic of dExpm1; hi + lo is not normalized:
+// |lo| may reach 1/64 of |hi|): below 1/4 the series above; elsewhere the N = 128 table path
+// with scale - 1 split by a two-sum, where scale tmp is below 1/64 of the result.
 inline void expm1_ha_parts(__m128d x, __m128d &hi, __m128d &lo) {
   using V = __m128d;
   V m = _mm_cmplt_pd(abs_pd(x), _mm_set1_pd(0.25));
