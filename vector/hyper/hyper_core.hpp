@@ -25,12 +25,12 @@ inline VD sign_of(VD x) { return _mm_and_pd(x, _mm_set1_pd(-0.0)); }
 inline VS sign_of(VS x) { return _mm_and_ps(x, _mm_set1_ps(-0.0f)); }
 inline VD or_v(VD a, VD b) { return _mm_or_pd(a, b); }
 inline VS or_v(VS a, VS b) { return _mm_or_ps(a, b); }
-inline VD div(VD a, VD b) { return _mm_div_pd(a, b); }
-inline VS div(VS a, VS b) { return _mm_div_ps(a, b); }
-inline VD sqrt_v(VD a) { return _mm_sqrt_pd(a); }
-inline VS sqrt_v(VS a) { return _mm_sqrt_ps(a); }
-inline VD min_v(VD a, VD b) { return _mm_min_pd(a, b); }
-inline VS min_v(VS a, VS b) { return _mm_min_ps(a, b); }
+inline VD cmp_nle(VD a, VD b) { return _mm_cmpnle_pd(a, b); }
+inline VS cmp_nle(VS a, VS b) { return _mm_cmpnle_ps(a, b); }
+inline VD cmp_nlt(VD a, VD b) { return _mm_cmpnlt_pd(a, b); }
+inline VS cmp_nlt(VS a, VS b) { return _mm_cmpnlt_ps(a, b); }
+inline VD cmp_nge(VD a, VD b) { return _mm_cmpnge_pd(a, b); }
+inline VS cmp_nge(VS a, VS b) { return _mm_cmpnge_ps(a, b); }
 // The lanes of a compare result, and the value with every lane set.
 inline int mask_of(VD m) { return _mm_movemask_pd(m); }
 inline int mask_of(VS m) { return _mm_movemask_ps(m); }
@@ -76,13 +76,13 @@ inline void fast_two_sum(VD a, VD b, VD &s, VD &e) {
   s = _mm_add_pd(a, b);
   e = _mm_sub_pd(b, _mm_sub_pd(s, a));
 }
-// sqrt(h + l) = s + c for h + l with |l| below an ulp of h: the root rounded and its
-// correction (h - s^2 + l) / 2s, relative error below 2^-100.
+// sqrt(h + l) = s + c for h + l >= 0 with |l| below an ulp of h: the root rounded and its
+// correction (h - s^2 + l) / 2s (0 at h = 0), relative error below 2^-100.
 inline void sqrt_dd(VD h, VD l, VD &s, VD &c) {
   s = _mm_sqrt_pd(h);
   VD p, e;
   two_prod(s, s, p, e);
-  c = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, p), e), l), _mm_add_pd(s, s));
+  c = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, p), e), l), _mm_max_pd(_mm_add_pd(s, s), _mm_set1_pd(DBL_MIN)));
 }
 // ln(h + l) for h positive normal and |l| below an ulp of h: the logarithm of h (ln_core's parts
 // at level L), the correction l/h joined with the rounding error kept, as log1p does.

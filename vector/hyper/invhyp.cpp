@@ -1,0 +1,234 @@
+// Inverse hyperbolic functions Asinh, Acosh, Atanh, double and single, from one template.
+//
+// Double HA: the logarithm of W, carried as a double-double, on the logarithm's HA parts:
+// ln(Wh + Wl) = ln Wh + Wl/Wh joined with the rounding error kept, which is log1p's arithmetic
+// where W is near 1 (ln_core.hpp), so results near 0 keep their relative accuracy.
+//   asinh a = ln W, W = a + sqrt(a^2 + 1)   (a^2 by Dekker, the root corrected once)
+//   acosh x = ln W, W = x + sqrt(x^2 - 1)   (x^2 - 1 exact in two parts also near 1)
+//   atanh a = ln W / 2, W = (1 + a) / (1 - a)   (the quotient corrected once)
+//   From 2^28 asinh and acosh take ln a + ln 2 (the exponent raised by one); below 2^-12 asinh
+//   and atanh take their series to a^5 (at every level and in both types).
+// Double LA (dAsinh and dAcosh: also EP): below 2 the log1p forms
+//   asinh a = log1p(a + a^2 / (1 + sqrt(a^2 + 1))), acosh x = log1p(t + sqrt(2t + t^2)), t = x - 1,
+// at and above 2 the logarithm of a + sqrt(a^2 +- 1) rounded; atanh a = log1p(2a / (1 - a)) / 2,
+// at EP on the cheap logarithm.
+// Single: HA through the double LA arithmetic, rounded once; LA and EP in float, the same forms
+// on the single logarithm and log1p (with the polynomials of sLn HA and EP), from 2^12 ln a + ln 2.
+// Bad lanes, to the scalar path: Asinh NaN and infinities (+-inf, no status); Acosh all but
+// 1 <= x <= max (x < 1 and minus infinity NaN with STATUS_DOMAIN, plus infinity itself);
+// Atanh all but |x| < 1 (+-1: +-inf with STATUS_SINGULARITY; beyond: NaN with STATUS_DOMAIN).
+// NaN gives NaN without status.
+// Measured worst errors (10^6 inputs, docs/accuracy.md): placeholder.
+#include "vector/hyper/hyper_core.hpp"
+
+namespace zyn::vk::hyper {
+namespace {
+
+enum class Fn { Asinh, Acosh, Atanh };
+
+constexpr double kHugeD = 0x1p28, kHugeS = 0x1p12, kSmall = 0x1p-12;
+
+// Below 2^-12 asinh a = a - a^3/6 + 3a^5/40 and atanh a = a + a^3/3 + a^5/5, the next terms
+// below 2^-72 of the result; there the logarithm's absolute error (about 2^-81 near 1) would
+// show.
+template <Fn F, class W>
+inline W series_below(W y, W a) {
+  constexpr double c3 = F == Fn::Asinh ? -1.0 / 6 : 1.0 / 3, c5 = F == Fn::Asinh ? 3.0 / 40 : 1.0 / 5;
+  W z = mul(a, a);
+  W s = add(a, mul(mul(a, z), add(splat(a, c3), mul(z, splat(a, c5)))));
+  return blend(y, s, lt(a, splat(a, kSmall)));
+}
+
+// The double HA arithmetic; for Asinh and Atanh of |x| (sign put back by the caller).
+template <Fn F>
+inline VD inv_ha(VD a) {
+  VD wh, wl, k;
+  if constexpr (F == Fn::Atanh) {
+    VD nh, nl, dh, dl, m, me;
+    two_sum(_mm_set1_pd(1.0), a, nh, nl);
+    fast_two_sum(_mm_set1_pd(1.0), _mm_sub_pd(_mm_setzero_pd(), a), dh, dl);
+    wh = _mm_div_pd(nh, dh);
+    two_prod(wh, dh, m, me);  // nh - m is exact: m is within an ulp or so of nh
+    wl = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(nh, m), me), _mm_sub_pd(nl, _mm_mul_pd(wh, dl))), dh);
+    k = ln_biased_exponent(wh);
+    return _mm_mul_pd(_mm_set1_pd(0.5), ln_dd<1>(wh, wl, k));
+  } else {
+    VD huge = _mm_cmpge_pd(a, _mm_set1_pd(kHugeD));
+    VD ac = _mm_min_pd(a, _mm_set1_pd(kHugeD));
+    VD p, pe, sh, sl, s, sc;
+    two_prod(ac, ac, p, pe);
+    two_sum(p, _mm_set1_pd(F == Fn::Asinh ? 1.0 : -1.0), sh, sl);
+    sqrt_dd(sh, _mm_add_pd(sl, pe), s, sc);
+    if constexpr (F == Fn::Asinh) fast_two_sum(s, ac, wh, wl);  // s > a
+    else fast_two_sum(ac, s, wh, wl);                          // x > s
+    wh = _mm_blendv_pd(wh, a, huge);
+    wl = _mm_andnot_pd(huge, _mm_add_pd(wl, sc));
+    k = _mm_add_pd(ln_biased_exponent(wh), _mm_and_pd(huge, _mm_set1_pd(1.0)));
+    return ln_dd<1>(wh, wl, k);
+  }
+}
+
+// The double LA (L 0) and EP (L 2) arithmetic.
+template <Fn F, int L>
+inline VD inv_la(VD a) {
+  if constexpr (F == Fn::Atanh) {
+    VD q = _mm_div_pd(_mm_add_pd(a, a), _mm_sub_pd(_mm_set1_pd(1.0), a));
+    return _mm_mul_pd(_mm_set1_pd(0.5), log1p_d<L>(q));
+  } else {
+    constexpr double one = F == Fn::Asinh ? 1.0 : -1.0;
+    auto small = [&] {
+      if constexpr (F == Fn::Asinh) {
+        VD z = _mm_mul_pd(a, a);
+        VD s = _mm_sqrt_pd(_mm_add_pd(z, _mm_set1_pd(1.0)));
+        return log1p_d<L>(_mm_add_pd(a, _mm_div_pd(z, _mm_add_pd(s, _mm_set1_pd(1.0)))));
+      } else {
+        VD t = _mm_sub_pd(a, _mm_set1_pd(1.0));
+        return log1p_d<L>(_mm_add_pd(t, _mm_sqrt_pd(_mm_add_pd(_mm_add_pd(t, t), _mm_mul_pd(t, t)))));
+      }
+    };
+    auto large = [&] {
+      VD huge = _mm_cmpge_pd(a, _mm_set1_pd(kHugeD));
+      VD ac = _mm_min_pd(a, _mm_set1_pd(kHugeD));
+      VD w = _mm_add_pd(ac, _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(ac, ac), _mm_set1_pd(one))));
+      w = _mm_blendv_pd(w, a, huge);
+      VD hi, lo;
+      log_parts<L>(w, _mm_add_pd(ln_biased_exponent(w), _mm_and_pd(huge, _mm_set1_pd(1.0))), hi, lo);
+      return _mm_add_pd(hi, lo);
+    };
+    return pick(_mm_cmplt_pd(a, _mm_set1_pd(2.0)), small, large);
+  }
+}
+
+// The float LA (L 0) and EP (L 2) arithmetic.
+template <Fn F, int L>
+inline VS inv_f(VS a) {
+  constexpr const SLnCoeffs &C = L == 0 ? kSLnHa : kSLnEp;
+  if constexpr (F == Fn::Atanh) {
+    VS q = _mm_div_ps(_mm_add_ps(a, a), _mm_sub_ps(_mm_set1_ps(1.0f), a));
+    return _mm_mul_ps(_mm_set1_ps(0.5f), log1p_single<C>(q));
+  } else {
+    constexpr float one = F == Fn::Asinh ? 1.0f : -1.0f;
+    auto small = [&] {
+      if constexpr (F == Fn::Asinh) {
+        VS z = _mm_mul_ps(a, a);
+        VS s = _mm_sqrt_ps(_mm_add_ps(z, _mm_set1_ps(1.0f)));
+        return log1p_single<C>(_mm_add_ps(a, _mm_div_ps(z, _mm_add_ps(s, _mm_set1_ps(1.0f)))));
+      } else {
+        VS t = _mm_sub_ps(a, _mm_set1_ps(1.0f));
+        return log1p_single<C>(_mm_add_ps(t, _mm_sqrt_ps(_mm_add_ps(_mm_add_ps(t, t), _mm_mul_ps(t, t)))));
+      }
+    };
+    auto large = [&] {
+      VS huge = _mm_cmpge_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
+      VS ac = _mm_min_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
+      VS w = _mm_add_ps(ac, _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(ac, ac), _mm_set1_ps(one))));
+      w = _mm_blendv_ps(w, a, huge);
+      return _mm_add_ps(ln_single<C>(w), _mm_and_ps(huge, _mm_set1_ps(0x1.62e43p-1f)));
+    };
+    return pick(_mm_cmplt_ps(a, _mm_set1_ps(2.0f)), small, large);
+  }
+}
+
+// x in, result out, at level L (0 LA, 1 HA, 2 EP) for lanes that are not bad.
+template <Fn F, int L>
+inline VD inv_d(VD x) {
+  if constexpr (F == Fn::Acosh) return L == 1 ? inv_ha<F>(x) : inv_la<F, L>(x);
+  VD a = abs_v(x);
+  VD y = L == 1 ? inv_ha<F>(a) : inv_la<F, L>(a);
+  return _mm_or_pd(series_below<F>(y, a), sign_of(x));
+}
+template <Fn F, int L>
+inline VS inv_s(VS x) {
+  if constexpr (F == Fn::Acosh) return inv_f<F, L>(x);
+  VS a = abs_v(x);
+  return _mm_or_ps(series_below<F>(inv_f<F, L>(a), a), sign_of(x));
+}
+
+// Any double, at HA.
+template <Fn F>
+int inv_scalar_d(double x, double *y) {
+  if (std::isnan(x)) {
+    *y = x + x;
+    return STATUS_OK;
+  }
+  if (F == Fn::Asinh && std::isinf(x)) {
+    *y = x;
+    return STATUS_OK;
+  }
+  if (F == Fn::Acosh && !(x >= 1)) {
+    *y = runtime_div(0.0, 0.0);
+    return STATUS_DOMAIN;
+  }
+  if (F == Fn::Acosh && std::isinf(x)) {
+    *y = x;
+    return STATUS_OK;
+  }
+  if (F == Fn::Atanh && std::fabs(x) >= 1) {
+    if (std::fabs(x) > 1) {
+      *y = runtime_div(0.0, 0.0);
+      return STATUS_DOMAIN;
+    }
+    *y = runtime_div(x, 0.0);
+    return STATUS_SINGULARITY;
+  }
+  *y = one_lane(x, inv_d<F, 1>);
+  return STATUS_OK;
+}
+
+template <class T, Fn F, int L>
+struct Inv : Policy<T> {
+  using V = typename Policy<T>::V;
+  static constexpr bool kD = std::is_same_v<T, double>;
+  static constexpr T kPad[1] = {T(F == Fn::Acosh ? 1.5 : 0.75)};
+  static constexpr const char *kName = F == Fn::Asinh ? (kD ? "vdAsinh" : "vsAsinh")
+                                       : F == Fn::Acosh ? (kD ? "vdAcosh" : "vsAcosh")
+                                                        : (kD ? "vdAtanh" : "vsAtanh");
+  static int bad(const V *x) {
+    const T big = kD ? DBL_MAX : FLT_MAX;
+    const V v = x[0], a = abs_v(v);
+    if constexpr (F == Fn::Asinh) return mask_of(cmp_nle(a, splat(v, big)));
+    else if constexpr (F == Fn::Acosh) return mask_of(or_v(cmp_nge(v, splat(v, 1.0)), cmp_nle(v, splat(v, big))));
+    else return mask_of(cmp_nlt(a, splat(v, 1.0)));
+  }
+  static void eval(const V *x, V *r) {
+    if constexpr (kD) r[0] = inv_d<F, L>(x[0]);
+    else if constexpr (L == 1) r[0] = via_double(x[0], inv_d<F, 0>);
+    else r[0] = inv_s<F, L>(x[0]);
+  }
+  static int scalar(const T *x, T *r) {
+    if constexpr (kD) return inv_scalar_d<F>(*x, r);
+    else return via_double_scalar<inv_scalar_d<F>>(x, r);
+  }
+};
+
+using DAsinhHa = Inv<double, Fn::Asinh, 1>;
+using DAsinhLa = Inv<double, Fn::Asinh, 0>;
+using DAcoshHa = Inv<double, Fn::Acosh, 1>;
+using DAcoshLa = Inv<double, Fn::Acosh, 0>;
+using DAtanhLa = Inv<double, Fn::Atanh, 0>;
+using DAtanhHa = Inv<double, Fn::Atanh, 1>;
+using DAtanhEp = Inv<double, Fn::Atanh, 2>;
+using SAsinhLa = Inv<float, Fn::Asinh, 0>;
+using SAsinhHa = Inv<float, Fn::Asinh, 1>;
+using SAsinhEp = Inv<float, Fn::Asinh, 2>;
+using SAcoshLa = Inv<float, Fn::Acosh, 0>;
+using SAcoshHa = Inv<float, Fn::Acosh, 1>;
+using SAcoshEp = Inv<float, Fn::Acosh, 2>;
+using SAtanhLa = Inv<float, Fn::Atanh, 0>;
+using SAtanhHa = Inv<float, Fn::Atanh, 1>;
+using SAtanhEp = Inv<float, Fn::Atanh, 2>;
+
+}  // namespace
+}  // namespace zyn::vk::hyper
+
+namespace zyn::vk {
+using namespace hyper;
+ZYN_UNARY_KERNELS(dAsinh, HA, DAsinhHa)
+ZYN_UNARY_KERNELS(dAsinh, EP, DAsinhLa)  // serves LA and EP
+ZYN_UNARY_KERNELS(dAcosh, HA, DAcoshHa)
+ZYN_UNARY_KERNELS(dAcosh, EP, DAcoshLa)  // serves LA and EP
+ZYN_UNARY_LEVELS3(dAtanh, DAtanh)
+ZYN_UNARY_LEVELS3(sAsinh, SAsinh)
+ZYN_UNARY_LEVELS3(sAcosh, SAcosh)
+ZYN_UNARY_LEVELS3(sAtanh, SAtanh)
+}  // namespace zyn::vk
