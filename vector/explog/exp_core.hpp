@@ -359,26 +359,36 @@ inline __m128d exp2_wide(__m128d t) {
 // e^x (or e^x - 1) in float for |x| < 87: n = round(x / ln2), r = x - n ln2 in two parts (one at
 // EP), e^r - 1 = r + r^2 g(r) with g fitted at Chebyshev nodes on |r| <= 0.35: degree 4 at LA
 // (below 2^-26.9 relative), degree 2 at EP (below 2^-16.4).
+// g(r) from degree 0 up: LA (degree 4), EP (degree 2).
+inline constexpr float kExpFloatLa[5] = {0.5f, 0x1.5554d8p-3f, 0x1.555516p-5f, 0x1.12106cp-7f, 0x1.6d1606p-10f};
+inline constexpr float kExpFloatEp[3] = {0.5f, 0x1.56e7b6p-3f, 0x1.56617p-5f};
+// n = round(x / ln2) held in the low bits of s (s = n + 1.5 * 2^23), and r = x - n ln2, in two
+// parts at LA and one at EP.
+template <bool kLa>
+inline __m128 exp_float_reduce(__m128 x, __m128 &s) {
+  using V = __m128;
+  s = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(0x1.715476p+0f)), _mm_set1_ps(kShift23));
+  V kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
+  if constexpr (kLa) {
+    V r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e4p-1f)));  // exact
+    return _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
+  }
+  return _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e43p-1f)));
+}
 template <bool kLa, bool kMinus1>
 inline __m128 exp_float(__m128 x) {
   using V = __m128;
-  V s = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(0x1.715476p+0f)), _mm_set1_ps(kShift23));
-  V kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
-  V r;
-  if constexpr (kLa) {
-    r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e4p-1f)));  // exact
-    r = _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
-  } else {
-    r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e43p-1f)));
-  }
+  V s, r = exp_float_reduce<kLa>(x, s);
   V r2 = _mm_mul_ps(r, r);
   V g;
   if constexpr (kLa) {
-    V a = _mm_add_ps(_mm_set1_ps(0.5f), _mm_mul_ps(r, _mm_set1_ps(0x1.5554d8p-3f)));
-    V b = _mm_add_ps(_mm_set1_ps(0x1.555516p-5f), _mm_mul_ps(r, _mm_set1_ps(0x1.12106cp-7f)));
-    g = _mm_add_ps(a, _mm_mul_ps(r2, _mm_add_ps(b, _mm_mul_ps(r2, _mm_set1_ps(0x1.6d1606p-10f)))));
+    const float *c = kExpFloatLa;
+    V a = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_set1_ps(c[1])));
+    V b = _mm_add_ps(_mm_set1_ps(c[2]), _mm_mul_ps(r, _mm_set1_ps(c[3])));
+    g = _mm_add_ps(a, _mm_mul_ps(r2, _mm_add_ps(b, _mm_mul_ps(r2, _mm_set1_ps(c[4])))));
   } else {
-    g = _mm_add_ps(_mm_set1_ps(0.5f), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(0x1.56e7b6p-3f), _mm_mul_ps(r, _mm_set1_ps(0x1.56617p-5f)))));
+    const float *c = kExpFloatEp;
+    g = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(c[1]), _mm_mul_ps(r, _mm_set1_ps(c[2])))));
   }
   V p = _mm_add_ps(r, _mm_mul_ps(r2, g));
   // 2^n: (2^22 + n + 127) << 23 keeps n + 127 in the exponent field

@@ -206,7 +206,7 @@ inline void log_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
 
 // ln(1 + x + xl) for finite x > -1 and a low part xl below an ulp of x (0 for a plain x).
 template <int L>
-inline __m128d log1p_d(__m128d x, __m128d xl = _mm_setzero_pd()) {
+inline __attribute__((always_inline)) __m128d log1p_d(__m128d x, __m128d xl = _mm_setzero_pd()) {
   using V = __m128d;
   V one = _mm_set1_pd(1.0);
   V mx = _mm_max_pd(x, one), mn = _mm_min_pd(x, one);

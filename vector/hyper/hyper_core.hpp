@@ -11,6 +11,12 @@
 #include "vector/explog/ln_core.hpp"
 #include "zyn/vex.h"
 
+// The kernels' arithmetic is inlined into the block loop so that its vectors interleave.
+#define ZYN_HYPER_INLINE inline __attribute__((always_inline))
+// A policy's vector evaluation and the lambdas of its pieces, inlined into the block loop.
+#define ZYN_HYPER_EVAL __attribute__((always_inline))
+#define ZYN_HYPER_LAMBDA __attribute__((always_inline))
+
 namespace zyn::vk::hyper {
 
 using errfun::estrin;
@@ -47,7 +53,7 @@ using errfun::sub;
 // `fast` where every lane of `small` is set, `slow` where none is, else both blended: the
 // arithmetic of a piece runs only when some lane needs it.
 template <class W, class F, class G>
-inline W pick(W small, F fast, G slow) {
+ZYN_HYPER_INLINE W pick(W small, F fast, G slow) {
   const int m = mask_of(small);
   if (m == all_of(small)) return fast();
   if (m == 0) return slow();
@@ -57,13 +63,13 @@ inline W pick(W small, F fast, G slow) {
 // ---- double-double steps --------------------------------------------------------------------
 
 // a = hi + lo exactly, hi with 26 significant bits (Veltkamp; |a| below 2^996).
-inline void split(VD a, VD &hi, VD &lo) {
+ZYN_HYPER_INLINE void split(VD a, VD &hi, VD &lo) {
   VD t = _mm_mul_pd(a, _mm_set1_pd(134217729.0));
   hi = _mm_sub_pd(t, _mm_sub_pd(t, a));
   lo = _mm_sub_pd(a, hi);
 }
 // a b = p + e exactly (Dekker).
-inline void two_prod(VD a, VD b, VD &p, VD &e) {
+ZYN_HYPER_INLINE void two_prod(VD a, VD b, VD &p, VD &e) {
   VD ah, al, bh, bl;
   split(a, ah, al);
   split(b, bh, bl);
@@ -72,25 +78,32 @@ inline void two_prod(VD a, VD b, VD &p, VD &e) {
                  _mm_add_pd(_mm_mul_pd(al, bh), _mm_mul_pd(al, bl)));
 }
 // a + b = s + e exactly when |a| >= |b| (or a is 0).
-inline void fast_two_sum(VD a, VD b, VD &s, VD &e) {
+ZYN_HYPER_INLINE void fast_two_sum(VD a, VD b, VD &s, VD &e) {
   s = _mm_add_pd(a, b);
   e = _mm_sub_pd(b, _mm_sub_pd(s, a));
 }
+// 1/x within 2^-22 for x in [2^-100, 2^100]: the hardware estimate and one Newton step. Enough
+// for the corrections below, which are themselves below 2^-52 of what they correct.
+ZYN_HYPER_INLINE VD recip22(VD x) {
+  VD r = _mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(x)));
+  return _mm_mul_pd(r, _mm_sub_pd(_mm_set1_pd(2.0), _mm_mul_pd(x, r)));
+}
 // sqrt(h + l) = s + c for h + l >= 0 with |l| below an ulp of h: the root rounded and its
-// correction (h - s^2 + l) / 2s (0 at h = 0), relative error below 2^-100.
-inline void sqrt_dd(VD h, VD l, VD &s, VD &c) {
+// correction (h - s^2 + l) / 2s (0 at h = 0), relative error below 2^-72.
+ZYN_HYPER_INLINE void sqrt_dd(VD h, VD l, VD &s, VD &c) {
   s = _mm_sqrt_pd(h);
   VD p, e;
   two_prod(s, s, p, e);
-  c = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, p), e), l), _mm_max_pd(_mm_add_pd(s, s), _mm_set1_pd(DBL_MIN)));
+  VD half_inv = _mm_mul_pd(_mm_set1_pd(0.5), recip22(_mm_max_pd(s, _mm_set1_pd(0x1p-100))));
+  c = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, p), e), l), half_inv);
 }
-// ln(h + l) for h positive normal and |l| below an ulp of h: the logarithm of h (ln_core's parts
+// ln(h + l) for h in [1, 2^100] and |l| below an ulp of h: the logarithm of h (ln_core's parts
 // at level L), the correction l/h joined with the rounding error kept, as log1p does.
 template <int L>
-inline VD ln_dd(VD h, VD l, VD k) {
+ZYN_HYPER_INLINE VD ln_dd(VD h, VD l, VD k) {
   VD hi, lo;
   log_parts<L, 3>(h, k, hi, lo);
-  VD corr = _mm_div_pd(l, h);
+  VD corr = _mm_mul_pd(l, recip22(h));
   if constexpr (L != 1) return _mm_add_pd(hi, _mm_add_pd(lo, corr));
   VD s, e;
   two_sum(hi, corr, s, e);

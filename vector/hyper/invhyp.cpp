@@ -3,8 +3,8 @@
 // Double HA: the logarithm of W, carried as a double-double, on the logarithm's HA parts:
 // ln(Wh + Wl) = ln Wh + Wl/Wh joined with the rounding error kept, which is log1p's arithmetic
 // where W is near 1 (ln_core.hpp), so results near 0 keep their relative accuracy.
-//   asinh a = ln W, W = a + sqrt(a^2 + 1)   (a^2 by Dekker, the root corrected once)
-//   acosh x = ln W, W = x + sqrt(x^2 - 1)   (x^2 - 1 exact in two parts also near 1)
+//   asinh a = ln W, W = a + sqrt(a^2 + 1)   (below 4: a^2 by Dekker, the root corrected once)
+//   acosh x = ln W, W = x + sqrt(x^2 - 1)   (x^2 - 1 exact in two parts; below 1 + 2^-20 a series)
 //   atanh a = ln W / 2, W = (1 + a) / (1 - a)   (the quotient corrected once)
 //   From 2^28 asinh and acosh take ln a + ln 2 (the exponent raised by one); below 2^-12 asinh
 //   and atanh take their series to a^5 (at every level and in both types).
@@ -32,7 +32,7 @@ constexpr double kHugeD = 0x1p28, kHugeS = 0x1p12, kSmall = 0x1p-12;
 // below 2^-72 of the result; there the logarithm's absolute error (about 2^-81 near 1) would
 // show.
 template <Fn F, class W>
-inline W series_below(W y, W a) {
+ZYN_HYPER_INLINE W series_below(W y, W a) {
   constexpr double c3 = F == Fn::Asinh ? -1.0 / 6 : 1.0 / 3, c5 = F == Fn::Asinh ? 3.0 / 40 : 1.0 / 5;
   W z = mul(a, a);
   W s = add(a, mul(mul(a, z), add(splat(a, c3), mul(z, splat(a, c5)))));
@@ -41,42 +41,80 @@ inline W series_below(W y, W a) {
 
 // The double HA arithmetic; for Asinh and Atanh of |x| (sign put back by the caller).
 template <Fn F>
-inline VD inv_ha(VD a) {
+ZYN_HYPER_INLINE VD inv_ha(VD a) {
   VD wh, wl, k;
   if constexpr (F == Fn::Atanh) {
     VD nh, nl, dh, dl, m, me;
     two_sum(_mm_set1_pd(1.0), a, nh, nl);
     fast_two_sum(_mm_set1_pd(1.0), _mm_sub_pd(_mm_setzero_pd(), a), dh, dl);
-    wh = _mm_div_pd(nh, dh);
-    two_prod(wh, dh, m, me);  // nh - m is exact: m is within an ulp or so of nh
-    wl = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(nh, m), me), _mm_sub_pd(nl, _mm_mul_pd(wh, dl))), dh);
+    VD inv = _mm_div_pd(_mm_set1_pd(1.0), dh);
+    wh = _mm_mul_pd(nh, inv);
+    two_prod(wh, dh, m, me);  // nh - m is exact: m is within two ulps of nh
+    wl = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(nh, m), me), _mm_sub_pd(nl, _mm_mul_pd(wh, dl))), inv);
     k = ln_biased_exponent(wh);
     return _mm_mul_pd(_mm_set1_pd(0.5), ln_dd<1>(wh, wl, k));
   } else {
     VD huge = _mm_cmpge_pd(a, _mm_set1_pd(kHugeD));
     VD ac = _mm_min_pd(a, _mm_set1_pd(kHugeD));
-    VD p, pe, sh, sl, s, sc;
-    two_prod(ac, ac, p, pe);
-    two_sum(p, _mm_set1_pd(F == Fn::Asinh ? 1.0 : -1.0), sh, sl);
-    sqrt_dd(sh, _mm_add_pd(sl, pe), s, sc);
-    if constexpr (F == Fn::Asinh) fast_two_sum(s, ac, wh, wl);  // s > a
-    else fast_two_sum(ac, s, wh, wl);                          // x > s
+    const VD one = _mm_set1_pd(F == Fn::Asinh ? 1.0 : -1.0);
+    auto exact = [&]() ZYN_HYPER_LAMBDA {
+      VD p, pe, sh, sl, s, sc;
+      two_prod(ac, ac, p, pe);
+      two_sum(p, one, sh, sl);
+      sqrt_dd(sh, _mm_add_pd(sl, pe), s, sc);
+      if constexpr (F == Fn::Asinh) fast_two_sum(s, ac, wh, wl);  // s > a
+      else fast_two_sum(ac, s, wh, wl);                          // x > s
+      return _mm_add_pd(wl, sc);
+    };
+    // From 4 (results above 2.09) the root rounded is enough: its error, at most 1.5 ulp, comes
+    // to W halved and to the result as below 0.2 ulp.
+    auto rounded = [&]() ZYN_HYPER_LAMBDA {
+      VD s = _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(ac, ac), one));
+      if constexpr (F == Fn::Asinh) fast_two_sum(s, ac, wh, wl);
+      else fast_two_sum(ac, s, wh, wl);
+      return wl;
+    };
+    VD near = _mm_cmplt_pd(a, _mm_set1_pd(4.0));
+    const int m = _mm_movemask_pd(near);
+    if (m == 3) {
+      wl = exact();
+    } else if (m == 0) {
+      wl = rounded();
+    } else {
+      VD l1 = rounded(), h1 = wh;
+      VD l0 = exact();
+      wh = _mm_blendv_pd(h1, wh, near);
+      wl = _mm_blendv_pd(l1, l0, near);
+    }
     wh = _mm_blendv_pd(wh, a, huge);
-    wl = _mm_andnot_pd(huge, _mm_add_pd(wl, sc));
+    wl = _mm_andnot_pd(huge, wl);
     k = _mm_add_pd(ln_biased_exponent(wh), _mm_and_pd(huge, _mm_set1_pd(1.0)));
-    return ln_dd<1>(wh, wl, k);
+    VD y = ln_dd<1>(wh, wl, k);
+    if constexpr (F == Fn::Acosh) {
+      // Below x = 1 + 2^-20 the result (below 2^-9.5) would show the logarithm's absolute error
+      // near 1 (about 2^-80): acosh(1 + t) = sqrt(2t) (1 - t/12 + 3t^2/160), the next term below
+      // 2^-62 of the result, with the root as a double-double.
+      VD near = _mm_cmplt_pd(a, _mm_set1_pd(1 + 0x1p-20));
+      if (_mm_movemask_pd(near) != 0) {
+        VD t = _mm_sub_pd(a, _mm_set1_pd(1.0)), rt, rc;
+        sqrt_dd(_mm_add_pd(t, t), _mm_setzero_pd(), rt, rc);
+        VD q = _mm_mul_pd(t, _mm_add_pd(_mm_set1_pd(-1.0 / 12), _mm_mul_pd(t, _mm_set1_pd(3.0 / 160))));
+        y = _mm_blendv_pd(y, _mm_add_pd(rt, _mm_add_pd(rc, _mm_mul_pd(rt, q))), near);
+      }
+    }
+    return y;
   }
 }
 
 // The double LA (L 0) and EP (L 2) arithmetic.
 template <Fn F, int L>
-inline VD inv_la(VD a) {
+ZYN_HYPER_INLINE VD inv_la(VD a) {
   if constexpr (F == Fn::Atanh) {
     VD q = _mm_div_pd(_mm_add_pd(a, a), _mm_sub_pd(_mm_set1_pd(1.0), a));
     return _mm_mul_pd(_mm_set1_pd(0.5), log1p_d<L>(q));
   } else {
     constexpr double one = F == Fn::Asinh ? 1.0 : -1.0;
-    auto small = [&] {
+    auto small = [&]() ZYN_HYPER_LAMBDA {
       if constexpr (F == Fn::Asinh) {
         VD z = _mm_mul_pd(a, a);
         VD s = _mm_sqrt_pd(_mm_add_pd(z, _mm_set1_pd(1.0)));
@@ -86,7 +124,7 @@ inline VD inv_la(VD a) {
         return log1p_d<L>(_mm_add_pd(t, _mm_sqrt_pd(_mm_add_pd(_mm_add_pd(t, t), _mm_mul_pd(t, t)))));
       }
     };
-    auto large = [&] {
+    auto large = [&]() ZYN_HYPER_LAMBDA {
       VD huge = _mm_cmpge_pd(a, _mm_set1_pd(kHugeD));
       VD ac = _mm_min_pd(a, _mm_set1_pd(kHugeD));
       VD w = _mm_add_pd(ac, _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(ac, ac), _mm_set1_pd(one))));
@@ -101,14 +139,14 @@ inline VD inv_la(VD a) {
 
 // The float LA (L 0) and EP (L 2) arithmetic.
 template <Fn F, int L>
-inline VS inv_f(VS a) {
+ZYN_HYPER_INLINE VS inv_f(VS a) {
   constexpr const SLnCoeffs &C = L == 0 ? kSLnHa : kSLnEp;
   if constexpr (F == Fn::Atanh) {
     VS q = _mm_div_ps(_mm_add_ps(a, a), _mm_sub_ps(_mm_set1_ps(1.0f), a));
     return _mm_mul_ps(_mm_set1_ps(0.5f), log1p_single<C>(q));
   } else {
     constexpr float one = F == Fn::Asinh ? 1.0f : -1.0f;
-    auto small = [&] {
+    auto small = [&]() ZYN_HYPER_LAMBDA {
       if constexpr (F == Fn::Asinh) {
         VS z = _mm_mul_ps(a, a);
         VS s = _mm_sqrt_ps(_mm_add_ps(z, _mm_set1_ps(1.0f)));
@@ -118,7 +156,7 @@ inline VS inv_f(VS a) {
         return log1p_single<C>(_mm_add_ps(t, _mm_sqrt_ps(_mm_add_ps(_mm_add_ps(t, t), _mm_mul_ps(t, t)))));
       }
     };
-    auto large = [&] {
+    auto large = [&]() ZYN_HYPER_LAMBDA {
       VS huge = _mm_cmpge_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
       VS ac = _mm_min_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
       VS w = _mm_add_ps(ac, _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(ac, ac), _mm_set1_ps(one))));
@@ -131,14 +169,14 @@ inline VS inv_f(VS a) {
 
 // x in, result out, at level L (0 LA, 1 HA, 2 EP) for lanes that are not bad.
 template <Fn F, int L>
-inline VD inv_d(VD x) {
+ZYN_HYPER_INLINE VD inv_d(VD x) {
   if constexpr (F == Fn::Acosh) return L == 1 ? inv_ha<F>(x) : inv_la<F, L>(x);
   VD a = abs_v(x);
   VD y = L == 1 ? inv_ha<F>(a) : inv_la<F, L>(a);
   return _mm_or_pd(series_below<F>(y, a), sign_of(x));
 }
 template <Fn F, int L>
-inline VS inv_s(VS x) {
+ZYN_HYPER_INLINE VS inv_s(VS x) {
   if constexpr (F == Fn::Acosh) return inv_f<F, L>(x);
   VS a = abs_v(x);
   return _mm_or_ps(series_below<F>(inv_f<F, L>(a), a), sign_of(x));
@@ -190,7 +228,7 @@ struct Inv : Policy<T> {
     else if constexpr (F == Fn::Acosh) return mask_of(or_v(cmp_nge(v, splat(v, 1.0)), cmp_nle(v, splat(v, big))));
     else return mask_of(cmp_nlt(a, splat(v, 1.0)));
   }
-  static void eval(const V *x, V *r) {
+  ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
     if constexpr (kD) r[0] = inv_d<F, L>(x[0]);
     else if constexpr (L == 1) r[0] = via_double(x[0], inv_d<F, 0>);
     else r[0] = inv_s<F, L>(x[0]);
