@@ -30,13 +30,15 @@ constexpr double kHugeD = 0x1p28, kHugeS = 0x1p12, kSmall = 0x1p-12;
 
 // Below 2^-12 asinh a = a - a^3/6 + 3a^5/40 and atanh a = a + a^3/3 + a^5/5, the next terms
 // below 2^-72 of the result; there the logarithm's absolute error (about 2^-81 near 1) would
-// show.
-template <Fn F, class W>
-ZYN_HYPER_INLINE W series_below(W y, W a) {
-  constexpr double c3 = F == Fn::Asinh ? -1.0 / 6 : 1.0 / 3, c5 = F == Fn::Asinh ? 3.0 / 40 : 1.0 / 5;
-  W z = mul(a, a);
-  W s = add(a, mul(mul(a, z), add(splat(a, c3), mul(z, splat(a, c5)))));
-  return blend(y, s, lt(a, splat(a, kSmall)));
+// show. `main` runs only for vectors with a lane at or above 2^-12.
+template <Fn F, class W, class G>
+ZYN_HYPER_INLINE W series_below(W a, G main) {
+  auto series = [&]() ZYN_HYPER_LAMBDA {
+    constexpr double c3 = F == Fn::Asinh ? -1.0 / 6 : 1.0 / 3, c5 = F == Fn::Asinh ? 3.0 / 40 : 1.0 / 5;
+    W z = mul(a, a);
+    return add(a, mul(mul(a, z), add(splat(a, c3), mul(z, splat(a, c5)))));
+  };
+  return pick(lt(a, splat(a, kSmall)), series, main);
 }
 
 // The double HA arithmetic; for Asinh and Atanh of |x| (sign put back by the caller).
@@ -172,14 +174,14 @@ template <Fn F, int L>
 ZYN_HYPER_INLINE VD inv_d(VD x) {
   if constexpr (F == Fn::Acosh) return L == 1 ? inv_ha<F>(x) : inv_la<F, L>(x);
   VD a = abs_v(x);
-  VD y = L == 1 ? inv_ha<F>(a) : inv_la<F, L>(a);
-  return _mm_or_pd(series_below<F>(y, a), sign_of(x));
+  auto main = [&]() ZYN_HYPER_LAMBDA { return L == 1 ? inv_ha<F>(a) : inv_la<F, L>(a); };
+  return _mm_or_pd(series_below<F>(a, main), sign_of(x));
 }
 template <Fn F, int L>
 ZYN_HYPER_INLINE VS inv_s(VS x) {
   if constexpr (F == Fn::Acosh) return inv_f<F, L>(x);
   VS a = abs_v(x);
-  return _mm_or_ps(series_below<F>(inv_f<F, L>(a), a), sign_of(x));
+  return _mm_or_ps(series_below<F>(a, [&]() ZYN_HYPER_LAMBDA { return inv_f<F, L>(a); }), sign_of(x));
 }
 
 // Any double, at HA.
@@ -230,7 +232,7 @@ struct Inv : Policy<T> {
   }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
     if constexpr (kD) r[0] = inv_d<F, L>(x[0]);
-    else if constexpr (L == 1) r[0] = via_double(x[0], inv_d<F, 0>);
+    else if constexpr (L == 1) r[0] = via_double(x[0], inv_d<F, 2>);
     else r[0] = inv_s<F, L>(x[0]);
   }
   static int scalar(const T *x, T *r) {
