@@ -9,6 +9,7 @@
 #include "vector/errfun/lanes.hpp"
 #include "vector/explog/exp_core.hpp"
 #include "vector/explog/ln_core.hpp"
+#include "vector/trig/dd.hpp"
 #include "zyn/vex.h"
 
 // The kernels' arithmetic is inlined into the block loop so that its vectors interleave.
@@ -31,6 +32,12 @@ inline VD sign_of(VD x) { return _mm_and_pd(x, _mm_set1_pd(-0.0)); }
 inline VS sign_of(VS x) { return _mm_and_ps(x, _mm_set1_ps(-0.0f)); }
 inline VD or_v(VD a, VD b) { return _mm_or_pd(a, b); }
 inline VS or_v(VS a, VS b) { return _mm_or_ps(a, b); }
+inline VD div_v(VD a, VD b) { return _mm_div_pd(a, b); }
+inline VS div_v(VS a, VS b) { return _mm_div_ps(a, b); }
+inline VD sqrt_v(VD a) { return _mm_sqrt_pd(a); }
+inline VS sqrt_v(VS a) { return _mm_sqrt_ps(a); }
+inline VD min_v(VD a, VD b) { return _mm_min_pd(a, b); }
+inline VS min_v(VS a, VS b) { return _mm_min_ps(a, b); }
 inline VD cmp_nle(VD a, VD b) { return _mm_cmpnle_pd(a, b); }
 inline VS cmp_nle(VS a, VS b) { return _mm_cmpnle_ps(a, b); }
 inline VD cmp_nlt(VD a, VD b) { return _mm_cmpnlt_pd(a, b); }
@@ -62,26 +69,9 @@ ZYN_HYPER_INLINE W pick(W small, F fast, G slow) {
 
 // ---- double-double steps --------------------------------------------------------------------
 
-// a = hi + lo exactly, hi with 26 significant bits (Veltkamp; |a| below 2^996).
-ZYN_HYPER_INLINE void split(VD a, VD &hi, VD &lo) {
-  VD t = _mm_mul_pd(a, _mm_set1_pd(134217729.0));
-  hi = _mm_sub_pd(t, _mm_sub_pd(t, a));
-  lo = _mm_sub_pd(a, hi);
-}
-// a b = p + e exactly (Dekker).
-ZYN_HYPER_INLINE void two_prod(VD a, VD b, VD &p, VD &e) {
-  VD ah, al, bh, bl;
-  split(a, ah, al);
-  split(b, bh, bl);
-  p = _mm_mul_pd(a, b);
-  e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(ah, bh), p), _mm_mul_pd(ah, bl)),
-                 _mm_add_pd(_mm_mul_pd(al, bh), _mm_mul_pd(al, bl)));
-}
-// a + b = s + e exactly when |a| >= |b| (or a is 0).
-ZYN_HYPER_INLINE void fast_two_sum(VD a, VD b, VD &s, VD &e) {
-  s = _mm_add_pd(a, b);
-  e = _mm_sub_pd(b, _mm_sub_pd(s, a));
-}
+using dd::fast_two_sum;
+using dd::two_prod;
+
 // 1/x within 2^-22 for x in [2^-100, 2^100]: the hardware estimate and one Newton step. Enough
 // for the corrections below, which are themselves below 2^-52 of what they correct.
 ZYN_HYPER_INLINE VD recip22(VD x) {
@@ -129,5 +119,16 @@ inline int via_double_scalar(const float *x, float *y) {
   if (status == STATUS_OK && std::isinf(*y) && std::isfinite(*x)) status = STATUS_OVERFLOW;
   return status;
 }
+
+// The common part of a row's policy: element type T and the double scalar path F, through which
+// a float row's bad lanes go, rounded once.
+template <class T, int (*F)(double, double *)>
+struct Row : Policy<T> {
+  static constexpr T kPad[1] = {T(0.75)};
+  static int scalar(const T *x, T *r) {
+    if constexpr (std::is_same_v<T, double>) return F(*x, r);
+    else return via_double_scalar<F>(x, r);
+  }
+};
 
 }  // namespace zyn::vk::hyper

@@ -12,8 +12,9 @@
 //   asinh a = log1p(a + a^2 / (1 + sqrt(a^2 + 1))), acosh x = log1p(t + sqrt(2t + t^2)), t = x - 1,
 // at and above 2 the logarithm of a + sqrt(a^2 +- 1) rounded; atanh a = log1p(2a / (1 - a)) / 2,
 // at EP on the cheap logarithm.
-// Single: HA through the double LA arithmetic, rounded once; LA and EP in float, the same forms
-// on the single logarithm and log1p (with the polynomials of sLn HA and EP), from 2^12 ln a + ln 2.
+// Single: HA through the double EP arithmetic (below 2^-30 absolute), rounded once; LA and EP in
+// float, the same forms on the single logarithm and log1p (with the polynomials of sLn HA and
+// EP), from 2^12 ln a + ln 2.
 // Bad lanes, to the scalar path: Asinh NaN and infinities (+-inf, no status); Acosh all but
 // 1 <= x <= max (x < 1 and minus infinity NaN with STATUS_DOMAIN, plus infinity itself);
 // Atanh all but |x| < 1 (+-1: +-inf with STATUS_SINGULARITY; beyond: NaN with STATUS_DOMAIN).
@@ -108,80 +109,60 @@ ZYN_HYPER_INLINE VD inv_ha(VD a) {
   }
 }
 
-// The double LA (L 0) and EP (L 2) arithmetic.
-template <Fn F, int L>
-ZYN_HYPER_INLINE VD inv_la(VD a) {
+// The LA (L 0) and EP (L 2) arithmetic, double or float: the log1p forms below 2, the
+// logarithm of a + sqrt(a^2 +- 1) above, ln a + ln 2 from 2^28 (float 2^12).
+inline VD log1p_at(VD u, std::integral_constant<int, 0>) { return log1p_d<0>(u); }
+inline VD log1p_at(VD u, std::integral_constant<int, 2>) { return log1p_d<2>(u); }
+inline VS log1p_at(VS u, std::integral_constant<int, 0>) { return log1p_single<kSLnHa>(u); }
+inline VS log1p_at(VS u, std::integral_constant<int, 2>) { return log1p_single<kSLnEp>(u); }
+template <int L>
+ZYN_HYPER_INLINE VD ln_huge(VD w, VD huge) {
+  VD hi, lo;
+  log_parts<L>(w, _mm_add_pd(ln_biased_exponent(w), _mm_and_pd(huge, _mm_set1_pd(1.0))), hi, lo);
+  return _mm_add_pd(hi, lo);
+}
+template <int L>
+ZYN_HYPER_INLINE VS ln_huge(VS w, VS huge) {
+  return _mm_add_ps(ln_single<L == 0 ? kSLnHa : kSLnEp>(w), _mm_and_ps(huge, _mm_set1_ps(0x1.62e43p-1f)));
+}
+inline double huge_of(VD) { return kHugeD; }
+inline double huge_of(VS) { return kHugeS; }
+
+template <Fn F, int L, class W>
+ZYN_HYPER_INLINE W inv_lo(W a) {
+  using Lv = std::integral_constant<int, L>;
+  const W one = splat(a, 1.0);
   if constexpr (F == Fn::Atanh) {
-    VD q = _mm_div_pd(_mm_add_pd(a, a), _mm_sub_pd(_mm_set1_pd(1.0), a));
-    return _mm_mul_pd(_mm_set1_pd(0.5), log1p_d<L>(q));
+    return mul(splat(a, 0.5), log1p_at(div_v(add(a, a), sub(one, a)), Lv{}));
   } else {
-    constexpr double one = F == Fn::Asinh ? 1.0 : -1.0;
     auto small = [&]() ZYN_HYPER_LAMBDA {
       if constexpr (F == Fn::Asinh) {
-        VD z = _mm_mul_pd(a, a);
-        VD s = _mm_sqrt_pd(_mm_add_pd(z, _mm_set1_pd(1.0)));
-        return log1p_d<L>(_mm_add_pd(a, _mm_div_pd(z, _mm_add_pd(s, _mm_set1_pd(1.0)))));
+        W z = mul(a, a);
+        return log1p_at(add(a, div_v(z, add(sqrt_v(add(z, one)), one))), Lv{});
       } else {
-        VD t = _mm_sub_pd(a, _mm_set1_pd(1.0));
-        return log1p_d<L>(_mm_add_pd(t, _mm_sqrt_pd(_mm_add_pd(_mm_add_pd(t, t), _mm_mul_pd(t, t)))));
+        W t = sub(a, one);
+        return log1p_at(add(t, sqrt_v(add(add(t, t), mul(t, t)))), Lv{});
       }
     };
     auto large = [&]() ZYN_HYPER_LAMBDA {
-      VD huge = _mm_cmpge_pd(a, _mm_set1_pd(kHugeD));
-      VD ac = _mm_min_pd(a, _mm_set1_pd(kHugeD));
-      VD w = _mm_add_pd(ac, _mm_sqrt_pd(_mm_add_pd(_mm_mul_pd(ac, ac), _mm_set1_pd(one))));
-      w = _mm_blendv_pd(w, a, huge);
-      VD hi, lo;
-      log_parts<L>(w, _mm_add_pd(ln_biased_exponent(w), _mm_and_pd(huge, _mm_set1_pd(1.0))), hi, lo);
-      return _mm_add_pd(hi, lo);
+      W huge = cmp_nlt(a, splat(a, huge_of(a))), ac = min_v(a, splat(a, huge_of(a)));
+      W w = add(ac, sqrt_v(add(mul(ac, ac), splat(a, F == Fn::Asinh ? 1.0 : -1.0))));
+      return ln_huge<L>(blend(w, a, huge), huge);
     };
-    return pick(_mm_cmplt_pd(a, _mm_set1_pd(2.0)), small, large);
+    return pick(lt(a, splat(a, 2.0)), small, large);
   }
 }
 
-// The float LA (L 0) and EP (L 2) arithmetic.
-template <Fn F, int L>
-ZYN_HYPER_INLINE VS inv_f(VS a) {
-  constexpr const SLnCoeffs &C = L == 0 ? kSLnHa : kSLnEp;
-  if constexpr (F == Fn::Atanh) {
-    VS q = _mm_div_ps(_mm_add_ps(a, a), _mm_sub_ps(_mm_set1_ps(1.0f), a));
-    return _mm_mul_ps(_mm_set1_ps(0.5f), log1p_single<C>(q));
-  } else {
-    constexpr float one = F == Fn::Asinh ? 1.0f : -1.0f;
-    auto small = [&]() ZYN_HYPER_LAMBDA {
-      if constexpr (F == Fn::Asinh) {
-        VS z = _mm_mul_ps(a, a);
-        VS s = _mm_sqrt_ps(_mm_add_ps(z, _mm_set1_ps(1.0f)));
-        return log1p_single<C>(_mm_add_ps(a, _mm_div_ps(z, _mm_add_ps(s, _mm_set1_ps(1.0f)))));
-      } else {
-        VS t = _mm_sub_ps(a, _mm_set1_ps(1.0f));
-        return log1p_single<C>(_mm_add_ps(t, _mm_sqrt_ps(_mm_add_ps(_mm_add_ps(t, t), _mm_mul_ps(t, t)))));
-      }
-    };
-    auto large = [&]() ZYN_HYPER_LAMBDA {
-      VS huge = _mm_cmpge_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
-      VS ac = _mm_min_ps(a, _mm_set1_ps(static_cast<float>(kHugeS)));
-      VS w = _mm_add_ps(ac, _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(ac, ac), _mm_set1_ps(one))));
-      w = _mm_blendv_ps(w, a, huge);
-      return _mm_add_ps(ln_single<C>(w), _mm_and_ps(huge, _mm_set1_ps(0x1.62e43p-1f)));
-    };
-    return pick(_mm_cmplt_ps(a, _mm_set1_ps(2.0f)), small, large);
-  }
-}
-
-// x in, result out, at level L (0 LA, 1 HA, 2 EP) for lanes that are not bad.
-template <Fn F, int L>
-ZYN_HYPER_INLINE VD inv_d(VD x) {
-  if constexpr (F == Fn::Acosh) return L == 1 ? inv_ha<F>(x) : inv_la<F, L>(x);
-  VD a = abs_v(x);
-  auto main = [&]() ZYN_HYPER_LAMBDA { return L == 1 ? inv_ha<F>(a) : inv_la<F, L>(a); };
-  return _mm_or_pd(series_below<F>(a, main), sign_of(x));
-}
-template <Fn F, int L>
-ZYN_HYPER_INLINE VS inv_s(VS x) {
-  if constexpr (F == Fn::Acosh) return inv_f<F, L>(x);
-  VS a = abs_v(x);
-  return _mm_or_ps(series_below<F>(a, [&]() ZYN_HYPER_LAMBDA { return inv_f<F, L>(a); }), sign_of(x));
+// x in, result out, at level L (0 LA, 1 HA (double only), 2 EP) for lanes that are not bad.
+template <Fn F, int L, class W>
+ZYN_HYPER_INLINE W inv_v(W x) {
+  auto main = [](W a) ZYN_HYPER_LAMBDA {
+    if constexpr (L == 1) return inv_ha<F>(a);
+    else return inv_lo<F, L>(a);
+  };
+  if constexpr (F == Fn::Acosh) return main(x);
+  W a = abs_v(x);
+  return or_v(series_below<F>(a, [&]() ZYN_HYPER_LAMBDA { return main(a); }), sign_of(x));
 }
 
 // Any double, at HA.
@@ -211,12 +192,12 @@ int inv_scalar_d(double x, double *y) {
     *y = runtime_div(x, 0.0);
     return STATUS_SINGULARITY;
   }
-  *y = one_lane(x, inv_d<F, 1>);
+  *y = one_lane(x, inv_v<F, 1, VD>);
   return STATUS_OK;
 }
 
 template <class T, Fn F, int L>
-struct Inv : Policy<T> {
+struct Inv : Row<T, inv_scalar_d<F>> {
   using V = typename Policy<T>::V;
   static constexpr bool kD = std::is_same_v<T, double>;
   static constexpr T kPad[1] = {T(F == Fn::Acosh ? 1.5 : 0.75)};
@@ -231,13 +212,8 @@ struct Inv : Policy<T> {
     else return mask_of(cmp_nlt(a, splat(v, 1.0)));
   }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
-    if constexpr (kD) r[0] = inv_d<F, L>(x[0]);
-    else if constexpr (L == 1) r[0] = via_double(x[0], inv_d<F, 2>);
-    else r[0] = inv_s<F, L>(x[0]);
-  }
-  static int scalar(const T *x, T *r) {
-    if constexpr (kD) return inv_scalar_d<F>(*x, r);
-    else return via_double_scalar<inv_scalar_d<F>>(x, r);
+    if constexpr (!kD && L == 1) r[0] = via_double(x[0], inv_v<F, 2, VD>);
+    else r[0] = inv_v<F, L>(x[0]);
   }
 };
 

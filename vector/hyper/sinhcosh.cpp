@@ -138,10 +138,9 @@ int sinhcosh_scalar_d(double x, double *y) {
 }
 
 template <class T, bool kCosh, int L>  // L: 0 LA, 1 HA, 2 EP
-struct SinhCosh : Policy<T> {
+struct SinhCosh : Row<T, sinhcosh_scalar_d<kCosh>> {
   using V = typename Policy<T>::V;
   static constexpr bool kD = std::is_same_v<T, double>;
-  static constexpr T kPad[1] = {T(0.75)};
   static constexpr const char *kName = kD ? (kCosh ? "vdCosh" : "vdSinh") : (kCosh ? "vsCosh" : "vsSinh");
   static int bad(const V *x) {
     if constexpr (kD) return bad_abs_d(x[0], kExpLimit);
@@ -151,10 +150,6 @@ struct SinhCosh : Policy<T> {
     if constexpr (kD) r[0] = sinhcosh_d<kCosh, L>(x[0]);
     else if constexpr (L == 1) r[0] = via_double(x[0], sinhcosh_d<kCosh, 0>);
     else r[0] = sinhcosh_f<kCosh, L>(x[0]);
-  }
-  static int scalar(const T *x, T *r) {
-    if constexpr (kD) return sinhcosh_scalar_d<kCosh>(*x, r);
-    else return via_double_scalar<sinhcosh_scalar_d<kCosh>>(x, r);
   }
 };
 

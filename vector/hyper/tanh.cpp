@@ -68,20 +68,15 @@ int tanh_scalar_d(double x, double *y) {
 }
 
 template <class T, int L>
-struct Tanh : Policy<T> {
+struct Tanh : Row<T, tanh_scalar_d> {
   using V = typename Policy<T>::V;
   static constexpr bool kD = std::is_same_v<T, double>;
-  static constexpr T kPad[1] = {T(0.75)};
   static constexpr const char *kName = kD ? "vdTanh" : "vsTanh";
   static int bad(const V *) { return 0; }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
     if constexpr (kD) r[0] = tanh_d<L>(x[0]);
     else if constexpr (L == 1) r[0] = via_double(x[0], tanh_wide);
     else r[0] = tanh_f(x[0]);
-  }
-  static int scalar(const T *x, T *r) {
-    if constexpr (kD) return tanh_scalar_d(*x, r);
-    else return via_double_scalar<tanh_scalar_d>(x, r);
   }
 };
 
