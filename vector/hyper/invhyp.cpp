@@ -111,10 +111,10 @@ ZYN_HYPER_INLINE VD inv_ha(VD a) {
 
 // The LA (L 0) and EP (L 2) arithmetic, double or float: the log1p forms below 2, the
 // logarithm of a + sqrt(a^2 +- 1) above, ln a + ln 2 from 2^28 (float 2^12).
-inline VD log1p_at(VD u, std::integral_constant<int, 0>) { return log1p_d<0>(u); }
-inline VD log1p_at(VD u, std::integral_constant<int, 2>) { return log1p_d<2>(u); }
-inline VS log1p_at(VS u, std::integral_constant<int, 0>) { return log1p_single<kSLnHa>(u); }
-inline VS log1p_at(VS u, std::integral_constant<int, 2>) { return log1p_single<kSLnEp>(u); }
+ZYN_HYPER_INLINE VD log1p_at(VD u, std::integral_constant<int, 0>) { return log1p_d<0>(u); }
+ZYN_HYPER_INLINE VD log1p_at(VD u, std::integral_constant<int, 2>) { return log1p_d<2>(u); }
+ZYN_HYPER_INLINE VS log1p_at(VS u, std::integral_constant<int, 0>) { return log1p_single<kSLnHa>(u); }
+ZYN_HYPER_INLINE VS log1p_at(VS u, std::integral_constant<int, 2>) { return log1p_single<kSLnEp>(u); }
 template <int L>
 ZYN_HYPER_INLINE VD ln_huge(VD w, VD huge) {
   VD hi, lo;
