@@ -17,7 +17,9 @@
 // halving in the exponent so that it overflows only where the result does: beyond
 // 710.4758600739439 (single 89.41599) plus infinity and STATUS_OVERFLOW; infinities give
 // infinities without status and NaN a NaN.
-// Measured worst errors (10^6 inputs, docs/accuracy.md): placeholder.
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dSinh HA 0.848 ulp (at
+// 0x1.aedfe363aac38p-1), LA/EP 1.72 ulp; dCosh HA 0.624 ulp (at 0x1.0000000001663p+0), LA/EP
+// 2.36 ulp; sSinh LA 1.74, HA 0.500 ulp, EP 14.9 bits; sCosh LA 1.65, HA 0.500 ulp, EP 15.9 bits.
 #include "vector/hyper/hyper_core.hpp"
 #include "vector/hyper/hyper_data.hpp"
 

@@ -10,7 +10,8 @@
 // Vectors whose lanes are all at or above 20 (single 10) give +-1 without the arithmetic.
 // No bad lanes: the minimum keeps a NaN (it returns its second operand), which gives a NaN; the
 // infinities give +-1. No status.
-// Measured worst errors (10^6 inputs, docs/accuracy.md): placeholder.
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dTanh HA 0.520 ulp (at
+// -0x1.d348e1bb0b34p-4), LA/EP 2.13 ulp; sTanh HA 0.500 ulp, LA/EP 2.29 ulp.
 #include "vector/hyper/hyper_core.hpp"
 
 namespace zyn::vk::hyper {
