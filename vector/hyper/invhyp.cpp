@@ -101,7 +101,7 @@ ZYN_HYPER_INLINE VD inv_ha(VD a) {
       // near 1 (about 2^-80): acosh(1 + t) = sqrt(2t) (1 - t/12 + 3t^2/160), the next term below
       // 2^-62 of the result, with the root as a double-double.
       VD near = _mm_cmplt_pd(a, _mm_set1_pd(1 + 0x1p-20));
-      if (_mm_movemask_pd(near) != 0) {
+      if (__builtin_expect(_mm_movemask_pd(near) != 0, 0)) {
         VD t = _mm_sub_pd(a, _mm_set1_pd(1.0)), rt, rc;
         sqrt_dd(_mm_add_pd(t, t), _mm_setzero_pd(), rt, rc);
         VD q = _mm_mul_pd(t, _mm_add_pd(_mm_set1_pd(-1.0 / 12), _mm_mul_pd(t, _mm_set1_pd(3.0 / 160))));
