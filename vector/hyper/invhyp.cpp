@@ -45,6 +45,16 @@ ZYN_HYPER_INLINE W series_below(W a, G main) {
   return pick(lt(a, splat(a, kSmall)), series, main);
 }
 
+// acosh x below 1 + 2^-20, where the result (below 2^-9.5) would show the logarithm's absolute
+// error near 1 (about 2^-80): sqrt(2t) (1 - t/12 + 3t^2/160), t = x - 1, the next term below
+// 2^-62 of the result, with the root as a double-double. Out of line: it is rarely needed.
+__attribute__((noinline)) VD acosh_near(VD x) {
+  VD t = _mm_sub_pd(x, _mm_set1_pd(1.0)), rt, rc;
+  sqrt_dd(_mm_add_pd(t, t), _mm_setzero_pd(), rt, rc);
+  VD q = _mm_mul_pd(t, _mm_add_pd(_mm_set1_pd(-1.0 / 12), _mm_mul_pd(t, _mm_set1_pd(3.0 / 160))));
+  return _mm_add_pd(rt, _mm_add_pd(rc, _mm_mul_pd(rt, q)));
+}
+
 // The double HA arithmetic; for Asinh and Atanh of |x| (sign put back by the caller).
 template <Fn F>
 ZYN_HYPER_INLINE VD inv_ha(VD a) {
@@ -97,16 +107,8 @@ ZYN_HYPER_INLINE VD inv_ha(VD a) {
     k = _mm_add_pd(ln_biased_exponent(wh), _mm_and_pd(huge, _mm_set1_pd(1.0)));
     VD y = ln_dd<1>(wh, wl, k);
     if constexpr (F == Fn::Acosh) {
-      // Below x = 1 + 2^-20 the result (below 2^-9.5) would show the logarithm's absolute error
-      // near 1 (about 2^-80): acosh(1 + t) = sqrt(2t) (1 - t/12 + 3t^2/160), the next term below
-      // 2^-62 of the result, with the root as a double-double.
       VD near = _mm_cmplt_pd(a, _mm_set1_pd(1 + 0x1p-20));
-      if (__builtin_expect(_mm_movemask_pd(near) != 0, 0)) {
-        VD t = _mm_sub_pd(a, _mm_set1_pd(1.0)), rt, rc;
-        sqrt_dd(_mm_add_pd(t, t), _mm_setzero_pd(), rt, rc);
-        VD q = _mm_mul_pd(t, _mm_add_pd(_mm_set1_pd(-1.0 / 12), _mm_mul_pd(t, _mm_set1_pd(3.0 / 160))));
-        y = _mm_blendv_pd(y, _mm_add_pd(rt, _mm_add_pd(rc, _mm_mul_pd(rt, q))), near);
-      }
+      if (__builtin_expect(_mm_movemask_pd(near) != 0, 0)) y = _mm_blendv_pd(y, acosh_near(a), near);
     }
     return y;
   }
