@@ -1,5 +1,6 @@
-// The hyperbolic family: special values (result bits, signed zeros, status) of every row at every
-// level, and one report test per status (index and record). Accuracy: test_accuracy.cpp.
+// The hyperbolic family: the special values (result bits, signed zeros) and statuses of every row
+// at every level, and one report per status with its record. Layouts: test_layout.cpp;
+// accuracy: test_accuracy.cpp.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,130 +11,71 @@
 #include "tests/vector/vector_test_util.hpp"
 
 using namespace zyn::test;
+namespace oracle = zyn::oracle;
 
 namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr int O = STATUS_OVERFLOW, D = STATUS_DOMAIN, S = STATUS_SINGULARITY;
-const char *kLevel[3] = {"LA", "HA", "EP"};
 
-using DFn = void (*)(int, const double *, double *);
-using SFn = void (*)(int, const float *, float *);
-struct Row {
-  const char *stem;
-  DFn d[3];
-  SFn s[3];
-};
-#define ZYN_HYPER_ROW(S) \
-  Row { #S, {_vexd##S##_50, _vexd##S, _vexd##S##_26}, {_vexs##S##_21, _vexs##S, _vexs##S##_11} }
-const Row kSinh = ZYN_HYPER_ROW(Sinh), kCosh = ZYN_HYPER_ROW(Cosh), kTanh = ZYN_HYPER_ROW(Tanh),
-          kAsinh = ZYN_HYPER_ROW(Asinh), kAcosh = ZYN_HYPER_ROW(Acosh), kAtanh = ZYN_HYPER_ROW(Atanh);
-#undef ZYN_HYPER_ROW
-
-// x, the result (NaN: any NaN; otherwise the exact bits) and the status, the same at every level.
-struct Case {
-  double x, y;
-  int status;
-};
-struct Table {
-  const Row &row;
-  bool single;
-  std::vector<Case> cases;
-};
-
-const std::vector<Table> &tables() {
-  static const std::vector<Table> t = {
-      {kSinh, false, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {kInf, kInf, 0}, {-kInf, -kInf, 0}, {NAN, NAN, 0},
-                      {1e-310, 1e-310, 0}, {710.5, kInf, O}, {-710.5, -kInf, O}, {1e300, kInf, O}}},
-      {kSinh, true, {{-0.0, -0.0, 0}, {-kInf, -kInf, 0}, {NAN, NAN, 0}, {1e-40, 1e-40, 0}, {89.5, kInf, O},
-                     {-89.5, -kInf, O}}},
-      {kCosh, false, {{0.0, 1.0, 0}, {-0.0, 1.0, 0}, {kInf, kInf, 0}, {-kInf, kInf, 0}, {NAN, NAN, 0},
-                      {1e-310, 1.0, 0}, {710.5, kInf, O}, {-710.5, kInf, O}}},
-      {kCosh, true, {{-0.0, 1.0, 0}, {-kInf, kInf, 0}, {NAN, NAN, 0}, {89.5, kInf, O}, {-89.5, kInf, O}}},
-      {kTanh, false, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {kInf, 1.0, 0}, {-kInf, -1.0, 0}, {NAN, NAN, 0},
-                      {25.0, 1.0, 0}, {-1e300, -1.0, 0}, {-1e-310, -1e-310, 0}}},
-      {kTanh, true, {{-0.0, -0.0, 0}, {-kInf, -1.0, 0}, {NAN, NAN, 0}, {12.0, 1.0, 0}, {1e-40, 1e-40, 0}}},
-      {kAsinh, false, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {kInf, kInf, 0}, {-kInf, -kInf, 0}, {NAN, NAN, 0},
-                       {-1e-310, -1e-310, 0}}},
-      {kAsinh, true, {{-0.0, -0.0, 0}, {-kInf, -kInf, 0}, {NAN, NAN, 0}, {1e-40, 1e-40, 0}}},
-      {kAcosh, false, {{1.0, 0.0, 0}, {kInf, kInf, 0}, {NAN, NAN, 0}, {0.5, NAN, D}, {0.0, NAN, D},
-                       {-1.0, NAN, D}, {-kInf, NAN, D}}},
-      {kAcosh, true, {{1.0, 0.0, 0}, {kInf, kInf, 0}, {NAN, NAN, 0}, {0.99, NAN, D}, {-kInf, NAN, D}}},
-      {kAtanh, false, {{0.0, 0.0, 0}, {-0.0, -0.0, 0}, {NAN, NAN, 0}, {1.0, kInf, S}, {-1.0, -kInf, S},
-                       {1.5, NAN, D}, {-kInf, NAN, D}, {1e-310, 1e-310, 0}}},
-      {kAtanh, true, {{-0.0, -0.0, 0}, {NAN, NAN, 0}, {1.0, kInf, S}, {-1.0, -kInf, S}, {-2.0, NAN, D},
-                      {kInf, NAN, D}, {1e-40, 1e-40, 0}}},
+TEST(HyperSpecials, ResultsAndStatusesAtEveryLevel) {
+  std::vector<Special> c = {
+      {"dSinh", 1e-310, 0, 1e-310}, {"dSinh", 710.5, 0, kInf, O}, {"dSinh", -710.5, 0, -kInf, O},
+      {"dSinh", 1e300, 0, kInf, O}, {"sSinh", 1e-40, 0, 1e-40},   {"sSinh", 89.5, 0, kInf, O},
+      {"sSinh", -89.5, 0, -kInf, O}, {"dCosh", 1e-310, 0, 1},     {"dCosh", 710.5, 0, kInf, O},
+      {"dCosh", -710.5, 0, kInf, O}, {"sCosh", 89.5, 0, kInf, O}, {"sCosh", -89.5, 0, kInf, O},
+      {"dTanh", 25, 0, 1},          {"dTanh", -1e300, 0, -1},     {"dTanh", -1e-310, 0, -1e-310},
+      {"sTanh", 12, 0, 1},          {"sTanh", 1e-40, 0, 1e-40},   {"dAsinh", -1e-310, 0, -1e-310},
+      {"sAsinh", 1e-40, 0, 1e-40},  {"dAtanh", 1e-310, 0, 1e-310}, {"sAtanh", 1e-40, 0, 1e-40},
   };
-  return t;
-}
-
-// One element through a row at a level: its result, widened, and the status reported.
-double run1(const Row &row, bool single, int lv, double x, int *status) {
-  ReportLog log;
-  double y;
-  if (single) {
-    float xf = static_cast<float>(x), yf;
-    row.s[lv](1, &xf, &yf);
-    y = yf;
-  } else {
-    row.d[lv](1, &x, &y);
+  for (const char *t : {"d", "s"}) {  // the same in both types
+    auto row = [&](const char *stem) { return t + std::string(stem); };
+    for (const char *odd : {"Sinh", "Tanh", "Asinh", "Atanh"})
+      c.insert(c.end(), {{row(odd), 0, 0, 0}, {row(odd), -0.0, 0, -0.0}, {row(odd), NAN, 0, NAN}});
+    c.insert(c.end(), {{row("Sinh"), kInf, 0, kInf},    {row("Sinh"), -kInf, 0, -kInf}, {row("Cosh"), 0, 0, 1},
+                       {row("Cosh"), -0.0, 0, 1},       {row("Cosh"), kInf, 0, kInf},   {row("Cosh"), -kInf, 0, kInf},
+                       {row("Cosh"), NAN, 0, NAN},      {row("Tanh"), kInf, 0, 1},      {row("Tanh"), -kInf, 0, -1},
+                       {row("Asinh"), kInf, 0, kInf},   {row("Asinh"), -kInf, 0, -kInf}, {row("Acosh"), 1, 0, 0},
+                       {row("Acosh"), kInf, 0, kInf},   {row("Acosh"), NAN, 0, NAN},    {row("Acosh"), 0.99, 0, NAN, D},
+                       {row("Acosh"), 0, 0, NAN, D},    {row("Acosh"), -1, 0, NAN, D},  {row("Acosh"), -kInf, 0, NAN, D},
+                       {row("Atanh"), 1, 0, kInf, S},   {row("Atanh"), -1, 0, -kInf, S}, {row("Atanh"), 1.5, 0, NAN, D},
+                       {row("Atanh"), -kInf, 0, NAN, D}, {row("Atanh"), kInf, 0, NAN, D}});
   }
-  *status = ReportLog::log().empty() ? 0 : ReportLog::log().back().code;
-  return y;
-}
-}  // namespace
-
-TEST(HyperSpecials, ResultBitsAndStatusAtEveryLevel) {
-  for (const Table &t : tables()) {
-    for (int lv = 0; lv < 3; ++lv) {
-      for (const Case &c : t.cases) {
-        SCOPED_TRACE(std::string(t.single ? "vs" : "vd") + t.row.stem + " " + kLevel[lv] + " x=" + std::to_string(c.x));
-        int status;
-        double y = run1(t.row, t.single, lv, c.x, &status);
-        double want = t.single ? static_cast<double>(static_cast<float>(c.y)) : c.y;
-        if (std::isnan(c.y))
-          EXPECT_TRUE(std::isnan(y));
-        else
-          EXPECT_EQ(bits(y), bits(want)) << y;
-        EXPECT_EQ(status, c.status);
-      }
-    }
-  }
+  expect_cases(c);
 }
 
-// One report per status: a vector of 19 ordinary elements but one bad in the tail (index 17);
-// the record carries the element's index, argument and result, and the thread's status is set.
-TEST(HyperReports, OnePerStatusWithIndexAndRecord) {
+// One report per status, in both types at every level: the bad element among ordinary ones
+// carries its index, argument and result in the record, and sets the thread's status.
+TEST(HyperReports, OnePerStatusWithItsRecord) {
   struct R {
-    const Row &row;
+    const char *stem;
     double fill, bad, result;
     int status;
   };
-  const R reports[] = {{kSinh, 0.5, -800.0, -kInf, O}, {kCosh, 0.5, 800.0, kInf, O},
-                       {kAcosh, 1.5, 0.25, NAN, D}, {kAtanh, 0.5, -1.0, -kInf, S}};
+  const R reports[] = {{"Sinh", 0.5, -800, -kInf, O}, {"Cosh", 0.5, 800, kInf, O}, {"Acosh", 1.5, 0.25, NAN, D},
+                       {"Atanh", 0.5, -1, -kInf, S}};
   for (const R &r : reports) {
-    for (bool single : {false, true}) {
+    for (char t : {'d', 's'}) {
       for (int lv = 0; lv < 3; ++lv) {
-        SCOPED_TRACE(std::string(single ? "vs" : "vd") + r.row.stem + " " + kLevel[lv]);
+        SCOPED_TRACE(std::string(1, t) + r.stem + " " + kLevels[lv]);
+        void *k = oracle::stub(oracle::stub_name(t, r.stem, lv));
         ReportLog log;
         std::vector<double> a(19, r.fill), y(19);
         std::vector<float> af(19, static_cast<float>(r.fill)), yf(19);
         a[17] = r.bad;
         af[17] = static_cast<float>(r.bad);
-        if (single)
-          r.row.s[lv](19, af.data(), yf.data());
+        if (t == 's')
+          reinterpret_cast<void (*)(int, const float *, float *)>(k)(19, af.data(), yf.data());
         else
-          r.row.d[lv](19, a.data(), y.data());
+          reinterpret_cast<void (*)(int, const double *, double *)>(k)(19, a.data(), y.data());
         ASSERT_EQ(ReportLog::log().size(), 1u);
         const Report &rep = ReportLog::log()[0];
         EXPECT_EQ(rep.code, r.status);
         EXPECT_EQ(rep.index, 17);
-        EXPECT_EQ(rep.arg1, single ? static_cast<double>(af[17]) : a[17]);
-        if (std::isnan(r.result))
-          EXPECT_TRUE(std::isnan(rep.res1));
-        else
-          EXPECT_EQ(rep.res1, r.result);
+        EXPECT_EQ(rep.arg1, r.bad);
+        EXPECT_TRUE(same(rep.res1, r.result)) << rep.res1;
         EXPECT_EQ(_vexGetErrStatus(), r.status);
       }
     }
   }
 }
+}  // namespace
