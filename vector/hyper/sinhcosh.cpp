@@ -39,7 +39,8 @@ ZYN_HYPER_INLINE void exp_pm_d(VD a, VD &hp, VD &lp, VD &hm, VD &lm) {
   VD r = exp_reduce128<ExpBase::E, L != 1>(a, n);
   const __m128i nm = _mm_sub_epi64(_mm_setzero_si128(), n);
   VD r2 = _mm_mul_pd(r, r), tp, tm;
-  VD odd = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r2), _mm_add_pd(_mm_set1_pd(1.0 / 6), _mm_mul_pd(r2, _mm_set1_pd(1.0 / 120)))));
+  VD c35 = _mm_add_pd(_mm_set1_pd(1.0 / 6), _mm_mul_pd(r2, _mm_set1_pd(1.0 / 120)));
+  VD odd = _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(r, r2), c35));
   VD even = _mm_mul_pd(r2, _mm_add_pd(_mm_set1_pd(0.5), _mm_mul_pd(r2, _mm_set1_pd(1.0 / 24))));
   exp_lookup128(n, hp, tp);
   exp_lookup128(nm, hm, tm);
@@ -55,7 +56,8 @@ ZYN_HYPER_INLINE void exp_pm_f(VS a, VS &sp, VS &lp, VS &sm, VS &lm) {
   if constexpr (kLa) {
     const float *g = kExpFloatLa;
     odd = _mm_add_ps(r, _mm_mul_ps(r3, _mm_add_ps(_mm_set1_ps(g[1]), _mm_mul_ps(r2, _mm_set1_ps(g[3])))));
-    even = _mm_mul_ps(r2, _mm_add_ps(_mm_set1_ps(g[0]), _mm_mul_ps(r2, _mm_add_ps(_mm_set1_ps(g[2]), _mm_mul_ps(r2, _mm_set1_ps(g[4]))))));
+    VS g24 = _mm_add_ps(_mm_set1_ps(g[2]), _mm_mul_ps(r2, _mm_set1_ps(g[4])));
+    even = _mm_mul_ps(r2, _mm_add_ps(_mm_set1_ps(g[0]), _mm_mul_ps(r2, g24)));
   } else {
     const float *g = kExpFloatEp;
     odd = _mm_add_ps(r, _mm_mul_ps(r3, _mm_set1_ps(g[1])));

@@ -42,7 +42,8 @@ ZYN_HYPER_INLINE VD tanh_e(VD x) {
 // From 20 (single: 10) the result is 1: vectors with every lane there skip the arithmetic.
 template <int L>
 ZYN_HYPER_INLINE VD tanh_d(VD x) {
-  VD y = pick(_mm_cmpnge_pd(abs_v(x), _mm_set1_pd(20.0)), [&]() ZYN_HYPER_LAMBDA { return tanh_e<L>(x); }, []() ZYN_HYPER_LAMBDA { return _mm_set1_pd(1.0); });
+  auto e_path = [&]() ZYN_HYPER_LAMBDA { return tanh_e<L>(x); };
+  VD y = pick(_mm_cmpnge_pd(abs_v(x), _mm_set1_pd(20.0)), e_path, []() ZYN_HYPER_LAMBDA { return _mm_set1_pd(1.0); });
   return _mm_or_pd(y, sign_of(x));
 }
 
