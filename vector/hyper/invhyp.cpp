@@ -197,7 +197,7 @@ int inv_scalar_d(double x, double *y) {
     *y = runtime_div(x, 0.0);
     return STATUS_SINGULARITY;
   }
-  *y = one_lane(x, inv_v<F, 1, VD>);
+  *y = one_lane(x, [](VD v) ZYN_HYPER_LAMBDA { return inv_v<F, 1>(v); });
   return STATUS_OK;
 }
 
@@ -217,7 +217,7 @@ struct Inv : Row<T, inv_scalar_d<F>> {
     else return mask_of(cmp_nlt(a, splat(v, 1.0)));
   }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
-    if constexpr (!kD && L == 1) r[0] = via_double(x[0], inv_v<F, 2, VD>);
+    if constexpr (!kD && L == 1) r[0] = via_double(x[0], [](VD v) ZYN_HYPER_LAMBDA { return inv_v<F, 2>(v); });
     else r[0] = inv_v<F, L>(x[0]);
   }
 };

@@ -137,7 +137,7 @@ int sinhcosh_scalar_d(double x, double *y) {
     *y = kCosh ? v : std::copysign(v, x);
     return status;
   }
-  *y = one_lane(x, sinhcosh_d<kCosh, 1>);
+  *y = one_lane(x, [](VD v) ZYN_HYPER_LAMBDA { return sinhcosh_d<kCosh, 1>(v); });
   return STATUS_OK;
 }
 
@@ -152,7 +152,7 @@ struct SinhCosh : Row<T, sinhcosh_scalar_d<kCosh>> {
   }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
     if constexpr (kD) r[0] = sinhcosh_d<kCosh, L>(x[0]);
-    else if constexpr (L == 1) r[0] = via_double(x[0], sinhcosh_d<kCosh, 0>);
+    else if constexpr (L == 1) r[0] = via_double(x[0], [](VD v) ZYN_HYPER_LAMBDA { return sinhcosh_d<kCosh, 0>(v); });
     else r[0] = sinhcosh_f<kCosh, L>(x[0]);
   }
 };

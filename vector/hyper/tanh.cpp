@@ -65,7 +65,7 @@ ZYN_HYPER_INLINE VS tanh_f(VS x) {
 }
 
 int tanh_scalar_d(double x, double *y) {
-  *y = one_lane(x, tanh_d<1>);
+  *y = one_lane(x, [](VD v) ZYN_HYPER_LAMBDA { return tanh_d<1>(v); });
   return STATUS_OK;
 }
 
@@ -77,7 +77,7 @@ struct Tanh : Row<T, tanh_scalar_d> {
   static int bad(const V *) { return 0; }
   ZYN_HYPER_EVAL static void eval(const V *x, V *r) {
     if constexpr (kD) r[0] = tanh_d<L>(x[0]);
-    else if constexpr (L == 1) r[0] = via_double(x[0], tanh_wide);
+    else if constexpr (L == 1) r[0] = via_double(x[0], [](VD v) ZYN_HYPER_LAMBDA { return tanh_wide(v); });
     else r[0] = tanh_f(x[0]);
   }
 };
