@@ -20,8 +20,8 @@
 // Atanh all but |x| < 1 (+-1: +-inf with STATUS_SINGULARITY; beyond: NaN with STATUS_DOMAIN).
 // NaN gives NaN without status.
 // Measured worst errors (10^6 inputs, docs/accuracy.md): dAsinh HA 0.664 ulp (at
-// -0x1.69b8159ad604ep+4), LA/EP 2.54 ulp; dAcosh HA 0.608 ulp (at 0x1.7adfa8372d703p+4), LA/EP
-// 2.55 ulp; dAtanh HA 0.500 ulp, LA 2.82 ulp, EP 26.5 bits; single HA at most 0.587 ulp (sAsinh
+// -0x1.69b8159ad604ep+4), LA/EP 2.54 ulp; dAcosh HA 0.623 ulp (at 0x1.1cd7a687ab1f1p+2), LA/EP
+// 2.62 ulp; dAtanh HA 0.500 ulp, LA 2.82 ulp, EP 26.5 bits; single HA at most 0.587 ulp (sAsinh
 // at -0x1.12fd8ep-11), LA at most 2.43 ulp, EP 12.8 bits.
 #include "vector/hyper/hyper_core.hpp"
 
