@@ -422,52 +422,40 @@ void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
 // Hyman's filter (1983) on the slopes of the C2 spline, at each slope that no end condition
 // gives: m[i] is clipped to [0, 3 min(|s[i-1]|, |s[i]|)] when sigma >= 0, else to [-3 min, 0],
 // where sigma is s[i] if s[i-1] s[i] > 0 and m[i] otherwise. An end has its one cell's slope; a
-// periodic spline wraps. Cells between monotone data are then monotone. Written as selections
-// that the compiler vectorises: a branch on the data's signs would be mispredicted.
+// periodic spline wraps. Cells between monotone data are then monotone. Written without a branch
+// on the data's signs, which would be mispredicted.
 template <class T>
 inline T hyman_clip(T m, T sl, T sr) {
   const T bound = T(3) * std::min(std::fabs(sl), std::fabs(sr));
-  const T sigma = sl * sr > T(0) ? sr : m;
-  const T lo = sigma >= T(0) ? T(0) : -bound, hi = sigma >= T(0) ? bound : T(0);
-  const T a = m < lo ? lo : m;
-  return a > hi ? hi : a;
+  const bool same = sl * sr > T(0);
+  const T up = static_cast<T>((same & (sr > T(0))) | (!same & (m >= T(0))));  // sigma >= 0
+  return std::min(std::max(m, bound * (up - T(1))), bound * up);
 }
-// The filter on the slopes m[0] = m0, m[i] = mr[i-1] of function f, in runs of kTileCells
-// breakpoints with their cells' slopes in a buffer.
+// Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1], filtered on the way
+// when `hyman` (the cells' slopes are at hand). mr may lie in the coefficient storage itself,
+// behind the cells written so far: each cell's slopes are read before the cell is stored, and
+// cell i ends below mr[i] for i < nx - 2.
 template <class T, bool Uni>
-void hyman_filter(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T &m0, T *mr) {
-  const int64_t nx = t->nx, L = nx - 2;
-  const Fn<T> y = function<T>(t, f);
-  T s[kTileCells + 1];
-  for (int64_t i0 = 0; i0 < L; i0 += kTileCells) {  // breakpoints i0 + 1 to i1
-    const int64_t i1 = std::min(L, i0 + kTileCells);
-    for (int64_t j = i0; j <= i1; ++j) s[j - i0] = g.slope(y[j + 1] - y[j], j);
-    for (int64_t i = i0 + 1; i <= i1; ++i)
-      mr[i - 1] = hyman_clip(mr[i - 1], s[i - 1 - i0], s[i - i0]);
-  }
-  T &ml = mr[L];
-  const T s0 = g.slope(y[1] - y[0], 0), sL = g.slope(y[nx - 1] - y[L], L);
-  if (t->bcType == DF_BC_PERIODIC) {
-    m0 = ml = hyman_clip(m0, sL, s0);
-    return;
-  }
-  if (!(t->bcType & DF_BC_1ST_LEFT_DER)) m0 = hyman_clip(m0, s0, s0);
-  if (!(t->bcType & DF_BC_1ST_RIGHT_DER)) ml = hyman_clip(ml, sL, sL);
-}
-
-// Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1]. mr may lie in the
-// coefficient storage itself, behind the cells written so far: each cell's slopes are read before
-// the cell is stored, and cell i ends below mr[i] for i < nx - 2.
-template <class T, bool Uni>
-void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr) {
+void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr,
+                   bool hyman) {
   const int64_t nx = t->nx, L = nx - 2;
   const Fn<T> y = function<T>(t, f);
   T *c = coeffs<T>(t, f);
+  T ml = mr[L];  // m[nx-1]
+  if (hyman) {
+    const T s0 = g.slope(y[1] - y[0], 0), sL = g.slope(y[nx - 1] - y[L], L);
+    if (t->bcType == DF_BC_PERIODIC) {
+      m0 = ml = hyman_clip(m0, sL, s0);
+    } else {
+      if (!(t->bcType & DF_BC_1ST_LEFT_DER)) m0 = hyman_clip(m0, s0, s0);
+      if (!(t->bcType & DF_BC_1ST_RIGHT_DER)) ml = hyman_clip(ml, sL, sL);
+    }
+  }
   auto inv = [&](int64_t i) { return Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]); };
   with_streaming(c, nx - 1, [&](auto stream) {
     T mi = m0, ih = inv(0), s = (y[1] - y[0]) * ih;  // of cell i
     auto cell = [&](int64_t i, T ihn, T sn) {        // with the next cell's 1/h and slope
-      const T mn = mr[i];
+      const T mn = i == L ? ml : hyman ? hyman_clip(mr[i], s, sn) : mr[i];
       const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
       const T c3 = (mi + mn - T(2) * s) * (ih * ih);
       put_cell<decltype(stream)::value>(c + 4 * i, y[i], mi, c2, c3);
@@ -504,8 +492,7 @@ void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, con
     }
     m[N] = m[0];
   }
-  if (hyman) hyman_filter(t, g, f, m[0], m + 1);
-  natural_cells(t, g, f, m[0], m + 1);
+  natural_cells(t, g, f, m[0], m + 1, hyman);
 }
 
 template <class T>
@@ -611,9 +598,8 @@ int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th, bool h
     const int n1 = n - 1, one = 1;
     Solver<T>::sv(&n1, &one, a.dl.rest, a.d + 1, a.du + 1, b.rest, &n1, &info);
     if (info) return DF_ERROR_LINEAR_SOLVER;
-    T m0 = (b0 - a.du[0] * b.rest[0]) / a.d[0];
-    if (hyman) hyman_filter(t, g, 0, m0, b.rest);
-    natural_cells(t, g, 0, m0, b.rest);
+    const T m0 = (b0 - a.du[0] * b.rest[0]) / a.d[0];
+    natural_cells(t, g, 0, m0, b.rest, hyman);
     return DF_STATUS_OK;
   }
   const int64_t nrhs = ny + (periodic ? 1 : 0);
