@@ -130,6 +130,20 @@ bool y_hint_ok(int64_t h) {
 
 constexpr int64_t kTileCells = 1024, kTileFuncs = 4, kMinThreadedTiles = 5;
 
+// Cells i0 to i0 + n - 1 (n <= kTileCells) of cubics from slopes: cell i0 + k has the values
+// y[i0 + k], y[i0 + k + 1], end slopes m[k], m[k + 1], cell slope s[k] and inverse width ih[k].
+// c[2] and c[3] of the run first, in a loop the compiler vectorises, then the four stored.
+template <bool Stream, class T>
+void slope_cells(T *c, const Fn<T> &y, int64_t i0, int64_t n, const T *m, const T *s,
+                 const T *ih) {
+  T c2[kTileCells], c3[kTileCells];
+  for (int64_t k = 0; k < n; ++k) {
+    c2[k] = (T(3) * s[k] - T(2) * m[k] - m[k + 1]) * ih[k];
+    c3[k] = (m[k] + m[k + 1] - T(2) * s[k]) * (ih[k] * ih[k]);
+  }
+  for (int64_t k = 0; k < n; ++k) put_cell<Stream>(c + 4 * (i0 + k), y[i0 + k], m[k], c2[k], c3[k]);
+}
+
 template <class Tile>
 struct TileJob {
   const Tile *tile;
@@ -762,8 +776,9 @@ struct Slopes {
   void tile(int64_t i0, int64_t i1, T *c) const {
     T hb[kTileCells + 4], ihb[kTileCells + 4], sb[kTileCells + 4], mb[kTileCells + 1];
     const int64_t lo = std::max<int64_t>(i0 - 2, 0), hi = std::min(i1 + 1, L);
-    for (int64_t j = i0 - 2; j <= i1 + 1; ++j)
-      if (j < lo || j > hi) cell_ext(j, hb[j - i0 + 2], ihb[j - i0 + 2], sb[j - i0 + 2]);
+    auto ext = [&](int64_t j) { cell_ext(j, hb[j - i0 + 2], ihb[j - i0 + 2], sb[j - i0 + 2]); };
+    for (int64_t j = i0 - 2; j < lo; ++j) ext(j);  // beyond the ends
+    for (int64_t j = hi + 1; j <= i1 + 1; ++j) ext(j);
     T *h = hb + (2 - i0), *ih = ihb + (2 - i0), *s = sb + (2 - i0), *m = mb - i0;
     for (int64_t j = lo; j <= hi; ++j) {
       h[j] = g.step(j);
@@ -780,10 +795,7 @@ struct Slopes {
       if (i1 == nx - 1) m[nx - 1] = last;
     }
     with_streaming(c, nx - 1, [&](auto stream) {
-      for (int64_t i = i0; i < i1; ++i)
-        put_cell<decltype(stream)::value>(c + 4 * i, y[i], m[i],
-                                          (T(3) * s[i] - T(2) * m[i] - m[i + 1]) * ih[i],
-                                          (m[i] + m[i + 1] - T(2) * s[i]) * (ih[i] * ih[i]));
+      slope_cells<decltype(stream)::value>(c, y, i0, i1 - i0, m + i0, s + i0, ih + i0);
     });
   }
 };
