@@ -117,6 +117,33 @@ int callbacks(const Integral<T> &j, int64_t i0, int64_t n) {
   return 0;
 }
 
+// With the Hybrid search for the right limits: their cells from those of the left limits, in
+// place. A right limit less than kNear breakpoints above its left one is placed by counting the
+// breakpoints below it, on lines the first search left in cache; the others are searched. The
+// tests select without a branch on data: short and long intervals each predict well.
+template <class T>
+int near_cells(const Integral<T> &j, int64_t n, const T *b, int64_t *cell, int64_t *position) {
+  constexpr int kNear = 8;
+  const T *x = j.plan[1]->x;
+  const int64_t last = j.plan[1]->nx - 1;
+  T far[kRun];
+  int64_t at[kRun], found[kRun], m = 0;
+  for (int64_t i = 0; i < n; ++i) {
+    const int64_t c = cell[i];
+    if (c >= 1 && c + kNear <= last && ((x[c - 1] <= b[i]) & (b[i] < x[c + kNear]))) {
+      int64_t k = 0;  // x[c+k-1] <= b[i] < x[c+k]
+      for (int q = 0; q < kNear; ++q) k += x[c + q] <= b[i];
+      cell[i] = c + k;
+    } else {
+      far[m] = b[i], at[m++] = i;
+    }
+  }
+  if (m == 0) return 0;
+  if (int st = search_serial(*j.plan[1], m, far, found, position)) return st;
+  for (int64_t k = 0; k < m; ++k) cell[at[k]] = found[k];
+  return 0;
+}
+
 // Blocks [b0, b1) of intervals, in runs of kRun intervals: the two limits of a run are searched
 // one after the other, while the lines of the partition that the first search brought are still
 // in cache for the second, and the records of the run's pieces are fetched ahead of use.
@@ -134,7 +161,10 @@ int blocks(const Integral<T> &j, int64_t b0, int64_t b1) {
       continue;
     }
     for (int k = 0; k < 2; ++k) {
-      if (int st = search_serial(*j.plan[k], n, j.lim[k] + i0, cell, &position[k])) return st;
+      const bool near = k == 1 && j.plan[1]->kind == DF_SEARCH_HYBRID;
+      if (int st = near ? near_cells(j, n, j.lim[1] + i0, cell, &position[1])
+                        : search_serial(*j.plan[k], n, j.lim[k] + i0, cell, &position[k]))
+        return st;
       j.pc->find(n, j.lim[k] + i0, cell, pieces[k], lefts[k]);
       for (int64_t i = 0; i < n; ++i) __builtin_prefetch(j.rec + pieces[k][i] * j.width);
     }
