@@ -70,10 +70,10 @@ Dense conditions(const Ctor &c, const Spline<T> &in) {
   const bool natural = c.family == kNatural, periodic = c.bcType == DF_BC_PERIODIC;
   auto s = [&](int64_t j) { return (y[j + 1] - y[j]) / (x[j + 1] - x[j]); };
   if (c.family == kHyman || (natural && nx == 3 && c.bcType == 1)) {  // cells from slopes m
-    std::vector<LD> m{(5 * s(0) + s(1)) / 2, 0, (s(0) + 5 * s(1)) / 2};  // natural, nx 3: fixed
+    std::vector<LD> m(nx);
+    if (natural) m = {(5 * s(0) + s(1)) / 2, 0, (s(0) + 5 * s(1)) / 2};  // nx 3: fixed
     if (c.family == kHyman) {  // the natural spline's, filtered
       const std::vector<LD> n = conditions(Ctor{kNatural, c.bcType, 0}, in).solve();
-      m.resize(nx);
       for (int64_t j = 0; j < nx; ++j) {
         const int64_t i = std::min(j, L);
         m[j] = poly(&n[4 * i], 4, x[j] - x[i], 1);
