@@ -120,7 +120,7 @@ int callbacks(const Integral<T> &j, int64_t i0, int64_t n) {
 // With the Hybrid search for the right limits: their cells from those of the left limits, in
 // place. A right limit less than kNear breakpoints above its left one is placed by counting the
 // breakpoints below it, on lines the first search left in cache; the others are searched. The
-// tests select without a branch on data: short and long intervals each predict well.
+// two bounds are tested together, so that short and long intervals each take one branch.
 template <class T>
 int near_cells(const Integral<T> &j, int64_t n, const T *b, int64_t *cell, int64_t *position) {
   constexpr int kNear = 8;
