@@ -6,12 +6,12 @@
 // faster), from process CPU time.
 #include <benchmark/benchmark.h>
 
-#include <ctime>
 #include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
 
+#include "bench/stats/cpu_timer.hpp"
 #include "zyn/stats.h"
 
 extern "C" {
@@ -59,28 +59,9 @@ const ZynThreader *threader(int threads) {
 double g_sumsq_seconds = 0, g_twopass_seconds = 0, g_dsyrk_seconds = 0;
 
 
-// Process CPU time per iteration: the machine is shared, so wall-clock ratios would measure the
-// neighbours. With one thread this is the cost of the call; with two, the total work of both.
-struct Timer {
-  static double now() {
-    timespec ts;
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return ts.tv_sec + 1e-9 * ts.tv_nsec;
-  }
-  double start = now(), total = 0;
-  int64_t count = 0;
-  void lap() {
-    const double t = now();
-    total += t - start;
-    ++count;
-    start = t;
-  }
-  double mean() const { return count ? total / count : 0; }
-};
-
 void BM_Anchor_SumSumSq(benchmark::State &state) {
   const auto &x = moments_data();
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     double s = 0, s2 = 0;
     for (double v : x) {
@@ -109,7 +90,7 @@ void BM_Moments(benchmark::State &state) {
   _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
   const uint64_t est = SsEstimateMean | SsEstimateC2m | SsEstimateSkewness | SsEstimateKurtosis;
   const ZynThreader *th = threader(threads);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     accw[0] = accw[1] = 0;
     if (_rnxdSSBasic(task, est, method, th) != 0) state.SkipWithError("status");
@@ -125,7 +106,7 @@ void BM_Anchor_CovTwoPass(benchmark::State &state) {
   const auto &x = cov_data();
   const int64_t p = kCovP;
   std::vector<double> m(p), c(p * p);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     std::fill(m.begin(), m.end(), 0);
     std::fill(c.begin(), c.end(), 0);
@@ -155,7 +136,7 @@ void BM_Anchor_DsyrkCentred(benchmark::State &state) {
   for (int64_t j = 0; j < n; ++j)
     for (int i = 0; i < p; ++i) centred[j * p + i] -= m[i];
   const double one = 1, zero = 0;
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     dsyrk_("U", "N", &p, &n, &one, centred.data(), &p, &zero, c.data(), &p, 1, 1);
     benchmark::DoNotOptimize(c.data());
@@ -177,7 +158,7 @@ void BM_Cov(benchmark::State &state) {
   __rnxdSSEditCovCor(task, mean.data(), cov.data(), &full, nullptr, nullptr);
   _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
   const ZynThreader *th = threader(threads);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     accw[0] = accw[1] = 0;
     if (_rnxdSSBasic(task, SsEstimateCov, method, th) != 0) state.SkipWithError("status");
