@@ -161,12 +161,13 @@ void pick(Walk &&walker, int64_t count, Target &&target, Take &&take) {
   };
   walker([&](T v, int64_t lo, int64_t hi) {
     ++seq;
-    for (; j < count && static_cast<double>(lo + hi) >= twice; twice = 2 * target(++j)) {
+    while (j < count && static_cast<double>(lo + hi) >= twice) {
       const double r = 0.5 * twice;
       if (seq > 0 && distance(plo, phi, r) <= distance(lo, hi, r))
         take(j, pv, plo, phi, seq - 1);
       else
         take(j, v, lo, hi, seq);
+      if (++j < count) twice = 2 * target(j);
     }
     pv = v;
     plo = lo;
