@@ -137,8 +137,8 @@ void minmax(const SsTask *task, const Layout &l, T *lo, T *hi) {
   // them. The working extremes of a group come from the caller's arrays and go back to them;
   // with `indices`, those of unflagged variables are dropped.
   using S = Simd<T>;
-  constexpr int kGroup = 4;
-  const int64_t rows = std::max<int64_t>(16, 32768 / (l.p * int64_t(sizeof(T))));
+  constexpr int kGroup = 8;
+  const int64_t rows = std::max<int64_t>(16, 8192 / (l.p * int64_t(sizeof(T))));
   T wlo[kGroup * S::L], whi[kGroup * S::L];
   for (int64_t j0 = 0; j0 < l.n; j0 += rows) {
     const int64_t j1 = std::min(l.n, j0 + rows);

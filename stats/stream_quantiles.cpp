@@ -12,16 +12,18 @@
 //             nearest it; adds |D| / (2B) to the absolute error.
 // The stream is cut into sub-streams, sub-stream s covering [int((2^(s+1) - 1) e),
 // int((2^(s+2) - 1) e)), e = 1 / eps, and sub-stream 0 also the first int(e) elements. Within a
-// sub-stream, blocks of `capacity` elements are sorted (an exact summary) and carried up a binary
-// counter: a full block merges with the summary of level 1 if there is one, is compressed back to
-// `capacity` values and goes on to level 2, and so on, so level l holds 2^(l-1) blocks with an
-// error of at most (l - 1) / (2 capacity) of its size. With capacity = e log2(eps size) and about
-// log2(eps size) levels, a sub-stream's summaries stay within eps / 2 of its size. When a
-// sub-stream is complete, its summaries and the summary of the earlier sub-streams (the top) are
-// merged and compressed into a new top of one table's capacity; the sub-streams' sizes double, so
-// those compressions add a geometric series that stays below eps / 2 of the whole. A query merges
-// the top, the counter and the partly filled block, and returns for each order q a data element
-// whose rank lies within eps N of 1 + q (N - 1), N counting all data so far.
+// sub-stream, blocks of 2 capacity elements are sorted and compressed to `capacity` values of
+// exact rank, which go up a binary counter: a compressed block merges with the summary of level 1
+// if there is one, is compressed back to `capacity` values and goes on to level 2, and so on, so
+// level l holds 2^l blocks with an error of at most l / (2 capacity) of its size. With
+// capacity = e log2(eps size) and about log2(eps size) levels, a sub-stream's summaries stay
+// within eps / 2 of its size. When a sub-stream is complete, its summaries and the summary of the
+// earlier sub-streams (the top) are merged and compressed into a new top of the next table's
+// capacity; the sub-streams' sizes double, so those compressions add a geometric series that
+// stays below eps / 2 of the whole. A query merges the top, the counter and the partly filled
+// block, and returns for each order q a data element whose rank lies within eps N of
+// 1 + q (N - 1), N counting all data so far. Memory: the table of the current sub-stream
+// (`levels` buffers of `capacity` values with their ranks) and the top (one more buffer).
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -52,8 +54,9 @@ struct Record {
   double eps;         // the accuracy fixed by the first call
 };
 
-// The sub-stream's place in the stream, the table's sizes, and the buffers it needs: one for the
-// block being filled, one per level of the counter, one for a merge's output.
+// The sub-stream's place in the stream, the table's sizes, and the buffers it needs: two for the
+// block being filled, one per level of the counter, one for a merge's output. `levels` buffers
+// suffice at every eps; `slots` is the larger of that and what the counter can need.
 struct Geometry {
   int64_t begin, end, levels, capacity, slots;
 };
@@ -90,7 +93,7 @@ struct Summary {
   int64_t elements;  // |D|
 };
 
-// Buffers of `room` tuples: values, then the two rank arrays.
+// A buffer of `room` tuples: the rmin array, the rmax array, then the values.
 constexpr int64_t tuple_bytes(int64_t element) { return element + 2 * sizeof(int64_t); }
 template <class T>
 Summary<T> view(void *block, int64_t room, int64_t count, int64_t elements) {
