@@ -19,7 +19,7 @@
 #include <random>
 #include <vector>
 
-#include "bench/stats/cpu_timer.hpp"
+#include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
 namespace {
@@ -28,23 +28,8 @@ constexpr int64_t kN = 16000000;
 constexpr int64_t kObsN = 1000000, kObsP = 16;
 
 const std::vector<double> &data() {
-  static const std::vector<double> x = [] {
-    std::vector<double> v(kN);
-    std::mt19937_64 g(7);
-    std::normal_distribution<double> d(0.0, 1.0);
-    for (auto &e : v) e = d(g);
-    return v;
-  }();
+  static const auto x = draws(kN, 7, std::normal_distribution<double>(0.0, 1.0));
   return x;
-}
-
-int g_threads = 1;
-int fixed_limit() { return g_threads; }
-const ZynThreader *threader(int threads) {
-  static ZynThreader t = zyn_serv_ss_threader;
-  t.limit = fixed_limit;
-  g_threads = threads;
-  return &t;
 }
 
 // Anchor times by name, for the ratios of later benchmarks.
@@ -298,13 +283,7 @@ void BM_StreamQuantiles(benchmark::State &state) {
 // ---- weighted median --------------------------------------------------------------------------------
 
 const std::vector<double> &weights() {
-  static const std::vector<double> w = [] {
-    std::vector<double> v(kN);
-    std::mt19937_64 g(8);
-    std::uniform_real_distribution<double> u(0.0, 2.0);
-    for (auto &e : v) e = u(g);
-    return v;
-  }();
+  static const auto w = draws(kN, 8, std::uniform_real_distribution<double>(0.0, 2.0));
   return w;
 }
 

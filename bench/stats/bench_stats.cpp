@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "bench/stats/cpu_timer.hpp"
+#include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
 extern "C" {
@@ -26,34 +26,12 @@ constexpr int64_t kMomentsN = 16000000;
 constexpr int64_t kCovN = 1000000, kCovP = 16;
 
 const std::vector<double> &moments_data() {
-  static const std::vector<double> x = [] {
-    std::vector<double> v(kMomentsN);
-    std::mt19937_64 g(1);
-    std::normal_distribution<double> d(1000.0, 3.0);
-    for (auto &e : v) e = d(g);
-    return v;
-  }();
+  static const auto x = draws(kMomentsN, 1, std::normal_distribution<double>(1000.0, 3.0));
   return x;
 }
 const std::vector<double> &cov_data() {
-  static const std::vector<double> x = [] {
-    std::vector<double> v(kCovN * kCovP);
-    std::mt19937_64 g(2);
-    std::normal_distribution<double> d(50.0, 2.0);
-    for (auto &e : v) e = d(g);
-    return v;
-  }();
+  static const auto x = draws(kCovN * kCovP, 2, std::normal_distribution<double>(50.0, 2.0));
   return x;
-}
-
-// The core library's pool, with the thread count fixed by the benchmark.
-int g_threads = 1;
-int fixed_limit() { return g_threads; }
-const ZynThreader *threader(int threads) {
-  static ZynThreader t = zyn_serv_ss_threader;
-  t.limit = fixed_limit;
-  g_threads = threads;
-  return &t;
 }
 
 double g_sumsq_seconds = 0, g_twopass_seconds = 0, g_dsyrk_seconds = 0;
