@@ -37,8 +37,7 @@ SHIM_API void zyn_test_bytes(long *live, long *peak) {
 }
 
 SHIM_API void *zyn_serv_allocate(size_t size, int alignment) {
-  using Allocate = void *(*)(size_t, int);
-  static const Allocate allocate = real<Allocate>("zyn_serv_allocate");
+  static const auto allocate = real<void *(*)(size_t, int)>("zyn_serv_allocate");
   for (long b = g_budget.load(); b >= 0; b = g_budget.load()) {
     if (b == 0) return nullptr;
     if (g_budget.compare_exchange_weak(b, b - 1)) break;
@@ -55,8 +54,7 @@ SHIM_API void *zyn_serv_allocate(size_t size, int alignment) {
 }
 
 SHIM_API void zyn_serv_deallocate(void *block) {
-  using Deallocate = void (*)(void *);
-  static const Deallocate deallocate = real<Deallocate>("zyn_serv_deallocate");
+  static const auto deallocate = real<void (*)(void *)>("zyn_serv_deallocate");
   if (block == nullptr) return;
   size_t record[2];
   std::memcpy(record, static_cast<char *>(block) - kHeader, sizeof record);

@@ -252,6 +252,16 @@ struct Reference {
   }
 };
 
+// Stream quantiles: the rank interval of v in the sorted data s (ranks 1 to N) meets
+// [r - eps N, r + eps N], r = 1 + q (N - 1).
+inline void expect_rank_within(const std::vector<double> &s, double v, double q, double eps) {
+  const double n = static_cast<double>(s.size()), r = 1 + q * (n - 1);
+  const double lo = static_cast<double>(std::lower_bound(s.begin(), s.end(), v) - s.begin()) + 1;
+  const double hi = static_cast<double>(std::upper_bound(s.begin(), s.end(), v) - s.begin());
+  EXPECT_TRUE(lo <= hi && lo <= r + eps * n && hi >= r - eps * n)
+      << "value " << v << " ranks " << lo << ".." << hi << " want " << r << " eps " << eps;
+}
+
 template <class T, class Run>
 void expect_threads_agree(Run run, const Data<T> &d, double tol) {
   const Snapshot one = run({d}, threads_table(1));

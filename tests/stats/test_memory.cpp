@@ -94,26 +94,22 @@ int stream_portions(const std::vector<double> &x, long budget) {
   int64_t count = 3, one = 1;
   double orders[] = {0, 0.5, 0.95}, q[3], eps = 0.01;
   __rnxdSSEditStreamQuantiles(task.t, &count, orders, q, &one, &eps);
-  int status = 0;
+  int status[3];
   for (int k = 0; k < 3; ++k) {
     _rnxdSSEditTask(task.t, SsEditData, &x[k * third]);
     set_budget(k == 1 ? budget : -1);
-    const int s = _rnxdSSStreamQuantiles(task.t, 0, k == 2 ? SsMethodStream : SsMethodStreamFeed, nullptr);
+    const int s = status[k] =
+        _rnxdSSStreamQuantiles(task.t, 0, k == 2 ? SsMethodStream : SsMethodStreamFeed, nullptr);
     set_budget(-1);
     EXPECT_TRUE(s == SsStatusOk || (k == 1 && s == SsStatusMemory)) << k << " " << s;
-    status = k == 1 ? s : status;
   }
   const int64_t seen = static_cast<const int64_t *>(task.t->streamState)[0];  // the record's first field
   std::vector<double> in(x.begin(), x.begin() + seen - third);
   in.insert(in.end(), x.end() - third, x.end());
   std::sort(in.begin(), in.end());
-  for (int c = 0; c < 3; ++c) {
-    const double r = 1 + orders[c] * static_cast<double>(in.size() - 1), slack = eps * static_cast<double>(in.size());
-    const auto lo = std::lower_bound(in.begin(), in.end(), q[c]) - in.begin() + 1;
-    const auto hi = std::upper_bound(in.begin(), in.end(), q[c]) - in.begin();
-    EXPECT_TRUE(lo <= hi && lo <= r + slack && hi >= r - slack) << "budget " << budget << " order " << c;
-  }
-  return status;
+  SCOPED_TRACE(testing::Message() << "budget " << budget);
+  for (int c = 0; c < 3; ++c) expect_rank_within(in, q[c], orders[c], eps);
+  return status[1];
 }
 
 // Each allocation of a feed crossing a sub-stream fails in turn (its top, its table), and the
@@ -137,11 +133,11 @@ TEST(SsMemory, StreamStateWithinItsSizes) {
   for (double eps : {0.01, 0.001}) {
     const Data<double> d = make_data<double>(2, 200000, false, false, false, 4);
     const double e = 1 / eps;
-    // Sub-stream s starts at int((2^(s+1) - 1) e); its sizes are those of level L = s - 1.
+    // Sub-stream s starts at edge(s + 1); its sizes are those of level L = s - 1.
+    auto edge = [&](int j) { return std::floor((std::ldexp(1.0, j) - 1) * e); };  // int((2^j - 1) e)
     int s = 0;
-    while (std::floor((std::ldexp(1.0, s + 2) - 1) * e) <= d.n - 1) ++s;
-    const double size = std::floor((std::ldexp(1.0, s + 2) - 1) * e) - std::floor((std::ldexp(1.0, s + 1) - 1) * e);
-    const double lg = std::log2(size * eps), levels = std::floor(lg + 2), capacity = std::floor(e * lg);
+    while (edge(s + 2) <= d.n - 1) ++s;
+    const double lg = std::log2((edge(s + 2) - edge(s + 1)) * eps), levels = std::floor(lg + 2), capacity = std::floor(e * lg);
     long live0, peak, live;
     bytes(&live0, &peak);
     {
