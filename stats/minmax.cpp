@@ -7,39 +7,22 @@
 // one variable, updated in observation order. By variable the lanes take interleaved elements of
 // one run; their results are folded by the same rule, which can only disagree with the scalar
 // order when the extreme is a zero met with both signs: then the first zero of the run decides.
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cmath>
 
 #include "stats/common.hpp"
+#include "vector/skeleton/simd.hpp"
 #include "zyn/stats.h"
 
 namespace zyn::stats {
 namespace {
 
-template <class T>
-struct Simd;
-template <>
-struct Simd<double> {
-  using V = __m128d;
-  static constexpr int L = 2;
-  static V load(const double *p) { return _mm_loadu_pd(p); }
-  static void store(double *p, V v) { _mm_storeu_pd(p, v); }
-  static V splat(double v) { return _mm_set1_pd(v); }
-  static V min(V x, V m) { return _mm_min_pd(x, m); }  // x < m ? x : m
-  static V max(V x, V m) { return _mm_max_pd(x, m); }  // x > m ? x : m
-};
-template <>
-struct Simd<float> {
-  using V = __m128;
-  static constexpr int L = 4;
-  static V load(const float *p) { return _mm_loadu_ps(p); }
-  static void store(float *p, V v) { _mm_storeu_ps(p, v); }
-  static V splat(float v) { return _mm_set1_ps(v); }
-  static V min(V x, V m) { return _mm_min_ps(x, m); }
-  static V max(V x, V m) { return _mm_max_ps(x, m); }
-};
+using vk::Simd;
+// MINPD/MINPS give x < m ? x : m in each lane, MAXPD/MAXPS x > m ? x : m.
+inline __m128d vmin(__m128d x, __m128d m) { return _mm_min_pd(x, m); }
+inline __m128 vmin(__m128 x, __m128 m) { return _mm_min_ps(x, m); }
+inline __m128d vmax(__m128d x, __m128d m) { return _mm_max_pd(x, m); }
+inline __m128 vmax(__m128 x, __m128 m) { return _mm_max_ps(x, m); }
 
 template <bool Min, class T>
 inline T narrow(T x, T m) {
@@ -71,14 +54,14 @@ void run(const T *x, int64_t n, T *lo, T *hi) {
   if (body > 0) {
     typename S::V vm[U], vM[U];
     for (int u = 0; u < U; ++u) {
-      vm[u] = S::splat(m);
-      vM[u] = S::splat(M);
+      vm[u] = S::set1(m);
+      vM[u] = S::set1(M);
     }
     for (int64_t j = 0; j < body; j += W)
       for (int u = 0; u < U; ++u) {
         const auto v = S::load(x + j + u * S::L);
-        if constexpr (Min) vm[u] = S::min(v, vm[u]);
-        if constexpr (Max) vM[u] = S::max(v, vM[u]);
+        if constexpr (Min) vm[u] = vmin(v, vm[u]);
+        if constexpr (Max) vM[u] = vmax(v, vM[u]);
       }
     T lanes[W];
     if constexpr (Min) {
@@ -112,8 +95,8 @@ void columns(const T *x, int64_t p, int64_t j0, int64_t j1, int64_t c, T *lo, T 
     const T *row = x + j * p + c;
     for (int v = 0; v < V; ++v) {
       const auto d = S::load(row + v * S::L);
-      if constexpr (Min) vm[v] = S::min(d, vm[v]);
-      if constexpr (Max) vM[v] = S::max(d, vM[v]);
+      if constexpr (Min) vm[v] = vmin(d, vm[v]);
+      if constexpr (Max) vM[v] = vmax(d, vM[v]);
     }
   }
   for (int v = 0; v < V; ++v) {
