@@ -15,10 +15,10 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// The block of the stream's chunk `id`, `bytes` long: as found; or a fresh block in place of one
-// of another size (the chunk keeps its place in the list); or a new chunk. A fresh block is zero
-// but for `keys` leading NaN doubles, a key that no parameters match. RNX_STATUS_NO_MEMORY with
-// the stream untouched, or the status of __rnxAddChunk.
+// The block of the stream's chunk `id`, `bytes` long: as found; or a new chunk, any chunk of the
+// id with another size dropped first. A new block is zero but for `keys` leading NaN doubles, a
+// key that no parameters match. RNX_STATUS_NO_MEMORY with the stream untouched, or the status of
+// __rnxAddChunk (an old chunk of the id is then gone: a cache, the stream stays whole).
 int SizedChunk(StreamState *stream, int id, int bytes, int keys, void **block) {
   StreamChunk *c = stream->chunks;
   while (c != nullptr && c->id != id) c = c->next;
@@ -30,11 +30,8 @@ int SizedChunk(StreamState *stream, int id, int bytes, int keys, void **block) {
   if (fresh == nullptr) return RNX_STATUS_NO_MEMORY;
   std::memset(fresh, 0, static_cast<size_t>(bytes));
   std::fill(fresh, fresh + keys, kNaN);
-  if (c != nullptr) {
-    core::zyn_serv_deallocate(c->data);
-    c->data = fresh;
-    c->size = bytes;
-  } else if (const int status = __rnxAddChunk(stream, id, nullptr, fresh, bytes); status < 0) {
+  if (c != nullptr) __rnxDeleteChunksById(stream, id);
+  if (const int status = __rnxAddChunk(stream, id, nullptr, fresh, bytes); status < 0) {
     core::zyn_serv_deallocate(fresh);
     return status;
   }
