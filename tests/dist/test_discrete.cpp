@@ -27,9 +27,10 @@ struct Inversion {
 };
 
 // Each result is the first value, walking the support, at which the long-double cumulative sum
-// passes u; it may differ only where u lies within 1e-7 of a sum passed between the two values.
+// passes u; it may differ only where u lies within 1e-7 (relative, of the sum or of its
+// complement, and at least 1e-13) of a sum passed between the two values.
 TEST(Discrete, InversionEqualsLongDoubleInversion) {
-  std::vector<double> u = {0, 1e-300, 1 - 0x1p-53, 1 - 1e-12};
+  std::vector<double> u = {0, 1e-300, 1 - 0x1p-53, 1 - 1e-12, 1 - 1e-10, 1 - 1e-9, 1 - 1e-8};
   for (int i = 0; i < 4000; ++i) u.push_back((i + 0.5) / 4000);
   const auto binomial = [](int n, double p) {
     return Inversion{Binomial(n, p), 0, n, [=](int k) { return expl(LnChoose(n, k) + k * logl(p) + (n - k) * log1pl(-p)); }, p >= 0.5};
@@ -38,7 +39,7 @@ TEST(Discrete, InversionEqualsLongDoubleInversion) {
     return Inversion{Hyper(l, s, m), std::max(0, s + m - l), std::min(s, m),
                      [=](int k) { return expl(LnChoose(m, k) + LnChoose(l - m, s - k) - LnChoose(l, s)); }, down};
   };
-  for (const Inversion &c : {binomial(20, 0.3), binomial(100, 0.1), binomial(59, 0.5), binomial(1000, 0.999),
+  for (const Inversion &c : {binomial(20, 0.3), binomial(100, 0.1), binomial(59, 0.5), binomial(1000, 0.999), binomial(1000, 0.0299),
                              hyper(1000, 100, 300, false), hyper(1000, 900, 300, true), hyper(1000, 100, 700, true),
                              hyper(1000, 900, 700, false)}) {
     std::vector<long double> sum;  // cumulative sums in walking order
@@ -50,7 +51,7 @@ TEST(Discrete, InversionEqualsLongDoubleInversion) {
       const long double x = u[j];
       const size_t want = std::upper_bound(sum.begin(), sum.end(), x) - sum.begin(), got = c.down ? c.hi - r[j] : r[j] - c.lo;
       bool near = got == std::min(want, sum.size() - 1);
-      for (size_t i = std::min(want, got); i < std::max(want, got) && i < sum.size(); ++i) near |= fabsl(sum[i] - x) <= 1e-7 * sum[i];
+      for (size_t i = std::min(want, got); i < std::max(want, got) && i < sum.size(); ++i) near |= fabsl(sum[i] - x) <= std::max(1e-7 * std::min(sum[i], 1 - sum[i]), 1e-13L);
       EXPECT_TRUE(near) << "case lo " << c.lo << " hi " << c.hi << " u " << u[j] << " got " << r[j];
     }
   }
@@ -91,7 +92,7 @@ TEST(Discrete, SetUpsCachedInTheStream) {
   Stream s(RNX_BRNG_MCG59, {5});
   for (const Step &step : {Step{Binomial(20, 0.3), kB, 544}, Step{Binomial(20, 0.31), kB, 544}, Step{Binomial(100, 0.4), kB, 544},
                            Step{Binomial(100, 0.6), kB, 544}, Step{Binomial(20, 0.3), kB, 544},
-                           Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}, Step{Hyper(1000, 200, 400), kH, 600},
+                           Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}, Step{Hyper(1000, 200, 400), kH, 600}, Step{Hyper(1000, 250, 400), kH, 600},
                            Step{Hyper(1000, 97, 400), kH, 48 + 8 * 98}, Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}}) {
     Stream fresh(s);
     ASSERT_EQ(__rnxDeleteChunks(fresh), 0);
