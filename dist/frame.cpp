@@ -131,4 +131,16 @@ void ScaleShift(T *r, int n, T s, T a) {
 template void ScaleShift<float>(float *, int, float, float);
 template void ScaleShift<double>(double *, int, double, double);
 
+// ==== transformation and gamma families =====================================================
+
+template <class T>
+int LogCallback(ErrorContext *c) {
+  if (c->code == STATUS_SINGULARITY) c->res1 = c->res2 = Constants<T>::kLnZero;
+  return 0;
+}
+template int LogCallback<float>(ErrorContext *);
+template int LogCallback<double>(ErrorContext *);
+
+// ==== end of transformation and gamma families ==============================================
+
 }  // namespace zyn::dist
