@@ -150,21 +150,30 @@ int ModeFramed(VexErrorCallBack callback, Work &&work) {
   return status;
 }
 
-// One-element kernel calls, for set-ups and rare scalar tests: HA for double, LA for single.
+// One-element kernel calls for set-ups, once a call: HA for double, LA for single.
 template <class T>
-inline constexpr int kScalarLevel = std::is_same_v<T, double> ? kHA : kLA;
+inline constexpr int kSetupLevel = std::is_same_v<T, double> ? kHA : kLA;
 template <class T>
-T ScalarLn(T x) {
+T SetupLn(T x) {
   T y;
-  CallKernel(row::Ln<T>(kScalarLevel<T>), 1, &x, &y);
+  CallKernel(row::Ln<T>(kSetupLevel<T>), 1, &x, &y);
   return y;
 }
 template <class T>
-T ScalarExp(T x) {
+T SetupExp(T x) {
   T y;
-  CallKernel(row::Exp<T>(kScalarLevel<T>), 1, &x, &y);
+  CallKernel(row::Exp<T>(kSetupLevel<T>), 1, &x, &y);
   return y;
 }
+
+// The scalar logarithms of rare acceptance tests inside a loop, without a kernel call, a report
+// or a mode change; ln 0 gives kLnZero as the frame's callbacks do. ScalarLn is the Ln kernels'
+// scalar path (below 0.51 ulp in double); ScalarLn2 takes ln a and ln b at once by the HA
+// kernel's vector step (below 1 ulp), lanes not positive normal by ScalarLn.
+template <class T>
+T ScalarLn(T x);
+template <class T>
+void ScalarLn2(T a, T b, T *ln_a, T *ln_b);
 
 // r[i] = max(lo, r[i] * s + a): location and scale with a bound that rounding can't cross.
 template <class T>

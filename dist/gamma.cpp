@@ -26,12 +26,12 @@ int CandidateBlock(int left) {
 }
 
 // The rejection loop of two-uniform methods. `block(m, uv, x, ok)` turns m candidates, whose
-// uniforms are uv[j] and uv[m + j], into values x[j] and verdicts ok[j]; uv may be overwritten.
-// Accepted values go to r in the candidates' order until n are there.
+// uniforms are uv[j] and uv[m + j], into values x[j] and verdicts ok[j] (1 accepted, 0 not: of
+// type T, so that the blocks' loops vectorise); uv may be overwritten. Accepted values go to r
+// in the candidates' order until n are there.
 template <class T, class Block>
 int Reject(StreamState *stream, int n, T *r, int *done, Block &&block) {
-  alignas(16) T uv[2 * kCandidates], x[kCandidates];
-  bool ok[kCandidates];
+  alignas(16) T uv[2 * kCandidates], x[kCandidates], ok[kCandidates];
   int status = RNX_STATUS_OK, k = 0;
   while (k < n) {
     const int m = CandidateBlock(n - k);
@@ -39,7 +39,7 @@ int Reject(StreamState *stream, int n, T *r, int *done, Block &&block) {
     if (status < 0) break;
     block(m, uv, x, ok);
     for (int j = 0; j < m && k < n; ++j)
-      if (ok[j]) r[k++] = x[j];
+      if (ok[j] != T(0)) r[k++] = x[j];
   }
   *done = k;
   return status;
@@ -53,8 +53,17 @@ struct Sorted {
   int slot[kCandidates];
   int front = 0, back;
   explicit Sorted(int m) : back(m) {}
-  void first(int j, T v) { g[slot[j] = front++] = v; }
-  void second(int j, T v) { g[slot[j] = --back] = v; }
+  // Candidate j, with value a in the first branch or b in the second. The branch is random, so
+  // there is no jump: the other value goes to the free place on the other side first, where a
+  // later candidate overwrites it.
+  void put(int j, bool first, T a, T b) {
+    const int here = first ? front : back - 1, there = first ? back - 1 : front;
+    g[there] = first ? b : a;
+    g[here] = first ? a : b;
+    slot[j] = here;
+    front += first;
+    back -= !first;
+  }
   bool in_first(int j) const { return slot[j] < front; }
 };
 
@@ -67,8 +76,20 @@ void Over(K kernel, int n, T *x) {
 
 // ---- Gamma ---------------------------------------------------------------------------------
 
+// v = (1 + c z)^3 over m candidates, and in x the same v where the squeeze u < 1 - 0.0331 z^4
+// accepts it, else 0: one pass without branches, vectorised.
+template <class T>
+void Squeeze(int m, const T *__restrict z, const T *__restrict u, T c, T *__restrict v, T *__restrict x) {
+  for (int j = 0; j < m; ++j) {
+    const T t = T(1) + c * z[j], z2 = z[j] * z[j], vj = t * t * t;
+    v[j] = vj;
+    x[j] = (vj > T(0)) & (u[j] < T(1) - T(0.0331) * (z2 * z2)) ? vj : T(0);
+  }
+}
+
 // Candidate (u, z), z standard normal: v = (1 + c z)^3 must be positive; accepted by the squeeze
-// u < 1 - 0.0331 z^4, else when z^2 / 2 + (1 - v + ln v) d > ln u; the value is d v.
+// u < 1 - 0.0331 z^4, else when z^2 / 2 + (1 - v + ln v) d > ln u; the value is d v. About 8% of
+// the values need the logarithms, for any alpha.
 template <class T>
 int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
   *done = 0;
@@ -76,14 +97,13 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
   int status = CarryChunk<T>(stream, kGammaChunk<T>, 2, T(-1), &spare);
   if (status < 0) return status;
   const T d = alpha - T(0.3333333333333333), c = T(1) / std::sqrt(T(9) * alpha - T(3));
-  const auto accept = [&](T u, T z, T *x) {
-    const T t = T(1) + c * z, v = t * t * t;
+  const auto log_test = [&](T u, T z, T v) {
     if (!(v > T(0))) return false;
-    const T z2 = z * z;
-    *x = v * d;
-    if (u < T(1) - T(0.0331) * (z2 * z2)) return true;
-    return T(0.5) * z2 + (T(1) - v + ScalarLn(v)) * d > ScalarLn(u);
+    T ln_v, ln_u;
+    ScalarLn2(v, u, &ln_v, &ln_u);
+    return T(0.5) * z * z + (T(1) - v + ln_v) * d > ln_u;
   };
+  alignas(16) T uv[2 * kCandidates], z[kCandidates], v[kCandidates], x[kCandidates];
   const T su = spare[0], sz = spare[1];
   spare[0] = T(-1);
   int k = 0;
@@ -92,20 +112,25 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
       spare[0] = su;
       return status;
     }
-    if (accept(su, sz, r)) ++k;
+    Squeeze(1, &sz, &su, c, v, x);
+    if (x[0] > T(0) || log_test(su, sz, v[0])) r[k++] = v[0] * d;
   }
-  alignas(16) T uv[2 * kCandidates], z[kCandidates];
   while (k < n) {
     const int m = CandidateBlock(n - k);
     status = Uniform<T>(0, stream, 2 * m, uv, T(0), T(1));
     if (status < 0) break;
-    BothHalves(m / 2, uv, z);  // normals from uv[0, m); uv[m + j] is candidate j's u
+    const T *u = uv + m;      // candidate j is (u[j], z[j])
+    BothHalves(m / 2, uv, z);  // normals from uv[0, m)
+    Squeeze(m, z, u, c, v, x);
     int j = 0;
-    for (; j < m && k < n; ++j)
-      if (accept(uv[m + j], z[j], r + k)) ++k;
+    for (; j < m && k < n; ++j) {  // r[k] is written before it is known to be kept
+      const T vj = x[j] > T(0) || log_test(u[j], z[j], v[j]) ? v[j] : T(0);
+      r[k] = vj * d;
+      k += vj > T(0);
+    }
     if (k == n && j < m) {
       spare[1] = z[j];
-      spare[0] = uv[m + j];
+      spare[0] = u[j];
     }
   }
   *done = k;
@@ -120,14 +145,9 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
 template <class T>
 int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
   const T ia = T(1) / alpha, s = T(1) - alpha;
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, bool *ok) {
+  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
     Sorted<T> c(m);
-    for (int j = 0; j < m; ++j) {
-      if (uv[j] < s)
-        c.first(j, uv[j]);
-      else
-        c.second(j, (T(1) - uv[j]) * ia);
-    }
+    for (int j = 0; j < m; ++j) c.put(j, uv[j] < s, uv[j], (T(1) - uv[j]) * ia);
     alignas(16) T e[kCandidates];
     Over(row::Ln<T>(), m, c.g);  // ln u | ln y
     Over(row::Ln<T>(), m, uv + m);
@@ -138,8 +158,9 @@ int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
     Over(row::Exp<T>(), m, e);
     for (int j = 0; j < m; ++j) {
       const int i = c.slot[j];
+      const T body = uv[m + j] + e[i], tail = e[i] + c.g[i] + uv[m + j];
       x[j] = e[i];
-      ok[j] = (c.in_first(j) ? uv[m + j] + e[i] : e[i] + c.g[i] + uv[m + j]) <= T(0);
+      ok[j] = (c.in_first(j) ? body : tail) <= T(0) ? T(1) : T(0);
     }
   });
 }
@@ -150,14 +171,14 @@ int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
 template <class T>
 int GammaWeibullReject(StreamState *stream, int n, T *r, T alpha, int *done) {
   const T ia = T(1) / alpha;
-  const T k = (T(1) - alpha) * ScalarExp(alpha / (T(1) - alpha) * ScalarLn(alpha));
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, bool *ok) {
+  const T k = (T(1) - alpha) * SetupExp(alpha / (T(1) - alpha) * SetupLn(alpha));
+  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
     Over(row::Ln<T>(), 2 * m, uv);
     for (int j = 0; j < m; ++j) x[j] = -uv[j];
     Over(row::Ln<T>(), m, x);
     for (int j = 0; j < m; ++j) x[j] = ia * x[j];
     Over(row::Exp<T>(), m, x);
-    for (int j = 0; j < m; ++j) ok[j] = x[j] <= -(uv[j] + k + uv[m + j]);
+    for (int j = 0; j < m; ++j) ok[j] = x[j] <= -(uv[j] + k + uv[m + j]) ? T(1) : T(0);
   });
 }
 
@@ -202,7 +223,7 @@ int Gamma(StreamState *stream, int n, T *r, T alpha, T a, T beta) {
 template <class T>
 int Johnk(StreamState *stream, int n, T *r, T p, T q, int *done) {
   const T ip = T(1) / p, iq = T(1) / q;
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, bool *ok) {
+  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
     Over(row::Ln<T>(), 2 * m, uv);
     for (int j = 0; j < m; ++j) {
       uv[j] = ip * uv[j];
@@ -211,7 +232,7 @@ int Johnk(StreamState *stream, int n, T *r, T p, T q, int *done) {
     Over(row::Exp<T>(), 2 * m, uv);
     for (int j = 0; j < m; ++j) {
       const T s = uv[j] + uv[m + j];
-      ok[j] = s > T(0) && s <= T(1);
+      ok[j] = (s > T(0)) & (s <= T(1)) ? T(1) : T(0);
       x[j] = uv[j] / s;
     }
   });
@@ -236,49 +257,43 @@ TwoPiece<T> AtkinsonWhittaker(T p, T q) {
   const T ip = T(1) / p, iq = T(1) / q;
   return {w,
           {ip, iq},
-          {ScalarExp(-ip * ScalarLn(w)) * t, ScalarExp(-iq * ScalarLn(T(1) - w)) * (T(1) - t)},
+          {SetupExp(-ip * SetupLn(w)) * t, SetupExp(-iq * SetupLn(T(1) - w)) * (T(1) - t)},
           {q - T(1), p - T(1)},
-          {ScalarLn(T(1) - t), ScalarLn(t)},
+          {SetupLn(T(1) - t), SetupLn(t)},
           false};
 }
 
 // Shapes s < 1 < b: t = (1 - s) / (b + 1 - s); (1 - x)^(b - 1) is at most 1 on the left.
 template <class T>
 TwoPiece<T> Switching(T s, T b, bool mirror) {
-  const T t = (T(1) - s) / (b + T(1) - s), c = ScalarExp(b * ScalarLn(T(1) - t));
+  const T t = (T(1) - s) / (b + T(1) - s), c = SetupExp(b * SetupLn(T(1) - t));
   const T w = b * t / (s * c + b * t), is = T(1) / s, ib = T(1) / b;
   return {w,
           {is, ib},
-          {ScalarExp(-is * ScalarLn(w)) * t, ScalarExp(-ib * ScalarLn(T(1) - w)) * (T(1) - t)},
+          {SetupExp(-is * SetupLn(w)) * t, SetupExp(-ib * SetupLn(T(1) - w)) * (T(1) - t)},
           {b - T(1), s - T(1)},
-          {T(0), ScalarLn(t)},
+          {T(0), SetupLn(t)},
           mirror};
 }
 
 template <class T>
 int TwoPieceReject(StreamState *stream, int n, T *r, const TwoPiece<T> &h, int *done) {
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, bool *ok) {
+  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
     Sorted<T> c(m);
-    for (int j = 0; j < m; ++j) {
-      if (uv[j] <= h.w)
-        c.first(j, uv[j]);
-      else
-        c.second(j, T(1) - uv[j]);
-    }
+    for (int j = 0; j < m; ++j) c.put(j, uv[j] <= h.w, uv[j], T(1) - uv[j]);
     Over(row::Ln<T>(), m, c.g);
     for (int i = 0; i < c.front; ++i) c.g[i] = h.exponent[0] * c.g[i];
     for (int i = c.back; i < m; ++i) c.g[i] = h.exponent[1] * c.g[i];
     Over(row::Exp<T>(), m, c.g);
     alignas(16) T other[kCandidates], ln_other[kCandidates];
-    for (int i = 0; i < m; ++i) {
-      c.g[i] = c.g[i] * h.cut[i < c.front ? 0 : 1];  // x on the left, 1 - x on the right
-      other[i] = T(1) - c.g[i];
-    }
+    for (int i = 0; i < c.front; ++i) c.g[i] = c.g[i] * h.cut[0];  // x
+    for (int i = c.back; i < m; ++i) c.g[i] = c.g[i] * h.cut[1];   // 1 - x
+    for (int i = 0; i < m; ++i) other[i] = T(1) - c.g[i];
     CallKernel(row::Ln<T>(), m, other, ln_other);
     Over(row::Ln<T>(), m, uv + m);
     for (int j = 0; j < m; ++j) {
       const int i = c.slot[j], side = c.in_first(j) ? 0 : 1;
-      ok[j] = uv[m + j] <= h.coef[side] * (ln_other[i] - h.ref[side]);
+      ok[j] = uv[m + j] <= h.coef[side] * (ln_other[i] - h.ref[side]) ? T(1) : T(0);
       x[j] = (side == 0) != h.mirror ? c.g[i] : other[i];
     }
   });
@@ -289,8 +304,8 @@ int TwoPieceReject(StreamState *stream, int n, T *r, const TwoPiece<T> &h, int *
 template <class T>
 int Cheng(StreamState *stream, int n, T *r, T p, T q, int *done) {
   const T s = p + q, lambda = std::sqrt((s - T(2)) / (T(2) * p * q - s)), g = p + T(1) / lambda;
-  const T k = s * ScalarLn(s) - T(1.3862943611198906);
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, bool *ok) {
+  const T k = s * SetupLn(s) - T(1.3862943611198906);
+  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
     alignas(16) T l[3 * kCandidates], v[kCandidates], z[kCandidates], lz[kCandidates];
     for (int j = 0; j < m; ++j) {
       l[j] = uv[j];
@@ -303,7 +318,7 @@ int Cheng(StreamState *stream, int n, T *r, T p, T q, int *done) {
     for (int j = 0; j < m; ++j) z[j] = q + p * x[j];
     CallKernel(row::Ln<T>(), m, z, lz);
     for (int j = 0; j < m; ++j) {
-      ok[j] = g * v[j] - s * lz[j] - l[2 * m + j] + k >= T(0);
+      ok[j] = g * v[j] - s * lz[j] - l[2 * m + j] + k >= T(0) ? T(1) : T(0);
       x[j] = p * x[j] / z[j];
     }
   });
@@ -369,35 +384,39 @@ int ChiBlock(int n, int per) { return int64_t{n} * per < kBlock ? n : kBlock / p
 template <class T>
 int SumOfSquares(StreamState *stream, int n, T *r, int v) {
   const int b = ChiBlock(n, v);
-  std::fill_n(r, std::max(n, 0), T(0));
   alignas(16) T z[kBlock];
   int status = RNX_STATUS_OK;
   for (int done = 0; done < n; done += b) {
     const int m = std::min(b, n - done);
     status = RngGaussian(GaussianMethodIcdf, stream, v * m, z, T(0), T(1));
     if (status < 0) return status;
-    for (int j = 0; j < v; ++j)
-      for (int i = 0; i < m; ++i) r[done + i] += z[j * m + i] * z[j * m + i];
+    T *out = r + done;
+    std::fill_n(out, m, T(0));
+    for (const T *zj = z; zj < z + v * m; zj += m)
+      for (int i = 0; i < m; ++i) out[i] += zj[i] * zj[i];
   }
   return status;
 }
 
-// -2 ln of products of h uniforms, laid out as SumOfSquares lays out its normals.
+// -2 ln of products of h uniforms, laid out as SumOfSquares lays out its normals; on a failed
+// draw the blocks before it are finished.
 template <class T>
 int ProductOfUniforms(StreamState *stream, int n, T *r, int h) {
   const int b = ChiBlock(n, h);
-  std::fill_n(r, std::max(n, 0), T(1));
   alignas(16) T u[kBlock];
-  int status = RNX_STATUS_OK;
-  for (int done = 0; done < n; done += b) {
+  int status = RNX_STATUS_OK, done = 0;
+  for (; done < n; done += b) {
     const int m = std::min(b, n - done);
     status = Uniform<T>(0, stream, h * m, u, T(0), T(1));
-    if (status < 0) return status;
-    for (int j = 0; j < h; ++j)
-      for (int i = 0; i < m; ++i) r[done + i] *= u[j * m + i];
+    if (status < 0) break;
+    T *out = r + done;
+    std::fill_n(out, m, T(1));
+    for (const T *uj = u; uj < u + h * m; uj += m)
+      for (int i = 0; i < m; ++i) out[i] *= uj[i];
   }
-  Over(row::Ln<T>(), n, r);
-  for (int i = 0; i < n; ++i) r[i] = r[i] * T(-2);
+  done = std::clamp(done, 0, std::max(n, 0));
+  Over(row::Ln<T>(), done, r);
+  for (int i = 0; i < done; ++i) r[i] = r[i] * T(-2);
   return status;
 }
 
