@@ -74,7 +74,7 @@ int Rayleigh(StreamState *stream, int n, T *r, T a, T beta) {
 template <class T>
 int Cauchy(StreamState *stream, int n, T *r, T a, T beta) {
   constexpr T kHalfPi = T(1.5707963267948966);
-  const int status = Uniform<T>(0, stream, n, r, kHalfPi, -kHalfPi);
+  const int status = Uniform<T>(0, stream, n, r, -kHalfPi, kHalfPi);
   if (status < 0) return status;
   CallKernel(row::Tan<T>(), n, r, r);
   ScaleShift(r, n, beta, a);
