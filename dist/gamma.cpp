@@ -38,8 +38,10 @@ int Reject(StreamState *stream, int n, T *r, int *done, Block &&block) {
     status = Uniform<T>(0, stream, 2 * m, uv, T(0), T(1));
     if (status < 0) break;
     block(m, uv, x, ok);
-    for (int j = 0; j < m && k < n; ++j)
-      if (ok[j] != T(0)) r[k++] = x[j];
+    for (int j = 0; j < m && k < n; ++j) {  // without a jump: r[k] is written before it is kept
+      r[k] = x[j];
+      k += ok[j] != T(0);
+    }
   }
   *done = k;
   return status;
@@ -54,18 +56,27 @@ struct Sorted {
   int front = 0, back;
   explicit Sorted(int m) : back(m) {}
   // Candidate j, with value a in the first branch or b in the second. The branch is random, so
-  // there is no jump: the other value goes to the free place on the other side first, where a
-  // later candidate overwrites it.
+  // there is no jump, not even a conditional one: the other value goes to the free place on the
+  // other side first, where a later candidate overwrites it.
   void put(int j, bool first, T a, T b) {
-    const int here = first ? front : back - 1, there = first ? back - 1 : front;
-    g[there] = first ? b : a;
-    g[here] = first ? a : b;
+    const int f = first;
+    const int here = back - 1 + f * (front - back + 1), there = front + f * (back - 1 - front);
+    const T v[2] = {b, a};
+    g[there] = v[1 - f];
+    g[here] = v[f];
     slot[j] = here;
-    front += first;
-    back -= !first;
+    front += f;
+    back -= 1 - f;
   }
-  bool in_first(int j) const { return slot[j] < front; }
+  int in_first(int j) const { return slot[j] < front; }
 };
+
+// 1 or 0 by a load, not a jump: verdicts on gathered candidates are random.
+template <class T>
+T Verdict(bool accept) {
+  static constexpr T kVerdict[2] = {T(0), T(1)};
+  return kVerdict[accept];
+}
 
 template <class T, class K>
 void Over(K kernel, int n, T *x) {
@@ -158,9 +169,9 @@ int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
     Over(row::Exp<T>(), m, e);
     for (int j = 0; j < m; ++j) {
       const int i = c.slot[j];
-      const T body = uv[m + j] + e[i], tail = e[i] + c.g[i] + uv[m + j];
+      const T test[2] = {e[i] + c.g[i] + uv[m + j], uv[m + j] + e[i]};  // tail, body
       x[j] = e[i];
-      ok[j] = (c.in_first(j) ? body : tail) <= T(0) ? T(1) : T(0);
+      ok[j] = Verdict<T>(test[c.in_first(j)] <= T(0));
     }
   });
 }
@@ -292,9 +303,10 @@ int TwoPieceReject(StreamState *stream, int n, T *r, const TwoPiece<T> &h, int *
     CallKernel(row::Ln<T>(), m, other, ln_other);
     Over(row::Ln<T>(), m, uv + m);
     for (int j = 0; j < m; ++j) {
-      const int i = c.slot[j], side = c.in_first(j) ? 0 : 1;
-      ok[j] = uv[m + j] <= h.coef[side] * (ln_other[i] - h.ref[side]) ? T(1) : T(0);
-      x[j] = (side == 0) != h.mirror ? c.g[i] : other[i];
+      const int i = c.slot[j], side = 1 - c.in_first(j);
+      const T pick[2] = {c.g[i], other[i]};
+      ok[j] = Verdict<T>(uv[m + j] <= h.coef[side] * (ln_other[i] - h.ref[side]));
+      x[j] = pick[side ^ int(h.mirror)];
     }
   });
 }
