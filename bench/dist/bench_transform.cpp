@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "bench/common/cpu_time_reporter.hpp"
+#include "bench/common/seeded_stream.hpp"
 #include "zyn/dist.h"
 
 namespace {
@@ -108,18 +109,9 @@ std::vector<Case> Cases() {
   return c;
 }
 
-struct Stream {
-  StreamState *s = nullptr;
-  explicit Stream(int id) {
-    const uint32_t seed[6] = {12345, 23456, 34567, 45678, 56789, 67890};
-    __rnxNewStreamEx(&s, id, 6, seed);
-  }
-  ~Stream() { __rnxDeleteStream(&s); }
-};
-
 template <class T, class Draw>
 void Ours(benchmark::State &state, int id, Draw draw) {
-  Stream st(id);
+  zyn::bench::SeededStream st(id);
   std::vector<T> r(kN);
   for (auto _ : state) {
     draw(st.s, kN, r.data());
