@@ -156,23 +156,27 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
 template <class T>
 int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
   const T ia = T(1) / alpha, s = T(1) - alpha;
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
-    Sorted<T> c(m);
-    for (int j = 0; j < m; ++j) c.put(j, uv[j] < s, uv[j], (T(1) - uv[j]) * ia);
-    alignas(16) T e[kCandidates];
-    Over(row::Ln<T>(), m, c.g);  // ln u | ln y
-    Over(row::Ln<T>(), m, uv + m);
-    for (int i = 0; i < c.front; ++i) e[i] = ia * c.g[i];
-    for (int i = c.back; i < m; ++i) e[i] = s - alpha * c.g[i];
-    Over(row::Ln<T>(), m - c.back, e + c.back);
-    for (int i = c.back; i < m; ++i) e[i] = ia * e[i];
-    Over(row::Exp<T>(), m, e);
-    for (int j = 0; j < m; ++j) {
-      const int i = c.slot[j];
-      const T test[2] = {e[i] + c.g[i] + uv[m + j], uv[m + j] + e[i]};  // tail, body
-      x[j] = e[i];
-      ok[j] = Verdict<T>(test[c.in_first(j)] <= T(0));
+  // Constants by value here and in the other blocks: by reference they are reloaded after every
+  // store to the arrays, and the loops do not vectorise.
+  return Reject(stream, n, r, done, [=](int m, T *uv, T *x, T *ok) {
+    alignas(16) T tail[kCandidates], t[kCandidates];
+    int at[kCandidates], nt = 0;  // the kind 1 candidates, in order
+    for (int j = 0; j < m; ++j) {   // kind 0 keeps u, kind 1 y
+      const T u = uv[j], y = (T(1) - u) * ia;
+      tail[j] = u < s ? T(0) : T(1);
+      uv[j] = u < s ? u : y;
     }
+    for (int j = 0; j < m; ++j) {
+      at[nt] = j;
+      nt += tail[j] != T(0);
+    }
+    Over(row::Ln<T>(), 2 * m, uv);  // ln u or ln y; ln u2
+    for (int i = 0; i < nt; ++i) t[i] = s - alpha * uv[at[i]];
+    Over(row::Ln<T>(), nt, t);
+    for (int j = 0; j < m; ++j) x[j] = ia * uv[j];
+    for (int i = 0; i < nt; ++i) x[at[i]] = ia * t[i];
+    Over(row::Exp<T>(), m, x);
+    for (int j = 0; j < m; ++j) ok[j] = x[j] + tail[j] * uv[j] + uv[m + j] <= T(0) ? T(1) : T(0);
   });
 }
 
@@ -183,7 +187,7 @@ template <class T>
 int GammaWeibullReject(StreamState *stream, int n, T *r, T alpha, int *done) {
   const T ia = T(1) / alpha;
   const T k = (T(1) - alpha) * SetupExp(alpha / (T(1) - alpha) * SetupLn(alpha));
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
+  return Reject(stream, n, r, done, [=](int m, T *uv, T *x, T *ok) {
     Over(row::Ln<T>(), 2 * m, uv);
     for (int j = 0; j < m; ++j) x[j] = -uv[j];
     Over(row::Ln<T>(), m, x);
@@ -234,7 +238,7 @@ int Gamma(StreamState *stream, int n, T *r, T alpha, T a, T beta) {
 template <class T>
 int Johnk(StreamState *stream, int n, T *r, T p, T q, int *done) {
   const T ip = T(1) / p, iq = T(1) / q;
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
+  return Reject(stream, n, r, done, [=](int m, T *uv, T *x, T *ok) {
     Over(row::Ln<T>(), 2 * m, uv);
     for (int j = 0; j < m; ++j) {
       uv[j] = ip * uv[j];
@@ -289,7 +293,7 @@ TwoPiece<T> Switching(T s, T b, bool mirror) {
 
 template <class T>
 int TwoPieceReject(StreamState *stream, int n, T *r, const TwoPiece<T> &h, int *done) {
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
+  return Reject(stream, n, r, done, [=](int m, T *uv, T *x, T *ok) {
     Sorted<T> c(m);
     for (int j = 0; j < m; ++j) c.put(j, uv[j] <= h.w, uv[j], T(1) - uv[j]);
     Over(row::Ln<T>(), m, c.g);
@@ -317,7 +321,7 @@ template <class T>
 int Cheng(StreamState *stream, int n, T *r, T p, T q, int *done) {
   const T s = p + q, lambda = std::sqrt((s - T(2)) / (T(2) * p * q - s)), g = p + T(1) / lambda;
   const T k = s * SetupLn(s) - T(1.3862943611198906);
-  return Reject(stream, n, r, done, [&](int m, T *uv, T *x, T *ok) {
+  return Reject(stream, n, r, done, [=](int m, T *uv, T *x, T *ok) {
     alignas(16) T l[3 * kCandidates], v[kCandidates], z[kCandidates], lz[kCandidates];
     for (int j = 0; j < m; ++j) {
       l[j] = uv[j];
