@@ -145,4 +145,29 @@ ZYN_API int _rnxsRngChiSquare(int method, StreamState *stream, int n, float *r, 
 
 /* ==== end of transformation and gamma families ============================================= */
 
+/* ---- discrete family A ------------------------------------------------------------------- */
+
+/* Bernoulli, Geometric, Binomial, Hypergeometric: the only method of each. */
+#define BernoulliMethodStd 0
+#define GeometricMethodStd 0
+#define BinomialMethodStd 0
+#define HypergeometricMethodStd 0
+
+/* 32-bit integer results; the parameters are not checked (see docs/distributions.md).
+ * Bernoulli: r[i] = 1 with probability p (reduced to single), else 0.
+ * Geometric: failures before the first success, P(k) = p (1 - p)^k, k = 0, 1, ...; a value of
+ * 2^31 or more (tiny p) is saturated to 2147483647.
+ * Binomial: successes in ntrial trials of probability p.
+ * Hypergeometric: marked items in a sample of s drawn without replacement from a lot of l of
+ * which m are marked.
+ * Binomial and Hypergeometric keep their set-up in a chunk of the stream (RNX_CHUNK_BINOMIAL,
+ * RNX_CHUNK_HYPERGEOMETRIC): calls with unchanged parameters pay it once. */
+ZYN_API int _rnxiRngBernoulli(int method, StreamState *stream, int n, int *r, double p);
+ZYN_API int _rnxiRngGeometric(int method, StreamState *stream, int n, int *r, double p);
+ZYN_API int _rnxiRngBinomial(int method, StreamState *stream, int n, int *r, int ntrial, double p);
+ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *r, int l, int s,
+                                   int m);
+
+/* ---- end of discrete family A ------------------------------------------------------------ */
+
 #endif

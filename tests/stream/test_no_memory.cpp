@@ -9,9 +9,7 @@
 #include <functional>
 
 #include "zyn/vex.h"
-#if defined(ZYN_DIST_GAUSSIAN) || defined(ZYN_DIST_GAMMA)
 #include "zyn/dist.h"
-#endif
 
 namespace {
 
@@ -73,6 +71,17 @@ const Row kRows[] = {
     {"sRngGamma", false, 1, [](Fixture &f) {
        float r[3] = {7, 7, 7};
        return _rnxsRngGamma(GammaMethodStd, f.s, 3, r, 2.5f, 0, 1) + (r[0] != 7);
+     }},
+#endif
+#ifdef ZYN_DIST_DISCRETE
+    // The cached set-ups: the block, then the chunk's record.
+    {"iRngBinomial", false, 2, [](Fixture &f) {
+       int r[3] = {7, 7, 7};
+       return _rnxiRngBinomial(BinomialMethodStd, f.s, 3, r, 100, 0.4) + (r[0] != 7);
+     }},
+    {"iRngHypergeometric", false, 2, [](Fixture &f) {
+       int r[3] = {7, 7, 7};
+       return _rnxiRngHypergeometric(HypergeometricMethodStd, f.s, 3, r, 1000, 100, 300) + (r[0] != 7);
      }},
 #endif
 };
