@@ -152,7 +152,7 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
 // [0, s), s = 1 - alpha, and exp(-(w - s) / alpha) beyond, the tangent of w^(1/alpha) at 1: a
 // uniform u below s is W itself, else W = t = s - alpha ln y with y = (1 - u) / alpha uniform on
 // (0, 1]. Accept x = W^(1/alpha) when ln u2 + x <= 0, on the tail when x + ln y + ln u2 <= 0.
-// Acceptance Gamma(1 + alpha) >= 0.886.
+// Acceptance Gamma(1 + alpha) >= 0.885.
 template <class T>
 int GammaSmallShape(StreamState *stream, int n, T *r, T alpha, int *done) {
   const T ia = T(1) / alpha, s = T(1) - alpha;
