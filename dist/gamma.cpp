@@ -133,11 +133,21 @@ int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
     const T *u = uv + m;      // candidate j is (u[j], z[j])
     BothHalves(m / 2, uv, z);  // normals from uv[0, m)
     Squeeze(m, z, u, c, v, x);
+    // The candidates left to the logarithms, gathered first: their tests then overlap instead of
+    // each waiting behind a mispredicted jump.
+    int rare[kCandidates], nr = 0;
+    for (int j = 0; j < m; ++j) {
+      rare[nr] = j;
+      nr += (x[j] == T(0)) & (v[j] > T(0));
+    }
+    for (int i = 0; i < nr; ++i) {
+      const int j = rare[i];
+      x[j] = log_test(u[j], z[j], v[j]) ? v[j] : T(0);
+    }
     int j = 0;
     for (; j < m && k < n; ++j) {  // r[k] is written before it is known to be kept
-      const T vj = x[j] > T(0) || log_test(u[j], z[j], v[j]) ? v[j] : T(0);
-      r[k] = vj * d;
-      k += vj > T(0);
+      r[k] = x[j] * d;
+      k += x[j] > T(0);
     }
     if (k == n && j < m) {
       spare[1] = z[j];
