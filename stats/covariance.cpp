@@ -51,7 +51,7 @@ struct Pool {
   int64_t n, p, q, g, slots;
   const int64_t *act, *slot;  // slot[k]: the group's own matrix, or -1
   int64_t rows;               // block length
-  int64_t *sort;              // 2 rows per thread: block order and group numbers
+  int64_t *sort;              // per thread: block order, its inverse, groups, counts
   int threads;
   // Per thread: W[g], W2[g], mean[g q], total C[q q], own C[slots q q], then block scratch.
   int64_t stride;
@@ -79,17 +79,35 @@ int64_t thread_elems(int64_t g, int64_t q, int64_t slots, int64_t rows) {
   return (e + 15) & ~int64_t(15);
 }
 
-// Adds the summary (Wb, W2b, mb, Cb) to group k of v; Cb (upper, q x q) may be null.
-// `total` says whether Cb also goes into the sum of all groups.
+// C (upper) = beta C + sum over the m columns of A of w a a^T (B holding the w a when weighted).
 template <class T>
-void join(const Pool<T> &c, View<T> &v, int64_t k, T Wb, T W2b, const T *mb, const T *Cb,
-          bool total) {
+void cross(const Pool<T> &c, const T *A, const T *B, int64_t m, T beta, T *C) {
+  const int64_t q = c.q;
+  if (m * q >= 64) {
+    if (c.w)
+      la::gemm_abt(static_cast<int>(q), static_cast<int>(m), beta, A, B, C);
+    else
+      la::syrk("N", static_cast<int>(q), static_cast<int>(m), T(1), A, static_cast<int>(q), beta,
+               C, static_cast<int>(q));
+    return;
+  }
+  const T *wA = c.w ? B : A;
+  for (int64_t l = 0; l < q; ++l)
+    for (int64_t i = 0; i <= l; ++i) {
+      T e = beta == 0 ? T(0) : beta * C[i + l * q];
+      for (int64_t r = 0; r < m; ++r) e += A[i + r * q] * wA[l + r * q];
+      C[i + l * q] = e;
+    }
+}
+
+// Adds the summary (Wb, W2b, mb) to group k of v, and Cb (upper, q x q) to the group's own
+// cross-products if it has them. The sum of all groups' cross-products gains the term of the
+// means' difference; the caller adds the sum of the Cb.
+template <class T>
+void join(const Pool<T> &c, View<T> &v, int64_t k, T Wb, T W2b, const T *mb, const T *Cb) {
   const int64_t q = c.q;
   T *ma = v.mean + k * q;
   T *own = c.slot[k] >= 0 ? v.own + c.slot[k] * q * q : nullptr;
-  if (total && Cb)
-    for (int64_t l = 0; l < q; ++l)
-      for (int64_t i = 0; i <= l; ++i) v.C[i + l * q] += Cb[i + l * q];
   if (own && Cb)
     for (int64_t l = 0; l < q; ++l)
       for (int64_t i = 0; i <= l; ++i) own[i + l * q] += Cb[i + l * q];
@@ -112,63 +130,79 @@ void join(const Pool<T> &c, View<T> &v, int64_t k, T Wb, T W2b, const T *mb, con
   for (int64_t i = 0; i < q; ++i) ma[i] += rb * (mb[i] - ma[i]);
 }
 
+// Short loops over q elements, without aliasing so that they vectorise.
+template <class T>
+inline void sub(T *__restrict to, const T *__restrict a, const T *__restrict b, int64_t q) {
+  for (int64_t i = 0; i < q; ++i) to[i] = a[i] - b[i];
+}
+template <class T>
+inline void axpy(T *__restrict y, const T *__restrict x, T a, int64_t q) {
+  for (int64_t i = 0; i < q; ++i) y[i] += a * x[i];
+}
+
 // One thread's range of observations.
 template <class T>
 void pool_range(const Pool<T> &c, int t) {
   View<T> v = view(c, t);
   const int64_t q = c.q, R = c.rows;
+  const bool all = q == c.p;  // then act[i] == i
   T *mb = v.scratch, *Cb = mb + q, *A = Cb + q * q, *B = A + q * R;
-  int64_t *order = c.sort + 2 * R * t, *grp = order + R;
+  int64_t *order = c.sort + (4 * R + 1) * t, *pos = order + R, *grp = pos + R, *count = grp + R;
   const int64_t j0 = c.n * t / c.threads, j1 = c.n * (t + 1) / c.threads;
-  auto at = [&](int64_t j, int64_t i) {
-    return (c.om ? c.x[j * c.p + c.act[i]] : c.x[c.act[i] * c.n + j]) - c.shift[i];
-  };
   for (int64_t b0 = j0; b0 < j1; b0 += R) {
     const int64_t len = std::min(R, j1 - b0);
-    for (int64_t j = 0; j < len; ++j) grp[j] = read_int(c.wide, c.groups, b0 + j), order[j] = j;
-    std::stable_sort(order, order + len,
-                     [&](int64_t a, int64_t b) { return grp[a] < grp[b]; });
+    // The block in group order: a counting sort when the groups are few, else a stable sort.
+    for (int64_t j = 0; j < len; ++j) grp[j] = read_int(c.wide, c.groups, b0 + j);
+    if (c.g <= len) {
+      std::fill(count, count + c.g + 1, 0);
+      for (int64_t j = 0; j < len; ++j) ++count[grp[j] + 1];
+      for (int64_t k = 0; k < c.g; ++k) count[k + 1] += count[k];
+      for (int64_t j = 0; j < len; ++j) order[count[grp[j]]++] = j;
+    } else {
+      std::iota(order, order + len, int64_t(0));
+      std::stable_sort(order, order + len, [&](int64_t a, int64_t b) { return grp[a] < grp[b]; });
+    }
+    // The block less the shift into A in group order, read in memory order.
+    for (int64_t r = 0; r < len; ++r) pos[order[r]] = r;
+    for (int64_t j = 0; j < len; ++j) {
+      T *col = A + pos[j] * q;
+      if (c.om && all)
+        sub(col, c.x + (b0 + j) * c.p, c.shift, q);
+      else
+        for (int64_t i = 0; i < q; ++i)
+          col[i] = (c.om ? c.x[(b0 + j) * c.p + c.act[i]] : c.x[c.act[i] * c.n + b0 + j]) - c.shift[i];
+    }
     for (int64_t s = 0; s < len;) {
+      // The group's run: its weights and weighted sum.
       const int64_t k = grp[order[s]];
       int64_t e = s;
       T Wb = 0, W2b = 0;
       std::fill(mb, mb + q, T(0));
       for (; e < len && grp[order[e]] == k; ++e) {
-        const int64_t j = b0 + order[e];
-        const T wj = c.w ? c.w[j] : T(1);
+        const T wj = c.w ? c.w[b0 + order[e]] : T(1);
         Wb += wj, W2b += wj * wj;
-        for (int64_t i = 0; i < q; ++i) mb[i] += wj * at(j, i);
+        axpy(mb, A + e * q, wj, q);
       }
       const int64_t m = e - s;
-      if (Wb == 0) {
-        s = e;
-        continue;
-      }
-      for (int64_t i = 0; i < q; ++i) mb[i] /= Wb;
-      for (int64_t r = 0; r < m; ++r) {
-        const int64_t j = b0 + order[s + r];
-        const T wj = c.w ? c.w[j] : T(1);
-        for (int64_t i = 0; i < q; ++i) {
-          const T d = at(j, i) - mb[i];
-          A[i + r * q] = d;
-          B[i + r * q] = wj * d;
+      if (Wb != 0) {  // centred on the group's block mean
+        for (int64_t i = 0; i < q; ++i) mb[i] /= Wb;
+        for (int64_t r = s; r < e; ++r) {
+          T *col = A + r * q;
+          axpy(col, mb, T(-1), q);
+          if (c.w)
+            for (int64_t i = 0; i < q; ++i) B[i + r * q] = c.w[b0 + order[r]] * col[i];
         }
+        if (c.slot[k] >= 0) cross(c, A + s * q, B + s * q, m, T(0), Cb);
+        join(c, v, k, Wb, W2b, mb, c.slot[k] >= 0 ? Cb : nullptr);
+      } else {  // weights all zero: the columns drop out
+        std::fill(A + s * q, A + e * q, T(0));
+        if (c.w) std::fill(B + s * q, B + e * q, T(0));
       }
-      if (m * q >= 64) {
-        if (c.w)
-          la::gemm_abt(static_cast<int>(q), static_cast<int>(m), A, B, Cb);
-        else
-          la::syrk("N", static_cast<int>(q), static_cast<int>(m), T(1), A, static_cast<int>(q),
-                   T(0), Cb, static_cast<int>(q));
-      } else {
-        std::fill(Cb, Cb + q * q, T(0));
-        for (int64_t r = 0; r < m; ++r)
-          for (int64_t l = 0; l < q; ++l)
-            for (int64_t i = 0; i <= l; ++i) Cb[i + l * q] += A[i + r * q] * B[l + r * q];
-      }
-      join(c, v, k, Wb, W2b, mb, Cb, true);
       s = e;
     }
+    // Every column is centred on its group's mean: one product gives the block's share of the
+    // sum of within-group cross-products.
+    cross(c, A, B, len, T(1), v.C);
   }
 }
 
@@ -199,9 +233,9 @@ int pooled(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader 
   }
   if (!want_pm && !want_gm) return SsStatusOk;
 
-  const int64_t rows_max = 512;
+  const int64_t rows_max = 2048;
   const int64_t threads_max = thread_count(threader, 64);
-  Scratch<int64_t> ints(l.p + g + 2 * rows_max * threads_max);
+  Scratch<int64_t> ints(l.p + g + (4 * rows_max + 1) * threads_max);
   if (ints.p == nullptr) return SsStatusMemory;
   int64_t *act = ints.p, *slot = act + l.p;
   std::fill(slot, slot + g, -1);
@@ -218,7 +252,7 @@ int pooled(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader 
   c.wide = l.wide, c.om = l.by_observation;
   c.n = l.n, c.p = l.p, c.q = q, c.g = g, c.slots = slots;
   c.act = act, c.slot = slot, c.sort = slot + g;
-  c.rows = std::clamp<int64_t>(16384 / q, 16, rows_max);
+  c.rows = std::clamp<int64_t>(32768 / q, 16, rows_max);
   // Threads: about 2^15 element operations each, and group tables at most a quarter of the work.
   const int64_t per_thread = g * (q + 2) + slots * q * q;
   int64_t threads = std::min<int64_t>(
@@ -247,7 +281,7 @@ int pooled(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader 
     for (int64_t k = 0; k < g; ++k)
       if (u.W[k] != 0)
         join(c, v, k, u.W[k], u.W2[k], u.mean + k * q,
-             slot[k] >= 0 ? u.own + slot[k] * q * q : nullptr, false);
+             slot[k] >= 0 ? u.own + slot[k] * q * q : nullptr);
   }
 
   T *out = nullptr;

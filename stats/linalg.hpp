@@ -14,14 +14,14 @@ inline void syrk(const char *trans, int n, int k, float alpha, const float *a, i
                  float beta, float *c, int ldc) {
   core::zyn_blas_xssyrk("U", trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
 }
-// C = A B^T, A and B n x k.
-inline void gemm_abt(int n, int k, const double *a, const double *b, double *c) {
-  const double one = 1, zero = 0;
-  core::zyn_blas_xdgemm("N", "T", &n, &n, &k, &one, a, &n, b, &n, &zero, c, &n);
+// C = A B^T + beta C, A and B n x k.
+inline void gemm_abt(int n, int k, double beta, const double *a, const double *b, double *c) {
+  const double one = 1;
+  core::zyn_blas_xdgemm("N", "T", &n, &n, &k, &one, a, &n, b, &n, &beta, c, &n);
 }
-inline void gemm_abt(int n, int k, const float *a, const float *b, float *c) {
-  const float one = 1, zero = 0;
-  core::zyn_blas_xsgemm("N", "T", &n, &n, &k, &one, a, &n, b, &n, &zero, c, &n);
+inline void gemm_abt(int n, int k, float beta, const float *a, const float *b, float *c) {
+  const float one = 1;
+  core::zyn_blas_xsgemm("N", "T", &n, &n, &k, &one, a, &n, b, &n, &beta, c, &n);
 }
 // Lower Cholesky factor in place; info > 0 when not positive definite.
 inline int potrf_lower(int n, double *a) {
