@@ -1,8 +1,9 @@
 // Pooled and group covariance against long-double per-group sums; partial covariance against a
-// closed form and long-double regression residuals; the correlation repair against numpy
+// closed form and long-double regression residuals (Gram-Schmidt); the correlation repair against numpy
 // (tools/repair_reference.py); the statuses of all three.
 #include <array>
 #include <fstream>
+#include <numeric>
 
 #include "stats_test.hpp"
 
@@ -167,22 +168,6 @@ TEST(SsPooled, ThreadsAgree) {
   expect_threads_agree(run, make_data<double>(6, 40000, true, true, true, 11), 1e-11);
 }
 
-// Solves a x = b in place (a n x n, b n x m, row-major) by Gauss-Jordan elimination with pivoting.
-void solve(std::vector<long double> a, std::vector<long double> &b, int64_t n, int64_t m) {
-  for (int64_t k = 0; k < n; ++k) {
-    int64_t piv = k;
-    for (int64_t i = k + 1; i < n; ++i) piv = std::fabs(a[i * n + k]) > std::fabs(a[piv * n + k]) ? i : piv;
-    for (int64_t j = 0; j < n; ++j) std::swap(a[k * n + j], a[piv * n + j]);
-    for (int64_t j = 0; j < m; ++j) std::swap(b[k * m + j], b[piv * m + j]);
-    for (int64_t i = 0; i < n; ++i) {
-      const long double f = i == k ? 0 : a[i * n + k] / a[k * n + k];
-      for (int64_t j = 0; j < n; ++j) a[i * n + j] -= f * a[k * n + j];
-      for (int64_t j = 0; j < m; ++j) b[i * m + j] -= f * b[k * m + j];
-    }
-  }
-  for (int64_t k = 0; k < n * m; ++k) b[k] /= a[(k / m) * n + k / m];
-}
-
 // Partial covariance and correlation of the q variables with role 1 in `in` (its storage st,
 // as cor or cov), in storage st; both come back full q x q.
 template <class T>
@@ -211,24 +196,24 @@ void partial_cases() {
     EXPECT_NEAR(pc[3], 1 - r23 * r23, tol);
     EXPECT_EQ(pr[0], 1);
   }
-  // p 7 from cov: residuals of the regression of each kept variable on the conditioning ones.
-  const int64_t p = 7, n = 400;
-  const std::vector<int64_t> roles = {1, -1, 1, 0, -1, 1, -1}, ys = {0, 2, 5}, zs = {1, 4, 6};
-  const int64_t q = 3, r = 3;
+  // p 7 from cov: the residuals of each kept variable after projecting out the conditioning
+  // ones, orthogonalised by Gram-Schmidt, all in long double.
+  const int64_t p = 7, n = 400, q = 3;
+  const std::vector<int64_t> roles = {1, -1, 1, 0, -1, 1, -1}, order = {1, 4, 6, 0, 2, 5};  // Z, then Y
   const Data<T> d = make_data<T>(p, n, false, false, false, 9);
   const Reference ref(d);
-  std::vector<long double> S(p * p), Szz(r * r), beta(r * q), P(q * q), e(q);
+  std::vector<long double> S(p * p), P(q * q);
   for (int64_t k = 0; k < p * p; ++k) S[k] = ref.C[k] / (n - 1);
-  for (int64_t a = 0; a < r * r; ++a) Szz[a] = S[zs[a / r] * p + zs[a % r]];
-  for (int64_t a = 0; a < r * q; ++a) beta[a] = S[zs[a / q] * p + ys[a % q]];
-  solve(Szz, beta, r, q);
-  for (int64_t j = 0; j < n; ++j) {
-    for (int64_t a = 0; a < q; ++a) {
-      e[a] = d.at(ys[a], j) - ref.mean[ys[a]];
-      for (int64_t b = 0; b < r; ++b) e[a] -= beta[b * q + a] * (d.at(zs[b], j) - ref.mean[zs[b]]);
+  std::vector<std::vector<long double>> v(6, std::vector<long double>(n));
+  auto dot = [&](int64_t a, int64_t b) { return std::inner_product(v[a].begin(), v[a].end(), v[b].begin(), 0.0L); };
+  for (int64_t a = 0; a < 6; ++a) {
+    for (int64_t j = 0; j < n; ++j) v[a][j] = d.at(order[a], j) - ref.mean[order[a]];
+    for (int64_t b = 0; b < std::min<int64_t>(a, 3); ++b) {
+      const long double f = dot(a, b) / dot(b, b);
+      for (int64_t j = 0; j < n; ++j) v[a][j] -= f * v[b][j];
     }
-    for (int64_t a = 0; a < q * q; ++a) P[a] += e[a / q] * e[a % q] / (n - 1);
   }
+  for (int64_t a = 0; a < q * q; ++a) P[a] = dot(3 + a / q, 3 + a % q) / (n - 1);
   for (int64_t st : {SsMatrixFull, SsMatrixPackedUpper}) {
     const auto [pc, pr] = partial<T>(S, p, roles, false, st);
     for (int64_t a = 0; a < q * q; ++a) {
