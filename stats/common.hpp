@@ -50,6 +50,15 @@ inline bool by_observation(bool wide, const void *storage, int64_t p) {
   return p > 1 && (read_int(wide, storage) & SsStorageByVariable) == 0;
 }
 
+// Position of the symmetric element (i, l) of a square result of dimension m stored as
+// `storage` says: bit 0 clear full, set packed by rows, lower unless bit 1 is set.
+inline int64_t square_position(int64_t storage, int64_t i, int64_t l, int64_t m) {
+  if (!(storage & SsMatrixPackedBit)) return i * m + l;
+  const int64_t lo = std::min(i, l), hi = std::max(i, l);
+  if (!(storage & SsMatrixUpperBit)) return hi * (hi + 1) / 2 + lo;
+  return lo * m - lo * (lo - 1) / 2 + (hi - lo);
+}
+
 // Writes the flagged variables (all of them when `indices` is null) to `list`; returns how many.
 inline int64_t flagged(const SsTask *task, const Layout &l, int64_t *list) {
   int64_t q = 0;

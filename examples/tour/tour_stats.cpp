@@ -1,6 +1,6 @@
 // Summary statistics: moments and the correlation matrix of a small data set, accumulated over
 // two calls, on the core library's worker pool; then its quartiles, extremes, weighted median
-// and stream quartiles.
+// and stream quartiles; pooled and partial covariance.
 #include <cmath>
 #include <cstdio>
 
@@ -61,6 +61,42 @@ void order_statistics() {
            stream[i * 3 + 1], stream[i * 3 + 2]);
 }
 
+// Pooled covariance of the two weeks' halves as groups (first six days, last six), and the
+// partial correlation of temperature and humidity given pressure from the correlation matrix.
+void covariances(const double *cor) {
+  int64_t p = kVars, n = kDays, storage = SsStorageByObservation, full = SsMatrixFull;
+  int64_t groups[kDays], flags[2] = {0, 0}, roles[kVars] = {1, -1, 1};
+  for (int64_t j = 0; j < kDays; ++j) groups[j] = j < kDays / 2 ? 0 : 1;
+  double pooled_mean[kVars], pooled_cov[kVars * kVars], group_means[2 * kVars], partial[4];
+  SsTask *task = nullptr;
+  int status = _rnxdSSNewTask(&task, &p, &n, &storage, &kWeather[0][0], nullptr, nullptr, 1);
+  if (status == 0)
+    status = __rnxdSSEditPooledCovariance(task, groups, pooled_mean, pooled_cov, flags,
+                                          group_means, nullptr);
+  if (status == 0) status = _rnxiSSEditTask(task, SsEditPooledCovStorage, &full);
+  if (status == 0)
+    status = _rnxdSSPooledCovariance(task, SsEstimatePooledCov | SsEstimateGroupMeans,
+                                     SsMethodOnePass, &zyn_serv_ss_threader);
+  if (status == 0)
+    status = __rnxdSSEditPartialCovCor(task, roles, nullptr, nullptr, const_cast<double *>(cor),
+                                       &full, nullptr, nullptr, partial, &full);
+  if (status == 0)
+    status = _rnxdSSPartialCovariance(task, SsEstimatePartialCor, SsMethodFast, nullptr);
+  _rnxSSDeleteTask(&task);
+  if (status != 0) {
+    printf("  covariances failed with status %d\n", status);
+    return;
+  }
+  printf("  two groups of six days: means, and the pooled within-group covariance\n");
+  for (int64_t i = 0; i < kVars; ++i) {
+    printf("  %-12s %8.2f %8.2f   ", kNames[i], group_means[i], group_means[kVars + i]);
+    for (int64_t l = 0; l < kVars; ++l) printf(" %8.3f", pooled_cov[i * kVars + l]);
+    printf("\n");
+  }
+  printf("  temperature and humidity: correlation %.3f, partial correlation given pressure %.3f\n",
+         cor[2], partial[1]);
+}
+
 }  // namespace
 
 void tour_stats() {
@@ -101,4 +137,5 @@ void tour_stats() {
   }
   _rnxSSDeleteTask(&task);
   order_statistics();
+  covariances(cor);
 }

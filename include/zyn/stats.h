@@ -447,4 +447,28 @@ ZYN_API void __rnxsQSortStep(int64_t n, float *a, int64_t step);
 ZYN_API double __rnxdQSortSelect(int64_t n, double *a, int64_t k);
 ZYN_API float __rnxsQSortSelect(int64_t n, float *a, int64_t k);
 
+/* Pooled and group means and covariances (method SsMethodOnePass): groupIndices[j] is the group,
+ * 0 to g - 1, of observation j; SsEstimatePooledCov writes pooledMean and pooledCov (within-group
+ * cross-products over sum_k (W_k - W2_k / W_k)), SsEstimatePooledMean pooledMean alone,
+ * SsEstimateGroupCov groupMeans (g x p) and a covariance for each group flagged in groupCovIndices,
+ * SsEstimateGroupMeans groupMeans alone. Each call stands alone. */
+ZYN_API int _rnxdSSPooledCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
+ZYN_API int _rnxsSSPooledCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
+/* Partial covariance and correlation (method SsMethodFast) of the variables flagged 1 in
+ * partialIndices given those flagged -1 (0: unused), from cov, or from cor when cov is null:
+ * S_YY - S_YZ S_ZZ^-1 S_ZY, q x q for q kept variables. SsStatusFactor when S_ZZ is not positive
+ * definite. */
+ZYN_API int _rnxdSSPartialCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
+ZYN_API int _rnxsSSPartialCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
+/* Nearest-by-spectrum correlation matrix (method SsMethodParametrize): negative eigenvalues of
+ * cor set to 0, rows rescaled to a unit diagonal, result to parametrizedMatrix. A positive
+ * semi-definite cor comes back to rounding. */
+ZYN_API int _rnxdSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t method,
+                                      const ZynThreader *threader);
+ZYN_API int _rnxsSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t method,
+                                      const ZynThreader *threader);
 #endif

@@ -53,6 +53,27 @@ int order(int entry, long budget) {
   return status;
 }
 
+// A covariance entry (0 pooled, 1 partial, 2 repair) on a fresh 3 x 64 task.
+int covariance(int entry, long budget) {
+  Task<double> task(make_data<double>(3, 64, false, true, false, 3));
+  std::vector<int64_t> groups(64);
+  for (int64_t j = 0; j < 64; ++j) groups[j] = j % 4;
+  int64_t flags[4] = {1, 1, 0, 1}, full = SsMatrixFull, roles[3] = {1, 1, -1};
+  double out[64], cor[9] = {1, 0.5, 0.2, 0.5, 1, 0.3, 0.2, 0.3, 1};
+  SsTask *t = task.t;
+  __rnxdSSEditPooledCovariance(t, groups.data(), out, out, flags, out, out);
+  __rnxdSSEditPartialCovCor(t, roles, nullptr, nullptr, cor, &full, out, &full, out, &full);
+  __rnxdSSEditMtxParametrz(t, cor, &full, out, &full);
+  t->pooledCovStorage = t->groupCovStorage = &full;
+  set_budget(budget);
+  const int status =
+      entry == 0 ? _rnxdSSPooledCovariance(t, SsEstimatePooledCov | SsEstimateGroupCov, SsMethodOnePass, nullptr)
+      : entry == 1 ? _rnxdSSPartialCovariance(t, SsEstimatePartialCov | SsEstimatePartialCor, SsMethodFast, nullptr)
+                   : _rnxdSSCorParametrization(t, 0, SsMethodParametrize, nullptr);
+  set_budget(-1);
+  return status;
+}
+
 TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
   ASSERT_EQ(g_env, 0);
   const int64_t p = 2;
@@ -76,7 +97,10 @@ TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
       {"quantiles", [](long budget) { return order(0, budget); }, 2},
       {"sort", [](long budget) { return order(1, budget); }, 2},
       {"weighted median", [](long budget) { return order(2, budget); }, 2},
-      {"stream quantiles", [](long budget) { return order(3, budget); }, 5}};
+      {"stream quantiles", [](long budget) { return order(3, budget); }, 5},
+      {"pooled covariance", [](long budget) { return covariance(0, budget); }, 2},
+      {"partial covariance", [](long budget) { return covariance(1, budget); }, 2},
+      {"correlation repair", [](long budget) { return covariance(2, budget); }, 2}};
   for (const auto &[name, call, allocations] : entries) {
     long budget = 0;
     for (int status; (status = call(budget)) != SsStatusOk && budget < 20; ++budget)
