@@ -98,11 +98,11 @@ inline V plus_zero(V x) {
 // bit: n + 1.5 2^(p-1) holds n in its low bits.
 inline D bit_to_sign(D n, int j) {
   __m128i b = _mm_castpd_si128(n + _mm_set1_pd(0x1.8p52));
-  return _mm_castsi128_pd(_mm_slli_epi64(b, 63 - j));
+  return _mm_castsi128_pd(_mm_slli_epi64(_mm_srli_epi64(b, j), 63));
 }
 inline F bit_to_sign(F n, int j) {
   __m128i b = _mm_castps_si128(n + _mm_set1_ps(0x1.8p23f));
-  return _mm_castsi128_ps(_mm_slli_epi32(b, 31 - j));
+  return _mm_castsi128_ps(_mm_slli_epi32(_mm_srli_epi32(b, j), 31));
 }
 // All-ones lanes where bit j of the integer-valued n is set.
 inline D bit_mask(D n, int j) {
