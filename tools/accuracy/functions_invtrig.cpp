@@ -1,8 +1,9 @@
-// Oracle functions of the inverse trigonometric family. Inputs near +-1 (where asin and acos
+// Oracle functions of the inverse trigonometric family and of Hypot. Inputs near +-1 (where asin and acos
 // take the square root and acos has its zero), near +-1/2 (the switch of asin's two forms),
 // near 7/16 and 11/16 (the switches of atan's reduction), near 0 and down into the denormals
 // (the pi forms underflow there), and for atan2 both arguments over the whole range, so that
-// quotients from the underflow to the overflow, and the octant boundaries, are swept.
+// quotients from the underflow to the overflow, and the octant boundaries, are swept; Hypot
+// also next to the overflow and the smallest normal.
 #include <cfloat>
 #include <cmath>
 
@@ -25,6 +26,17 @@ std::vector<double> points() {
   return x;
 }
 
+// Next to the overflow and to the smallest normal, the binade edges of the scaling.
+std::vector<double> hypot_points() {
+  std::vector<double> x;
+  for (double e : {DBL_MAX, DBL_MAX / M_SQRT2, 0x1p1023, 0x1p1022, DBL_MIN, 0x1p-1074, double(FLT_MAX),
+                   FLT_MAX / M_SQRT2, 0x1p127, 0x1p126, double(FLT_MIN), 0x1p-149, 1.0})
+    for (double v : {std::nextafter(e, 0.0), e, std::nextafter(e, INFINITY)})
+      if (std::isfinite(v)) x.insert(x.end(), {v, -v});
+  return x;
+}
+constexpr zyn::oracle::Limits kHypotLimits{{4, 4}, {0.6, 1}, {26, 11}};
+
 const Register reg({
     {"Asin", 1, mpfr_asin, nullptr, {kUnit, {}}, 0, {}, points()},
     {"Acos", 1, mpfr_acos, nullptr, {kUnit, {}}, 0, {}, points()},
@@ -34,5 +46,7 @@ const Register reg({
     {"Atanpi", 1, mpfr_atanpi, nullptr, {kLine, {}}, 0, {}, points()},
     {"Atan2", 2, nullptr, mpfr_atan2, {kPlane, kPlane}, 0, {}, points()},
     {"Atan2pi", 2, nullptr, mpfr_atan2pi, {kPlane, kPlane}, 0, {}, points()},
+    // the square root's kin: 0.6 ulp at HA in double
+    {"Hypot", 2, nullptr, mpfr_hypot, {kPlane, kPlane}, 0, kHypotLimits, hypot_points()},
 });
 }  // namespace
