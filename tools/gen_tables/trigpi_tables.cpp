@@ -50,7 +50,8 @@ Grid cos_grid(double unit, double zmax) {
 void print_poly(const std::vector<M> &c, bool single) {
   printf("{");
   for (int i = 0; i <= kTrigpiMaxDeg; ++i) {
-    const double v = i < static_cast<int>(c.size()) ? c[i].d() : 0.0;
+    const int n = static_cast<int>(c.size());
+    const double v = i < n ? c[n - 1 - i].d() : 0.0;  // highest degree first
     if (single)
       printf("%s%af", i ? ", " : "", static_cast<float>(v));
     else

@@ -34,19 +34,19 @@ template <class T>
 inline constexpr T kTop = sizeof(T) == 8 ? 0x1p1023 : 0x1p127f;
 
 // 2^-e and 2^e for v in [2^e, 2^(e+1)), v normal and below kTop.
-inline void binade(D v, D &down, D &up) {
+ZYN_VO_INLINE void binade(D v, D &down, D &up) {
   const __m128i e = _mm_and_si128(_mm_castpd_si128(v), _mm_set1_epi64x(0x7ff0000000000000));
   down = _mm_castsi128_pd(_mm_sub_epi64(_mm_set1_epi64x(0x7fe0000000000000), e));
   up = _mm_castsi128_pd(e);
 }
-inline void binade(F v, F &down, F &up) {
+ZYN_VO_INLINE void binade(F v, F &down, F &up) {
   const __m128i e = _mm_and_si128(_mm_castps_si128(v), _mm_set1_epi32(0x7f800000));
   down = _mm_castsi128_ps(_mm_sub_epi32(_mm_set1_epi32(0x7f000000), e));
   up = _mm_castsi128_ps(e);
 }
 
 // a^2 = p + e exactly (Dekker, one split).
-inline void two_sqr(D a, D &p, D &e) {
+ZYN_VO_INLINE void two_sqr(D a, D &p, D &e) {
   D h, l;
   dd::split(a, h, l);
   p = a * a;
@@ -63,7 +63,7 @@ struct HypotFn {
   static constexpr bool kWide = sizeof(A) > sizeof(T);  // single in double: no scaling
 
   template <class V>
-  static V eval(V x, V y) {
+  ZYN_VO_INLINE static V eval(V x, V y) {
     V ax = vabs(x), ay = vabs(y);
     if constexpr (kWide) return vsqrt(ax * ax + ay * ay);
     const V v = vmax(ax, ay), u = vmin(ax, ay);

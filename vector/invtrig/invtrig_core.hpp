@@ -14,13 +14,13 @@ namespace zyn::vk::invtrig {
 using namespace vo;
 
 // A level: the arithmetic type and the coefficient set (invtrig_data.hpp). Set 0 carries
-// double-doubles; set 2 takes its square root from single precision, refined once.
+// double-doubles.
 template <class Arith, int kSet>
 struct Level {
   using A = Arith;
   static constexpr bool kDD = kSet == 0;
-  static constexpr bool kFastSqrt = kSet == 2;
-  static constexpr int kAsinN = data::kAsinDeg[kSet] + 1, kAtanN = data::kAtanDeg[kSet] + 1;
+  static constexpr bool kLow = kSet == 2 || kSet == 5;  // EP: the low parts of constants go
+  static constexpr int kAsinDeg = data::kAsinDeg[kSet], kAtanDeg = data::kAtanDeg[kSet];
   static const data::InvtrigSet<A> &set() {
     if constexpr (sizeof(A) == 8)
       return data::invtrig_d[kSet];
@@ -67,19 +67,6 @@ inline constexpr T kTiny = sizeof(T) == 8 ? 0x1p-960 : 0x1p-100f;
 template <class T>
 inline constexpr T kHuge = sizeof(T) == 8 ? 0x1p990 : 0x1p120f;
 
-// sqrt(z) for z in [0, 1/2]: hardware, or (kFastSqrt) the single root refined by one Newton
-// step with an approximate reciprocal: relative error below 2^-34.
-template <class L, class V>
-inline V root(V z) {
-  if constexpr (L::kFastSqrt) {
-    __m128 sf = _mm_sqrt_ps(_mm_cvtpd_ps(z));
-    V s = _mm_cvtps_pd(sf), r = _mm_cvtps_pd(_mm_rcp_ps(_mm_max_ps(sf, _mm_set1_ps(0x1p-60f))));
-    return s + (z - s * s) * (r * 0.5);  // s has 24 bits: s * s is exact
-  } else {
-    return vsqrt(z);
-  }
-}
-
 // asin, acos and their pi forms. With t = |x| (|x| <= 1/2) or t = sqrt((1 - |x|)/2), whose
 // argument is exact, asin t = t + t z P(z), and
 //   asin x = sign (t + t z P),  or sign (pi/2 - 2 asin t) for |x| > 1/2
@@ -87,7 +74,7 @@ inline V root(V z) {
 // all of the form K + M w, w = asin t, M = +-1, +-2 (the pi forms: K/pi exact, w/pi). HA keeps
 // sqrt and w/pi as double-doubles and adds K by a two-sum.
 template <class L, Which W, class V>
-inline V asin_eval(V x) {
+ZYN_VO_INLINE V asin_eval(V x) {
   using A = typename L::A;
   const auto &c = L::kc();
   constexpr bool kPi = pi_form(W), kCos = W == kAcos || W == kAcospi;
@@ -95,9 +82,9 @@ inline V asin_eval(V x) {
   const V big = lt(k<V>(0.5), a);
   const V zb = (k<V>(1) - a) * k<V>(0.5);
   const V z = blend(a * a, zb, big);
-  const V s = root<L>(zb);
+  const V s = vsqrt(zb);
   const V u = blend(a, s, big);
-  V lo = u * (z * horner<L::kAsinN>(z, L::set().asin));
+  V lo = u * (z * poly<L::kAsinDeg>(z, L::set().asin));
   const A q = kPi ? 0.5 : c.pio2[0], ql = kPi ? 0 : c.pio2[1], h = kPi ? 1 : c.pi[0], hl = kPi ? 0 : c.pi[1];
   V Kh, Kl, M;
   if constexpr (!kCos) {
@@ -131,45 +118,59 @@ inline V asin_eval(V x) {
     V S, E;
     two_sum(Kh, M * hi, S, E);
     r = S + (E + (Kl + M * lo));
+  } else if constexpr (L::kLow) {
+    r = Kh + M * (hi + lo);
   } else {
     r = (Kh + M * hi) + (Kl + M * lo);
   }
   return kCos ? r : bxor(r, sign_of(x));
 }
 
-// atan2 from |y|, |x| and the signs: u = min, v = max, q = u/v in [0, 1] reduced around
-// c = 0, 1/2, 1 (q below 7/16, below 11/16, above) to t = (u - c v)/(v + c u), |t| <= 7/16,
-// with an exact numerator (c v is exact, and u - c v by Sterbenz); atan(u/v) = atan c + t +
-// t z Q(z). The octant: base + s atan(u/v), base pi/2 if |y| > |x|, else pi for x < 0, else 0;
-// s = -1 when exactly one of those holds. HA carries t's rounding error (from the exact
-// residual of the quotient) and adds the pieces by two-sums; the pi forms scale by 1/pi as a
-// double-double, and their bases and atan c / pi (0, 1/2, 1; 1/4) are exact.
-template <class L, bool kPi, class V>
-inline V atan_core(V ay, V ax, V xsign, V ysign) {
+// atan2 from |y|, |x| and the signs: u = min, v = max, q = u/v in [0, 1] reduced around a
+// point c to t = (u - c v)/(v + c u), with c v exact; atan(u/v) = atan c + t + t z Q(z).
+//   HA: c = 0, 1/2, 1 for q below 7/16, below 11/16, above: |t| <= 7/16 and u - c v exact
+//       (Sterbenz), so t is nearly exact and small beside atan c where c > 0.
+//   LA, EP: c = 0, 1 split at tan(pi/8): |t| <= tan(pi/8), one compare.
+// The octant: base + s atan(u/v), base pi/2 if |y| > |x|, else pi for x < 0, else 0; s = -1
+// when exactly one of those holds. HA carries t's rounding error from the exact residual of the
+// quotient (kOneArg: atan of one argument, where the quotient is |x| itself below 7/16 and its
+// rounding immaterial elsewhere) and adds the pieces by two-sums. The pi forms scale by 1/pi
+// (HA: as a double-double); their bases and atan(1)/pi = 1/4 are exact.
+template <class L, bool kPi, bool kOneArg, class V>
+ZYN_VO_INLINE V atan_core(V ay, V ax, V xsign, V ysign) {
   using A = typename L::A;
   const auto &c = L::kc();
+  const auto &at = kPi ? c.atan_c_pi : c.atan_c;
   const V swap = lt(ax, ay);
   const V u = vmin(ay, ax), v = vmax(ay, ax);
-  const V m1 = le(v * k<V>(7.0 / 16), u), m2 = le(v * k<V>(11.0 / 16), u);
-  const V cc = blend(band(m1, k<V>(0.5)), k<V>(1), m2);
-  const V cu = cc * u, num = u - cc * v;
-  V den = v + cu;
-  const V t = num / den;
-  const V z = t * t;
-  const V pz = t * (z * horner<L::kAtanN>(z, L::set().atan));
-  const auto &at = kPi ? c.atan_c_pi : c.atan_c;
-  const V Ah = blend(band(m1, k<V>(at[1][0])), k<V>(at[2][0]), m2);
   const A b1 = kPi ? 0.5 : c.pio2[0], b1l = kPi ? 0 : c.pio2[1], b2 = kPi ? 1 : c.pi[0], b2l = kPi ? 0 : c.pi[1];
-  const V bh = blend(blend(k<V>(0), k<V>(b2), xsign), k<V>(b1), swap);
-  const V flip = bxor(band(swap, sign_bit<V>()), xsign);
+  V bh, bl, flip;
+  if constexpr (kOneArg) {
+    bh = band(swap, k<V>(b1));
+    bl = band(swap, k<V>(b1l));
+    flip = band(swap, sign_bit<V>());
+  } else {
+    bh = blend(blend(k<V>(0), k<V>(b2), xsign), k<V>(b1), swap);
+    bl = blend(blend(k<V>(0), k<V>(b2l), xsign), k<V>(b1l), swap);
+    flip = bxor(band(swap, sign_bit<V>()), xsign);
+  }
   V r;
   if constexpr (L::kDD) {
+    const V m1 = le(v * k<V>(7.0 / 16), u), m2 = le(v * k<V>(11.0 / 16), u);
+    const V cc = blend(band(m1, k<V>(0.5)), k<V>(1), m2);
+    const V cu = cc * u, num = u - cc * v;
+    V den = v + cu;
+    const V t = num / den;
+    const V z = t * t;
+    V tl = t * (z * poly<L::kAtanDeg>(z, L::set().atan));
+    const V Ah = blend(band(m1, k<V>(at[1][0])), k<V>(at[2][0]), m2);
     const V Al = blend(band(m1, k<V>(at[1][1])), k<V>(at[2][1]), m2);
-    const V bl = blend(blend(k<V>(0), k<V>(b2l), xsign), k<V>(b1l), swap);
-    V de, p, pe;
-    two_sum(v, cu, den, de);
-    two_prod(t, den, p, pe);
-    V tl = (((num - p) - pe) - t * de) / den + pz;
+    if constexpr (!kOneArg) {
+      V de, p, pe;
+      two_sum(v, cu, den, de);
+      two_prod(t, den, p, pe);
+      tl = tl + (((num - p) - pe) - t * de) / den;
+    }
     V th = t;
     if constexpr (kPi) {
       V e;
@@ -182,12 +183,20 @@ inline V atan_core(V ay, V ax, V xsign, V ysign) {
     two_sum(bh, bxor(wh, flip), S, E);
     r = S + (E + (bl + bxor(wl, flip)));
   } else {
+    const V m = le(v * k<V>(0.41421356237309503), u);
+    const V num = u - band(m, v), den = v + band(m, u);
+    const V t = num / den;
+    const V z = t * t;
+    const V pz = t * (z * poly<L::kAtanDeg>(z, L::set().atan));
     V w;
     if constexpr (kPi)
-      w = Ah + (t * k<V>(c.inv_pi[0]) + (t * k<V>(c.inv_pi[1]) + pz * k<V>(c.inv_pi[0])));
+      w = band(m, k<V>(at[2][0])) + (t + pz) * k<V>(c.inv_pi[0]);
+    else if constexpr (L::kLow)
+      w = band(m, k<V>(at[2][0])) + (t + pz);
     else
-      w = Ah + (t + pz);
+      w = band(m, k<V>(at[2][0])) + (t + (pz + band(m, k<V>(at[2][1]))));
     r = bh + bxor(w, flip);
+    if constexpr (!L::kLow) r = r + bxor(bl, flip);
   }
   return bxor(r, ysign);
 }
@@ -219,7 +228,7 @@ struct AsinFn {
   static constexpr int kArgs = 1;
   static constexpr const char *kName = name<T>(W);
   template <class V>
-  static V eval(V x) {
+  ZYN_VO_INLINE static V eval(V x) {
     return asin_eval<L, W>(x);
   }
   template <class V>
@@ -243,10 +252,10 @@ struct AtanFn {
   static constexpr const char *kName = name<T>(W);
   static constexpr bool kPi = W == kAtanpi;
   template <class V>
-  static V eval(V x) {
+  ZYN_VO_INLINE static V eval(V x) {
     // beyond the clamp atan x = pi/2 - 1/x loses nothing; it keeps the products finite
     const V a = vmin(k<V>(sizeof(Elem<V>) == 8 ? 0x1p512 : 0x1p60), vabs(x));
-    return atan_core<L, kPi>(a, k<V>(1), k<V>(0), sign_of(x));
+    return atan_core<L, kPi, true>(a, k<V>(1), k<V>(0), sign_of(x));
   }
   template <class V>
   static V bad(V x) {
@@ -271,8 +280,8 @@ struct Atan2Fn {
   static constexpr const char *kName = name<T>(W);
   static constexpr bool kPi = W == kAtan2pi;
   template <class V>
-  static V eval(V y, V x) {
-    return atan_core<L, kPi>(vabs(y), vabs(x), sign_of(x), sign_of(y));
+  ZYN_VO_INLINE static V eval(V y, V x) {
+    return atan_core<L, kPi, false>(vabs(y), vabs(x), sign_of(x), sign_of(y));
   }
   // NaN, an infinity, max(|x|, |y|) beyond kHuge or below kTiny (zeros), and a nonzero smaller
   // argument below kTiny or kTiny times the larger

@@ -3,7 +3,8 @@
 // MPFR, rounded once; the generated file states each set's error with its coefficients rounded.
 //
 //   asin t = t + t z P(z), z = t^2 in [0, 1/4]: t = |x| up to 1/2, beyond t = sqrt((1 - |x|)/2)
-//   atan t = t + t z Q(z), z = t^2 in [0, (7/16)^2]: t the reduced argument
+//   atan t = t + t z Q(z), z = t^2 in [0, (7/16)^2] (double HA), [0, tan^2(pi/8)] (the others):
+//   t the reduced argument
 // Errors relative to asin t and atan t. Sets: [0] double HA, [1] double LA, [2] double EP,
 // [3] single HA (evaluated in double), then in float [0] single LA, [1] single EP.
 #pragma once
@@ -11,14 +12,14 @@
 namespace zyn::vk::data {
 
 inline constexpr int kInvtrigMaxDeg = 12;
-inline constexpr int kAsinDeg[6] = {12, 11, 5, 5, 4, 1};
-inline constexpr int kAtanDeg[6] = {11, 10, 4, 5, 4, 1};
+inline constexpr int kAsinDeg[6] = {12, 11, 4, 5, 4, 1};
+inline constexpr int kAtanDeg[6] = {11, 9, 4, 4, 3, 1};
 // The bound each set must keep (the build fails otherwise), as -log2 of the relative error.
-inline constexpr double kInvtrigBits[6] = {58, 55, 29, 31, 24, 14};
+inline constexpr double kInvtrigBits[6] = {58, 54, 27, 30, 24, 14};
 
 template <class T>
 struct InvtrigSet {
-  T asin[kInvtrigMaxDeg + 1];  // lowest degree first, zeros beyond the set's degree
+  T asin[kInvtrigMaxDeg + 1];  // highest degree first, then zeros
   T atan[kInvtrigMaxDeg + 1];
 };
 extern const InvtrigSet<double> invtrig_d[4];

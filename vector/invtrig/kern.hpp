@@ -29,7 +29,7 @@ struct Kern {
   using V = typename S::V;
   using A = typename Fn::A;
   using VA = vo::VOf<A>;
-  static constexpr int kInputs = Fn::kArgs, kOutputs = 1, kBlock = 4 * S::L;
+  static constexpr int kInputs = Fn::kArgs, kOutputs = 1, kBlock = 2 * S::L;
   static constexpr X87Kind kX87 = X87Kind::MasksOnly;
   static constexpr MxKind kMxcsr = MxKind::ModeDriven;
   static constexpr Tail kTail = Tail::Padded;

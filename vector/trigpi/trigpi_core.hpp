@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "vector/invtrig/invtrig_core.hpp"
+#include "vector/trig/fast.hpp"
 #include "vector/trig/trig_core.hpp"
 #include "vector/trigpi/trigpi_data.hpp"
 
@@ -20,7 +21,14 @@ template <class Arith, int kSet>
 struct Level {
   using A = Arith;
   static constexpr bool kHA = kSet < 0;
-  static constexpr int kSinN = kHA ? 0 : data::kTrigpiSinDeg[kSet] + 1, kCosN = kHA ? 0 : data::kTrigpiCosDeg[kSet] + 1;
+  static constexpr int kSinDeg = kHA ? 0 : data::kTrigpiSinDeg[kSet], kCosDeg = kHA ? 0 : data::kTrigpiCosDeg[kSet];
+  // the radian tangent's rational function of the level (fast.hpp)
+  static constexpr const trig::Fast<A> &tan_set() {
+    if constexpr (sizeof(A) == 8)
+      return kSet == 0 ? trig::kFastDLa : trig::kFastDEp;
+    else
+      return kSet == 3 ? trig::kFastSLa : trig::kFastSEp;
+  }
   static const data::TrigpiSet<A> &set(int unit) {
     if constexpr (sizeof(A) == 8)
       return data::trigpi_d[unit][kSet];
@@ -62,45 +70,58 @@ inline constexpr T kLimit = sizeof(T) == 8 ? 0x1p30 : 0x1p21f;
 template <class T>
 inline constexpr T kTiny = sizeof(T) == 8 ? 0x1p-1000 : 0x1p-119f;
 
+// th + tl = r pi/U to about 2^-105 (r exact, pi/U a double-double); |r| >= 2^-1000 or 0.
+template <Unit U>
+ZYN_VO_INLINE void theta_dd(D r, D &th, D &tl) {
+  two_prod(r, k<D>(data::trigpi_scale[U][0]), th, tl);
+  fast_two_sum(th, tl + r * k<D>(data::trigpi_scale[U][1]), th, tl);
+}
+
 // f(|x|) with |x| = q U/2 + r exactly, |r| <= U/4: the quadrant q mod 4 picks +-sin or +-cos of
-// pi r/U (both polynomials on every lane), and the tangent is S/C or -C/S. Exact values: the
-// sine polynomial is 1/2 at 30 degrees, the tangent +-1 at |r| = U/4; sin and tan of a multiple
-// of U/2, and cos at an odd one, are zeros with the signs of the pi forms (see trigpi.cpp).
+// pi r/U (both polynomials on every lane). The tangent is N/D or -D/N with the radian
+// tangent's rational function of the level at theta = r pi/U (fast.hpp: theta rounded once, up
+// to 0.8 ulp more), and at HA the radian core's corrected quotient on theta as a double-double.
+// Exact values: the sine polynomial is 1/2 at 30 degrees, the tangent +-1 at |r| = U/4; sin
+// and tan of a multiple of U/2, and cos at an odd one, are zeros with the signs of the pi forms
+// (see trigpi.cpp).
 template <class L, Unit U, Which W, class V>
-inline V trigpi_eval(V x) {
+ZYN_VO_INLINE V trigpi_eval(V x) {
   const V a = vabs(x);
   const V q = vround(a * k<V>(1 / kHalf<U>));
   const V r = a - q * k<V>(kHalf<U>);  // exact
   const V odd = bit_to_sign(q, 0);
   V val;
-  if constexpr (L::kHA && W == kTan) {
-    V th, tl;
-    two_prod(r, k<V>(data::trigpi_scale[U][0]), th, tl);
-    fast_two_sum(th, tl + r * k<V>(data::trigpi_scale[U][1]), th, tl);
-    val = trig::tan_reduced<trig::kDHa, true>(th, tl, q);
+  if constexpr (W == kTan) {
+    if constexpr (L::kHA) {
+      V th, tl;
+      theta_dd<U>(r, th, tl);
+      val = trig::tan_reduced<trig::kDHa, true>(th, tl, q);
+    } else {
+      constexpr const trig::Fast<typename L::A> &F = L::tan_set();
+      const V th = r * k<V>(data::trigpi_scale[U][0]), z = th * th;
+      const V d = k<V>(1) + trig::horner_fast<F.ntq>(z, F.tq);
+      const V n = th * (d + trig::horner_fast<F.ntp>(z, F.tp));
+      val = bxor(blend(n, d, odd), odd) / blend(d, n, odd);
+    }
     const V one = bxor(k<V>(1), bxor(sign_of(r), odd));
     val = blend(val, one, eq(vabs(r), k<V>(kHalf<U> / 2)));
   } else {
     V S, C;
     if constexpr (L::kHA) {
       V th, tl;
-      two_prod(r, k<V>(data::trigpi_scale[U][0]), th, tl);
-      fast_two_sum(th, tl + r * k<V>(data::trigpi_scale[U][1]), th, tl);
+      theta_dd<U>(r, th, tl);
       trig::sincos_reduced<trig::kDHa>(th, tl, S, C);
     } else {
       const auto &c = L::set(U);
       const V z = r * r;
-      S = r * horner<L::kSinN>(z, c.sin);
-      C = k<V>(1) + z * horner<L::kCosN>(z, c.cos);
+      S = r * horner<L::kSinDeg>(z, c.sin);
+      C = k<V>(1) + z * horner<L::kCosDeg>(z, c.cos);
     }
-    if constexpr (U == kDegree && W != kTan) S = blend(S, bxor(k<V>(0.5), sign_of(r)), eq(vabs(r), k<V>(30)));
+    if constexpr (U == kDegree) S = blend(S, bxor(k<V>(0.5), sign_of(r)), eq(vabs(r), k<V>(30)));
     if constexpr (W == kSin) {
       val = bxor(blend(S, C, odd), bit_to_sign(q, 1));
-    } else if constexpr (W == kCos) {
-      val = bxor(blend(C, S, odd), bit_to_sign(q + k<V>(1), 1));
     } else {
-      S = blend(S, bxor(C, sign_of(r)), eq(vabs(r), k<V>(kHalf<U> / 2)));
-      val = blend(S, bxor(C, sign_bit<V>()), odd) / blend(C, S, odd);
+      val = bxor(blend(C, S, odd), bit_to_sign(q + k<V>(1), 1));
     }
   }
   if constexpr (W == kCos) return plus_zero(val);
@@ -116,7 +137,7 @@ struct TrigpiFn {
   static constexpr const char *kName = name<T>(W, U);
   static constexpr bool kTinyPath = W != kCos;  // sin and tan of tiny arguments: x pi/U
   template <class V>
-  static V eval(V x) {
+  ZYN_VO_INLINE static V eval(V x) {
     return trigpi_eval<L, U, W>(x);
   }
   // NaN, infinities, |x| beyond the vector range; tiny arguments; the tangent's poles

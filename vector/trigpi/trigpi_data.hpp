@@ -18,7 +18,7 @@ inline constexpr int kTrigpiMaxDeg = 6;
 
 template <class T>
 struct TrigpiSet {
-  T sin[kTrigpiMaxDeg + 1];  // lowest degree first, zeros beyond the set's degree
+  T sin[kTrigpiMaxDeg + 1];  // highest degree first, then zeros
   T cos[kTrigpiMaxDeg + 1];
 };
 extern const TrigpiSet<double> trigpi_d[2][3];  // [unit: pi forms, degrees][set]
