@@ -2,9 +2,10 @@
 // against their anchors in the same run: glibc's scalar functions in a loop and SLEEF's u10
 // (u05 for Hypot, Sinpi, Cospi) SSE4 functions for HA, libmvec's SSE4 functions and SLEEF's
 // u35 for LA, and EP against LA. Rows without an anchor of their own are timed against each
-// library's radian function with the scaling multiply (tan(pi x), asin(x)/pi, ...); Sinpi and
-// Cospi at LA against SLEEF's sincospi u35. Inputs: (-1, 1) for the inverse sines, [-3600, 3600]
-// for the degree forms, [-100, 100] for the rest.
+// library's radian function with the scaling multiply (tan(pi x), asin(x)/pi, ...); glibc has no
+// sinpi or cospi (sin and cos stand in); Sinpi and Cospi at LA against SLEEF's sincospi u35.
+// Inputs: (-1, 1) for the inverse sines, [-3600, 3600] for the degree forms, [-100, 100] for the
+// rest.
 #include <immintrin.h>
 #include <sleef.h>
 
@@ -182,10 +183,6 @@ int main(int argc, char **argv) {
        PS(Sleef_tanf4_u35sse4), _ZGVbN2v_tan, _ZGVbN4v_tanf, kDeg, 1, deg_d, deg_f},
   };
   for (const Unary &u : rows) add(u, cmp);
-  // Sinpi and Cospi: glibc has no pi forms; its anchor is sin(pi x) and cos(pi x)
-  for (auto &c : cmp)
-    if (c.group.find("Sinpi") != std::string::npos || c.group.find("Cospi") != std::string::npos)
-      if (c.kernel == "HA") c.anchors = {"glibc", "sleef_ha"};
 
   // binary rows: Atan2, Atan2pi (atan2 / pi), Hypot
   struct Binary {
