@@ -57,19 +57,6 @@ bool fit_all(const char *name, Fn f, const double *zmax, const int *deg, Sets &o
   return true;
 }
 
-void print_poly(const std::vector<M> &c, bool single) {
-  printf("{");
-  for (int i = 0; i <= kInvtrigMaxDeg; ++i) {
-    const int n = static_cast<int>(c.size());
-    const double v = i < n ? c[n - 1 - i].d() : 0.0;  // highest degree first
-    if (single)
-      printf("%s%af", i ? ", " : "", static_cast<float>(v));
-    else
-      printf("%s%a", i ? ", " : "", v);
-  }
-  printf("}");
-}
-
 // v split into its value rounded to the type and the rounded rest.
 void print_pair(const M &v, bool single) {
   if (single) {
@@ -126,17 +113,17 @@ int main() {
   printf("const InvtrigSet<double> invtrig_d[4] = {\n");
   for (int s = 0; s < 4; ++s) {
     printf("  {");
-    print_poly(as.c[s], false);
+    print_poly(as.c[s], false, kInvtrigMaxDeg);
     printf(",\n   ");
-    print_poly(at.c[s], false);
+    print_poly(at.c[s], false, kInvtrigMaxDeg);
     printf("},\n");
   }
   printf("};\n\nconst InvtrigSet<float> invtrig_s[2] = {\n");
   for (int s = 4; s < 6; ++s) {
     printf("  {");
-    print_poly(as.c[s], true);
+    print_poly(as.c[s], true, kInvtrigMaxDeg);
     printf(",\n   ");
-    print_poly(at.c[s], true);
+    print_poly(at.c[s], true, kInvtrigMaxDeg);
     printf("},\n");
   }
   printf("};\n\n");

@@ -137,4 +137,18 @@ double rounded_error(const Grid &g, const std::vector<M> &c) {
   return max_abs(errors(g, r));
 }
 
+// A C initializer of max_deg + 1 coefficients, highest degree first, padded with zeros.
+inline void print_poly(const std::vector<M> &c, bool single, int max_deg) {
+  printf("{");
+  for (int i = 0; i <= max_deg; ++i) {
+    const int n = static_cast<int>(c.size());
+    const double v = i < n ? c[n - 1 - i].d() : 0.0;
+    if (single)
+      printf("%s%af", i ? ", " : "", static_cast<float>(v));
+    else
+      printf("%s%a", i ? ", " : "", v);
+  }
+  printf("}");
+}
+
 }  // namespace zyn::gen

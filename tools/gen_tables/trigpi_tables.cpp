@@ -47,18 +47,6 @@ Grid cos_grid(double unit, double zmax) {
                   0x1p-100 * zmax, zmax);
 }
 
-void print_poly(const std::vector<M> &c, bool single) {
-  printf("{");
-  for (int i = 0; i <= kTrigpiMaxDeg; ++i) {
-    const int n = static_cast<int>(c.size());
-    const double v = i < n ? c[n - 1 - i].d() : 0.0;  // highest degree first
-    if (single)
-      printf("%s%af", i ? ", " : "", static_cast<float>(v));
-    else
-      printf("%s%a", i ? ", " : "", v);
-  }
-  printf("}");
-}
 }  // namespace
 
 int main() {
@@ -97,9 +85,9 @@ int main() {
     printf(" {\n");
     for (int s = 0; s < 3; ++s) {
       printf("  {");
-      print_poly(sc[u][s], false);
+      print_poly(sc[u][s], false, kTrigpiMaxDeg);
       printf(",\n   ");
-      print_poly(cc[u][s], false);
+      print_poly(cc[u][s], false, kTrigpiMaxDeg);
       printf("},\n");
     }
     printf(" },\n");
@@ -109,9 +97,9 @@ int main() {
     printf(" {\n");
     for (int s = 3; s < 5; ++s) {
       printf("  {");
-      print_poly(sc[u][s], true);
+      print_poly(sc[u][s], true, kTrigpiMaxDeg);
       printf(",\n   ");
-      print_poly(cc[u][s], true);
+      print_poly(cc[u][s], true, kTrigpiMaxDeg);
       printf("},\n");
     }
     printf(" },\n");
