@@ -25,7 +25,7 @@
 //   dAcospi   HA 0.607 ulp at 0x1.01980f4049ddbp-1
 //             LA 1.690 ulp at 0x1.fb3863ad18eb1p-1
 //             EP 27.6 bits at 0x1.f62a5d0579fd1p-1
-//   sAtan     HA 0.508 ulp at 0x1.78ba6ap-4; LA 2.603 ulp at -0x1.5ab3c2p+0; EP 15.4 bits at 0x1.a823fap-2
+//   sAtan     HA 0.508 ulp at 0x1.78ba6ap-4; LA 2.732 ulp at -0x1.bbfc6ep-2; EP 15.4 bits at 0x1.a823fap-2
 //   dAtan     HA 0.762 ulp at 0x1.745d1745c87edp+0
 //             LA 2.489 ulp at 0x1.8a8b69ed0e3c7p+0
 //             EP 51.6 bits at 0x1.8a8b69ed0e3c7p+0
@@ -34,7 +34,7 @@
 //             LA 2.130 ulp at 0x1.bfffff8e04b0dp-2
 //             EP 30.5 bits at 0x1.975f599ec0aap-3
 //   sAtan2    HA 0.509 ulp at 0x1.761e9ep-1, 0x1.d3cab6p+0
-//             LA 2.587 ulp at 0x1.07ea86p-106, 0x1.9943a6p-107
+//             LA 2.562 ulp at -0x1.9a445ep-1, 0x1.e3e658p+0
 //             EP 15.4 bits at 0x1.9a76bp-1, 0x1.ef7d6ep+0
 //   dAtan2    HA 0.722 ulp at -0x1.816c320dcc0acp-999, 0x1.c33a05fc1395ep-998
 //             LA 2.406 ulp at -0x1.236cfb5a32ceep-997, 0x1.c4a606dc6c7fap-998
