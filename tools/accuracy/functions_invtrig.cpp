@@ -26,11 +26,13 @@ std::vector<double> points() {
   return x;
 }
 
-// Next to the overflow and to the smallest normal, the binade edges of the scaling.
+// Next to the overflow and to the smallest normal, the binade edges of the scaling and the ends
+// of the range taken unscaled.
 std::vector<double> hypot_points() {
   std::vector<double> x;
   for (double e : {DBL_MAX, DBL_MAX / M_SQRT2, 0x1p1023, 0x1p1022, DBL_MIN, 0x1p-1074, double(FLT_MAX),
-                   FLT_MAX / M_SQRT2, 0x1p127, 0x1p126, double(FLT_MIN), 0x1p-149, 1.0})
+                   FLT_MAX / M_SQRT2, 0x1p127, 0x1p126, double(FLT_MIN), 0x1p-149, 1.0, 0x1p100, 0x1p-100, 0x1p60,
+                   0x1p-60})
     for (double v : {std::nextafter(e, 0.0), e, std::nextafter(e, INFINITY)})
       if (std::isfinite(v)) x.insert(x.end(), {v, -v});
   return x;
