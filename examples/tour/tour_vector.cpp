@@ -1,6 +1,6 @@
 // The vector functions: the logarithm of a vector at its three accuracy levels, with the error
-// each level leaves, an error callback that replaces the result of ln(0), and the exponential
-// at the ends of its range.
+// each level leaves, an error callback that replaces the result of ln(0), the exponential at
+// the ends of its range, the trigonometric functions of degrees and atan2 in the four quadrants.
 #include <cmath>
 #include <cstdio>
 
@@ -65,4 +65,26 @@ void tour_vector() {
   for (int i = 0; i < m; ++i) printf("  %-10g %-24.17g %-24.17g %-24.17g\n", ex[i], ey[0][i], ey[1][i], ey[2][i]);
   printf("    last status %d (4: underflow)\n", _vexGetErrStatus());
   _vexClearErrStatus();
+
+  // Degrees reduce exactly: the values at 30, 45, 90 and 180 degrees are exact, tand(90) is a
+  // pole (+inf with STATUS_SINGULARITY, here ignored).
+  const int d = 5;
+  const double deg[d] = {0, 30, 45, 90, 180};
+  double sd[d], cd[d], td[d];
+  unsigned mode = _vexSetMode(VEX_ERRMODE_IGNORE);
+  _vexdSind(d, deg, sd);
+  _vexdCosd(d, deg, cd);
+  _vexdTand(d, deg, td);
+  _vexSetMode(mode);
+  printf("  vdSind, vdCosd, vdTand (HA):\n  %-6s %-22s %-22s %-22s\n", "x", "sind", "cosd", "tand");
+  for (int i = 0; i < d; ++i) printf("  %-6g %-22.17g %-22.17g %-22.17g\n", deg[i], sd[i], cd[i], td[i]);
+
+  // atan2(y, x) is the angle of the point (x, y): one point in each quadrant, in radians and in
+  // half-turns (Atan2pi, exact where |y| = |x|).
+  const double qy[4] = {1, 1, -1, -1}, qx[4] = {1, -1, -1, 1};
+  double ang[4], turns[4];
+  _vexdAtan2(4, qy, qx, ang);
+  _vexdAtan2pi(4, qy, qx, turns);
+  printf("  vdAtan2 and vdAtan2pi of the points (x, y) in the four quadrants:\n");
+  for (int i = 0; i < 4; ++i) printf("    (%2g, %2g)  %-22.17g %g\n", qx[i], qy[i], ang[i], turns[i]);
 }

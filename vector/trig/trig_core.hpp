@@ -95,7 +95,7 @@ struct Parts {
   V sh, sl, ch, cl;
 };
 template <const Poly &P>
-inline Parts sincos_parts(V hi, V lo) {
+inline __attribute__((always_inline)) Parts sincos_parts(V hi, V lo) {
   V z = _mm_mul_pd(hi, hi);
   V sp = _mm_mul_pd(_mm_mul_pd(hi, z), horner<P.ns>(z, P.s));
   V cp = _mm_mul_pd(_mm_mul_pd(z, z), horner<P.nc>(z, P.c));
@@ -116,7 +116,7 @@ inline Parts sincos_parts(V hi, V lo) {
 }
 
 template <const Poly &P>
-inline void sincos_reduced(V hi, V lo, V &s, V &c) {
+inline __attribute__((always_inline)) void sincos_reduced(V hi, V lo, V &s, V &c) {
   Parts p = sincos_parts<P>(hi, lo);
   s = _mm_add_pd(p.sh, p.sl);
   c = _mm_add_pd(p.ch, p.cl);
@@ -132,9 +132,10 @@ inline V odd_mask(V n) {
 
 // tan x = sin r / cos r for even n, -cos r / sin r for odd n. kCorrected false: one division of
 // the rounded sums; true: the quotient of the unrounded parts corrected by its exact residual
-// (t + (N - t D) / D with t D from a Dekker product), within 0.1 ulp of the quotient of the sums.
+// (t + (N - t D) q with q = 1/D rounded, t = N q within 1.5 ulp, t D from a Dekker product, one
+// division), within 0.1 ulp of the quotient of the sums.
 template <const Poly &P, bool kCorrected>
-inline V tan_reduced(V hi, V lo, V n) {
+inline __attribute__((always_inline)) V tan_reduced(V hi, V lo, V n) {
   Parts p = sincos_parts<P>(hi, lo);
   V odd = odd_mask(n);
   V nh = _mm_blendv_pd(p.sh, _mm_xor_pd(p.ch, set(-0.0)), odd);
@@ -146,11 +147,12 @@ inline V tan_reduced(V hi, V lo, V n) {
   V Nh, Nl, Dh, Dl;
   dd::fast_two_sum(nh, nl, Nh, Nl);
   dd::fast_two_sum(dh, dl, Dh, Dl);
-  V t = _mm_div_pd(Nh, Dh);
+  V q = _mm_div_pd(set(1.0), Dh);
+  V t = _mm_mul_pd(Nh, q);
   V pp, pe;
   dd::two_prod(t, Dh, pp, pe);
   V rem = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(Nh, pp), pe), Nl), _mm_mul_pd(t, Dl));  // Nh - pp exact
-  return _mm_add_pd(t, _mm_div_pd(rem, Dh));
+  return _mm_add_pd(t, _mm_mul_pd(rem, q));
 }
 
 // sin x and cos x from the reduced argument and n (any integral double below 2^31).
