@@ -1,12 +1,13 @@
 // Generates the tables of ExpInt1 (see vector/expint/expint_data.hpp) as C++ on standard output,
 // from E1(x) = -mpfr_eint(-x) at 256 bits. Each piece is interpolated at Chebyshev nodes,
-// converted to monomials in u, rounded to double, and the rounded polynomial is checked on 64
+// converted to monomials in u, rounded to double, and the rounded polynomial is checked on 65
 // points per piece against its target relative to E1; the program fails, and with it the build,
 // if a degree is too low.
 #include <mpfr.h>
 
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
 #include "tools/gen_tables/cheb_fit.hpp"
 #include "vector/expint/expint_data.hpp"
@@ -52,8 +53,8 @@ bool print_pieces(const char *name, int deg, double target) {
     const double k0 = piece_f(j, M(mid)).d();
     auto f = [&](const M &x) { return piece_f(j, x) - M(k0); };
     auto mono = fit(f, lo, hi, deg);
-    for (int k = 0; k < 64; ++k) {
-      const double x = lo + (hi - lo) * (k + 0.5) / 64;
+    for (int k = 0; k <= 64; ++k) {
+      const double x = k == 64 ? std::nextafter(hi, lo) : lo + (hi - lo) * k / 64;
       M t = (M(x) - M(mid)) / M(half), p(0.0);
       for (int i = deg; i >= 0; --i) p = p * t + M(mono[i].d());
       // the error lands in E1 as it does in f: absolute beside -ln x, relative beside e^-x
@@ -71,6 +72,46 @@ bool print_pieces(const char *name, int deg, double target) {
   }
   return true;
 }
+// The single EP polynomials, float coefficients in plain monomials (highest first): on (0, 1],
+// f = E1(x) + ln x in x; from 1 on, g = x e^x E1(x) in t = 1/x, t in (0, 1]. Checked relative
+// to E1 (to g, whose error is E1's relative error) on 257 points each.
+bool print_ep(const char *name, int deg, bool large, double target) {
+  auto f = [&](const M &v) {  // v = x or t
+    if (!large) return piece_f(0, v);
+    const M x = M(1.0) / v;
+    M e;
+    mpfr_exp(e.v, x.v, MPFR_RNDN);
+    return e1(x) * e * x;
+  };
+  auto t = fit(f, 0.0, 1.0, deg);  // in (v - 1/2) * 2: convert to monomials in v
+  std::vector<M> mono(deg + 1, M(0.0));
+  for (int i = deg; i >= 0; --i) {  // mono = mono * (2v - 1) + t_i
+    std::vector<M> next(deg + 1, M(0.0));
+    for (int k = 0; k <= deg; ++k) {
+      if (k + 1 <= deg) next[k + 1] = next[k + 1] + mono[k] * M(2.0);
+      next[k] = next[k] - mono[k];
+    }
+    next[0] = next[0] + t[i];
+    mono = next;
+  }
+  double worst = 0;
+  for (int k = 1; k <= 256; ++k) {
+    const double v = k / 256.0;
+    M p(0.0);
+    for (int i = deg; i >= 0; --i) p = p * M(v) + M(static_cast<double>(static_cast<float>(mono[i].d())));
+    const M ref = f(M(v));
+    const M scale = large ? ref : e1(M(v));
+    worst = std::fmax(worst, std::fabs(((p - ref) / scale).d()));
+  }
+  printf("const float %s[%d] = {", name, deg + 1);
+  for (int i = deg; i >= 0; --i) printf("%af, ", static_cast<float>(mono[i].d()));
+  printf("};\n// %s: degree %d, worst relative error %.3g (target %.3g)\n\n", name, deg, worst, target);
+  if (worst > target) {
+    fprintf(stderr, "expint_tables: %s degree %d too low: %.3g above %.3g\n", name, deg, worst, target);
+    return false;
+  }
+  return true;
+}
 }  // namespace
 
 int main() {
@@ -78,6 +119,8 @@ int main() {
   printf("#include \"vector/expint/expint_data.hpp\"\n\nnamespace zyn::vk::data {\n\n");
   if (!print_pieces("expint_pieces", d::kExpIntDeg, 0x1p-56)) return 1;
   if (!print_pieces("expint_pieces_lite", d::kExpIntDegLite, 0x1p-32)) return 1;
+  if (!print_ep("expint_ep_small", d::kExpIntEpSmallDeg, false, 0x1p-16)) return 1;
+  if (!print_ep("expint_ep_large", d::kExpIntEpLargeDeg, true, 0x1p-16)) return 1;
   printf("}  // namespace zyn::vk::data\n");
   return 0;
 }

@@ -1,6 +1,6 @@
 // Generates the tables of LGamma and TGamma (see vector/gamma/gamma_data.hpp) as C++ on standard
 // output, from mpfr_lgamma at 256 bits. Each piece is interpolated at Chebyshev nodes,
-// converted to monomials in u, rounded to double, and the rounded polynomial is checked on 64
+// converted to monomials in u, rounded to double, and the rounded polynomial is checked on 65
 // points per piece against its target; the program fails, and with it the build, if a degree
 // is too low.
 #include <mpfr.h>
@@ -47,8 +47,8 @@ double print_pieces(const char *name, int deg, double target) {
     const double k0 = piece_f(j, M(mid)).d();
     auto f = [&](const M &x) { return piece_f(j, x) - M(k0); };
     auto mono = fit(f, lo, hi, deg);
-    for (int k = 0; k < 64; ++k) {
-      const double x = lo + (hi - lo) * (k + 0.5) / 64;
+    for (int k = 0; k <= 64; ++k) {
+      const double x = k == 64 ? std::nextafter(hi, lo) : lo + (hi - lo) * k / 64;
       M t = (M(x) - M(mid)) * M(32.0), p(0.0);
       for (int i = deg; i >= 0; --i) p = p * t + M(mono[i].d());
       const double e = std::fabs((p - f(M(x))).d()) / piece_scale(j, M(x));

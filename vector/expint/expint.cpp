@@ -5,8 +5,8 @@
 //   x < 1:  E1(x) = -ln x + f, ln x as the HA logarithm's parts, -ln x + k0 by an exact sum;
 //   x >= 1: E1(x) = e^-x f on eighth binades, e^-x = scale (1 + q) from the exponential's
 //           table, scale k0 exact (Dekker), so that the result is rounded once.
-// Double HA (and LA) evaluates this with the full tables; double EP and the single rows with the
-// lite tables (below 2^-32) in plain double arithmetic, the single rows rounded once.
+// Double HA (and LA) evaluates this with the full tables; double EP and single HA with the lite
+// tables (below 2^-32) in plain double arithmetic, single HA rounded once; single EP in float.
 // Arguments with results below the smallest normal (x from 700 double, 80 single) take the
 // scalar path, which scales e^-x by 2^600 and back, rounding once more on the denormal grid.
 //
@@ -124,10 +124,32 @@ struct ExpInt1F {
   }
 };
 
+// Single EP in float on four lanes, without a table: -ln x + P(x) below 1 and e^-x t G(t),
+// t = 1/x, from 1 on (expint_data.hpp), with the LA logarithm (within 4 ulp) and the EP
+// exponential (2^-16.4) of the single rows: below 2^-15 relative.
+struct ExpInt1SEp : ExpInt1F<false, false> {
+  static __m128 horner_s(__m128 v, const float *c, int deg) {
+    __m128 p = _mm_set1_ps(c[0]);
+    for (int i = 1; i <= deg; ++i) p = _mm_add_ps(_mm_mul_ps(p, v), _mm_set1_ps(c[i]));
+    return p;
+  }
+  static __m128 eval_s(__m128 x) {
+    const __m128 one = _mm_set1_ps(1.0f), small = _mm_cmplt_ps(x, one);
+    const __m128 ys = _mm_sub_ps(horner_s(x, data::expint_ep_small, data::kExpIntEpSmallDeg), ln_single<kSLnLa>(x));
+    const __m128 t = _mm_div_ps(one, x);
+    const __m128 g = _mm_mul_ps(t, horner_s(t, data::expint_ep_large, data::kExpIntEpLargeDeg));
+    const __m128 yb = _mm_mul_ps(exp_float<false, false>(_mm_sub_ps(_mm_setzero_ps(), x)), g);
+    return _mm_blendv_ps(yb, ys, small);
+  }
+  static int bad_s(__m128 x) {
+    return _mm_movemask_ps(_mm_and_ps(_mm_cmpge_ps(x, _mm_set1_ps(FLT_MIN)), _mm_cmplt_ps(x, _mm_set1_ps(80.0f)))) ^ 15;
+  }
+};
+
 using DHa = UnaryK<double, ExpInt1F<true, true>>;
 using DEp = UnaryK<double, ExpInt1F<true, false>>;
 using SHa = UnaryK<float, ExpInt1F<false, false>>;
-using SEp = UnaryK<float, ExpInt1F<false, false>>;
+using SEp = UnaryK<float, ExpInt1SEp>;
 }  // namespace
 
 ZYN_UNARY_KERNELS(dExpInt1, HA, DHa)

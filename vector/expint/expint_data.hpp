@@ -19,4 +19,10 @@ inline constexpr int kExpIntDeg = 11, kExpIntDegLite = 6;
 extern const PieceT<kExpIntDeg> expint_pieces[kExpIntPieces];
 extern const PieceT<kExpIntDegLite> expint_pieces_lite[kExpIntPieces];
 
+// Single EP, in float without a table: E1(x) = -ln x + P(x) on (0, 1], e^-x t G(t) with t = 1/x
+// from 1 on; P and G below 2^-16 relative to E1.
+inline constexpr int kExpIntEpSmallDeg = 4, kExpIntEpLargeDeg = 9;
+extern const float expint_ep_small[kExpIntEpSmallDeg + 1];  // highest degree first
+extern const float expint_ep_large[kExpIntEpLargeDeg + 1];
+
 }  // namespace zyn::vk::data

@@ -33,11 +33,11 @@
 #include "frame/kernels.hpp"
 #include "vector/explog/exp_core.hpp"
 #include "vector/explog/ln_core.hpp"
+#include "vector/errfun/lanes.hpp"
 #include "vector/gamma/gamma_data.hpp"
 #include "vector/powx/powx_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/trig/dd.hpp"
-#include "vector/trig/trig_core.hpp"
 
 namespace zyn::vk::gamma {
 namespace {
@@ -47,7 +47,7 @@ using powx::DD;
 
 constexpr double kEulerGamma = 0x1.2788cfc6fb619p-1;
 constexpr double kPiHi = 0x1.921fb54442d18p+1, kPiLo = 0x1.1a62633145c07p-53;
-constexpr double kLnPiHi = 0x1.250d048e7a1bdp+0, kLnPiLo = 0x1.7a6bcab9a1a0fp-55;
+constexpr double kLnPiHi = 0x1.250d048e7a1bdp+0, kLnPiLo = 0x1.7abf2ad8d5088p-57;
 
 // The vector domains: lgamma finite and the Stirling products in range; Gamma finite.
 constexpr double kLgammaMaxD = 0x1p1000, kLgammaMaxS = 0x1p100;
@@ -109,10 +109,7 @@ inline void lgamma_stirling(V x, V &hi, V &lo) {
   // z Q(t), t = 128 z^2 - 1; beyond 2^60 S(x) is below 2^-63 and z stays normal
   const V z = _mm_div_pd(set(1.0), _mm_min_pd(x, set(0x1p60)));
   const V t = _mm_sub_pd(_mm_mul_pd(_mm_mul_pd(z, z), set(128.0)), set(1.0));
-  const double *q = Tb::stirling();
-  V p = set(q[0]);
-  for (int i = 1; i <= Tb::kSDeg; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(q[i]));
-  const V zq = _mm_mul_pd(z, p);
+  const V zq = _mm_mul_pd(z, errfun::estrin<Tb::kSDeg>(t, Tb::stirling()));
   const V k = ln_biased_exponent(x);
   if constexpr (kFull) {
     const LnReduced r = ln_reduce<true, true>(x);
@@ -134,10 +131,16 @@ inline void lgamma_stirling(V x, V &hi, V &lo) {
       ph = _mm_mul_pd(xh, a);
       pl = _mm_sub_pd(_mm_mul_pd(_mm_sub_pd(x, xh), a), _mm_mul_pd(a, set(0.5)));
     }
-    V s, e;
-    dd::fast_two_sum(ph, set(data::lgamma_stirling_c[0]), s, e);
-    const V rest = _mm_add_pd(_mm_add_pd(e, pl), _mm_add_pd(_mm_mul_pd(h, b), _mm_add_pd(set(data::lgamma_stirling_c[1]), zq)));
-    dd::fast_two_sum(s, rest, hi, lo);
+    const V small = _mm_add_pd(_mm_mul_pd(h, b), _mm_add_pd(set(data::lgamma_stirling_c[1]), zq));
+    if constexpr (kExactProduct) {
+      V s, e;
+      dd::fast_two_sum(ph, set(data::lgamma_stirling_c[0]), s, e);
+      dd::fast_two_sum(s, _mm_add_pd(_mm_add_pd(e, pl), small), hi, lo);
+    } else {
+      // everything but ph, below 3/32 of the result and 0.42, rounded once: 0.14 ulp
+      hi = _mm_add_pd(ph, _mm_add_pd(set(data::lgamma_stirling_c[0]), _mm_add_pd(pl, small)));
+      lo = _mm_setzero_pd();
+    }
   } else {
     V lh, ll;
     ln_parts_ep<3>(x, k, lh, ll);
@@ -206,18 +209,46 @@ DD lgamma_positive(double x) {
   return powx::fast_two_sum(_mm_cvtsd_f64(hi), _mm_cvtsd_f64(lo));
 }
 
-// ln |Gamma x| for x < 0 not an integer, |x| >= 2^-60; *negative: Gamma x < 0.
-DD lgamma_reflected(double x, bool *negative) {
-  const double n = std::nearbyint(x), r = x - n, a = std::fabs(r);  // exact, a <= 1/2
-  // Gamma x has the sign of sin(pi x) = (-1)^n sin(pi r)
-  *negative = (r < 0) != (std::fmod(n, 2.0) != 0);
-  // |sin(pi r)|: the sine of pi a up to 1/4, the cosine of pi (1/2 - a) beyond
-  const double t = a <= 0.25 ? a : 0.5 - a;
+// 1/n!, each rounded a few times: the terms they weigh are below 2^-13 of the results.
+constexpr double inv_factorial(int n) {
+  double r = 1;
+  for (int i = 2; i <= n; ++i) r /= i;
+  return r;
+}
+
+// sin(pi a) for 0 < a <= 1/2 in double-double, relative error below 2^-60: with z = pi t, t = a
+// up to 1/4 and 1/2 - a beyond (exact), |z| <= pi/4,
+//   sin z = z - z^3/6 + z^5 S(z^2),  cos z = 1 - z^2/2 + z^4 C(z^2),
+// the leading terms in double-double, S and C (Taylor to z^21 and z^20, below 2^-70) in double.
+DD sinpi(double a) {
+  const bool cosine = a > 0.25;
+  const double t = cosine ? 0.5 - a : a;
   DD z = powx::two_prod(t, kPiHi);
   z.l += t * kPiLo;
-  const trig::Parts p = trig::sincos_parts<trig::kDHa>(set(z.h), set(z.l));
-  const DD s = a <= 0.25 ? powx::fast_two_sum(_mm_cvtsd_f64(p.sh), _mm_cvtsd_f64(p.sl))
-                         : powx::fast_two_sum(_mm_cvtsd_f64(p.ch), _mm_cvtsd_f64(p.cl));
+  DD z2 = powx::two_prod(z.h, z.h);
+  z2.l += 2 * z.h * z.l;
+  double poly = 0;
+  if (cosine) {
+    for (int k = 10; k >= 2; --k) poly = poly * z2.h + ((k & 1) ? -1 : 1) * inv_factorial(2 * k);
+    const DD c = powx::two_sum_dd(1.0, -0.5 * z2.h);
+    return powx::fast_two_sum(c.h, c.l - 0.5 * z2.l + z2.h * z2.h * poly);
+  }
+  for (int k = 10; k >= 2; --k) poly = poly * z2.h + ((k & 1) ? -1 : 1) * inv_factorial(2 * k + 1);
+  DD z3 = powx::two_prod(z2.h, z.h);
+  z3.l += z2.h * z.l + z2.l * z.h;
+  constexpr double kSixthHi = 0x1.5555555555555p-3, kSixthLo = 0x1.5555555555555p-57;
+  DD sixth = powx::two_prod(z3.h, kSixthHi);
+  sixth.l += z3.l * kSixthHi + z3.h * kSixthLo;
+  const DD s = powx::fast_two_sum(z.h, -sixth.h);
+  return powx::fast_two_sum(s.h, s.l + (z.l - sixth.l + z3.h * z2.h * poly));
+}
+
+// ln |Gamma x| for x < 0 not an integer, |x| >= 2^-60; *negative: Gamma x < 0.
+DD lgamma_reflected(double x, bool *negative) {
+  const double n = std::nearbyint(x), r = x - n;  // exact, |r| <= 1/2
+  // Gamma x has the sign of sin(pi x) = (-1)^n sin(pi r)
+  *negative = (r < 0) != (std::fmod(n, 2.0) != 0);
+  const DD s = sinpi(std::fabs(r));
   DD ls = powx::ln_dd(s.h);
   ls.l += s.l / s.h;
   DD sum = add({kLnPiHi, kLnPiLo}, neg(powx::ln_dd(-x)));

@@ -17,15 +17,24 @@ struct PieceT {
 
 namespace zyn::vk {
 
-// k0 and K(u) of two lanes from pieces j0 and j1 of `table` (Horner).
+// k0 and K(u) of two lanes from pieces j0 and j1 of `table`, K by Estrin's scheme (depth
+// log2 D): K is small beside k0, so its rounding, a little above Horner's, weighs little.
 template <int D>
 inline void piece_eval(const data::PieceT<D> *table, int j0, int j1, __m128d x, __m128d &k0, __m128d &k) {
   const data::PieceT<D> &p0 = table[j0], &p1 = table[j1];
   const __m128d u = _mm_mul_pd(_mm_sub_pd(x, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
-  __m128d acc = _mm_setr_pd(p0.c[0], p1.c[0]);
-  for (int i = 1; i <= D; ++i) acc = _mm_add_pd(_mm_mul_pd(acc, u), _mm_setr_pd(p0.c[i], p1.c[i]));
+  __m128d a[D / 2 + 1];  // pairs c[D - i] + c[D - i - 1] u, then combined by powers u^2, u^4, ...
+  for (int i = 0; i <= D; i += 2) {
+    const __m128d lo = _mm_setr_pd(p0.c[D - i], p1.c[D - i]);
+    a[i / 2] = i + 1 > D ? lo : _mm_add_pd(lo, _mm_mul_pd(_mm_setr_pd(p0.c[D - i - 1], p1.c[D - i - 1]), u));
+  }
+  __m128d p = _mm_mul_pd(u, u);
+  for (int m = D / 2 + 1; m > 1; m = (m + 1) / 2) {
+    for (int j = 0; 2 * j < m; ++j) a[j] = 2 * j + 1 < m ? _mm_add_pd(a[2 * j], _mm_mul_pd(a[2 * j + 1], p)) : a[2 * j];
+    p = _mm_mul_pd(p, p);
+  }
   k0 = _mm_setr_pd(p0.k0, p1.k0);
-  k = acc;
+  k = a[0];
 }
 
 }  // namespace zyn::vk
