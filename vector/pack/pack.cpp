@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <immintrin.h>
 
 #include "frame/kernels.hpp"
 
@@ -22,9 +23,21 @@ namespace {
 
 using Byte = unsigned char;
 
+// An element moved as a float, a double or an SSE register, through pointers that allow any
+// alignment (a c vector's elements are 4-byte aligned): plain loads and stores, never
+// arithmetic, so no flag is raised and a signalling NaN stays. (A copy through a general
+// register instead, as memcpy compiles to, runs at half the speed on this processor family.)
+typedef float FloatAny __attribute__((aligned(1), may_alias));
+typedef double DoubleAny __attribute__((aligned(1), may_alias));
 template <size_t E>
 inline void copy(Byte *dst, const Byte *src) {
-  memcpy(dst, src, E);
+  if constexpr (E == 4) {
+    *reinterpret_cast<FloatAny *>(dst) = *reinterpret_cast<const FloatAny *>(src);
+  } else if constexpr (E == 8) {
+    *reinterpret_cast<DoubleAny *>(dst) = *reinterpret_cast<const DoubleAny *>(src);
+  } else {
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm_loadu_si128(reinterpret_cast<const __m128i *>(src)));
+  }
 }
 // Element i of a selector of 32- or 64-bit integers (the caller's array need not be aligned).
 template <class N>
