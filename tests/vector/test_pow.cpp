@@ -30,13 +30,7 @@ std::vector<Special> pow_table() {
   for (T x : xs)
     for (T b : bs) {
       const T r = std::pow(x, b);
-      const bool finite = std::isfinite(x) && std::isfinite(b);
-      const int st = !finite                             ? 0
-                     : x == 0 && b < 0                   ? STATUS_SINGULARITY
-                     : x < 0 && std::trunc(b) != b       ? STATUS_DOMAIN
-                     : std::isinf(r)                     ? STATUS_OVERFLOW
-                     : std::fabs(r) < L::min() && x != 0 ? STATUS_UNDERFLOW
-                                                         : 0;
+      const int st = pow_status(x, b, r);
       if (!std::isnormal(r)) {
         c.push_back({row, x, b, r, st});
       } else {  // integer results exact at LA and HA

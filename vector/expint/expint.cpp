@@ -11,7 +11,7 @@
 // scalar path, which scales e^-x by 2^600 and back, rounding once more on the denormal grid.
 //
 // Statuses: x < 0 (-inf too) NaN with STATUS_DOMAIN; +-0 +inf with STATUS_SINGULARITY; +inf
-// gives +0; results below the smallest normal (x above about 701.6 double, 83.0 single) the
+// gives +0; results below the smallest normal (x above about 701.8 double, 82.9 single) the
 // denormal or +0 with STATUS_UNDERFLOW.
 #include <cfloat>
 #include <cmath>

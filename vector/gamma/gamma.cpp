@@ -81,9 +81,13 @@ inline void lgamma_pieces(V x, V &hi, V &lo) {
   const V a = _mm_blendv_pd(_mm_blendv_pd(set(1.0), _mm_sub_pd(x, set(2.0)), z2), _mm_sub_pd(x, set(1.0)), z1);
   const V g = _mm_cmplt_pd(x, set(0.5));
   if constexpr (kFull) {
-    V ph, pl;
-    dd::two_prod(a, k0, ph, pl);
-    dd::fast_two_sum(ph, _mm_add_pd(pl, _mm_mul_pd(a, k)), hi, lo);
+    if (_mm_movemask_pd(_mm_or_pd(z1, z2)) != 0) {  // a k0 exact next to the zeros
+      V ph, pl;
+      dd::two_prod(a, k0, ph, pl);
+      dd::fast_two_sum(ph, _mm_add_pd(pl, _mm_mul_pd(a, k)), hi, lo);
+    } else {
+      dd::fast_two_sum(k0, k, hi, lo);
+    }
     if (_mm_movemask_pd(g) != 0) {  // -ln x below 1/2
       V lh, ll, s, e;
       ln_parts<true, true>(x, ln_biased_exponent(x), lh, ll);
