@@ -8,8 +8,9 @@
 //     logarithm's parts.
 //   x >= 8: Stirling's series (x - 1/2)(ln x - 1) + c + S(x) with ln x = y + b, y exact on a
 //     2^-37 grid (so y - 1 is exact and has at most 47 bits) and |b| < 2^-8. LGamma multiplies
-//     y - 1 by the top 6 bits of x - 1/2 exactly and the rest rounded (2^-58 of the result);
-//     TGamma and the scalar paths take the product exactly (Dekker).
+//     y - 1 by the top 6 bits of x exactly and rounds the rest of the sum once (2^-56.4 of the
+//     result); TGamma and the scalar paths take x (y - 1) exactly (Dekker) and keep the sum in
+//     double-double.
 // LGamma rounds hi + lo; TGamma takes e^(hi + lo) through the exponential's table scaled by
 // 2^-1 and doubles it (so that results up to the largest double are formed without overflow),
 // and gives (n - 1)! exactly for integers n up to 23. The single rows evaluate the same
@@ -17,12 +18,12 @@
 //
 // Negative arguments take the scalar path in double-double: with x = n + r, |r| <= 1/2 exact,
 //   ln |Gamma x| = ln pi - ln |x| - ln |sin(pi r)| - lgamma(-x),
-// sin(pi r) from the sine (|r| <= 1/4) or the cosine of the reduced argument, pi r formed
-// exactly; TGamma is e to that (rounded once, also on the denormal grid) with the sign of
-// sin(pi x). Arguments with |x| < 2^-60 take 1/x - gamma and -ln |x| - gamma x.
+// sin(pi r) in double-double from the Taylor series of the sine (|r| <= 1/4) or of the cosine of
+// pi (1/2 - |r|) (below 2^-60); TGamma is e to that (rounded once, also on the denormal grid)
+// with the sign of sin(pi x). Arguments with |x| < 2^-60 take 1/x - gamma and -ln |x| - gamma x.
 //
 // Statuses: LGamma 0 and negative integers +inf with STATUS_SINGULARITY, overflow (x above
-// about 2.5e305 double, 4.1e36 single) +inf with STATUS_OVERFLOW; TGamma +-0 +-inf with
+// about 2.55e305 double, 4.09e36 single) +inf with STATUS_OVERFLOW; TGamma +-0 +-inf with
 // STATUS_SINGULARITY, negative integers and -inf NaN with STATUS_DOMAIN, overflow (x above
 // 171.62 double, 35.04 single, and tiny x whose 1/x overflows) the signed infinity with
 // STATUS_OVERFLOW, negative x whose result is below the smallest normal the denormal or zero
