@@ -52,7 +52,7 @@ const Row kRows[] = {
     {"CopyStream", true, 7, [](Fixture &f) { return __rnxCopyStream(&f.out, f.s); }},
     {"CopyStreamState", false, 6, [](Fixture &f) { return __rnxCopyStreamState(f.out, f.s); },
      [](Fixture &f) { return (f.out = make(RNX_BRNG_MCG31, 1)) != nullptr; }},
-    {"SkipAheadStreamEx", false, 1, [](Fixture &f) { return __rnxSkipAheadStreamEx(f.out, 11, kLongCount); },
+    {"SkipAheadStreamEx", false, 2, [](Fixture &f) { return __rnxSkipAheadStreamEx(f.out, 11, kLongCount); },
      [](Fixture &f) { return (f.out = make(RNX_BRNG_MRG32K3A)) != nullptr; }},
 #ifdef ZYN_DIST_GAUSSIAN
     // The carry chunks: refused before the stream is touched.
@@ -74,6 +74,10 @@ TEST(NoMemory, EveryPointOfFailureOfEveryEntry) {
       Fixture f{make(RNX_BRNG_MCG31, 3), nullptr, row.makes ? &g_untouched : nullptr, allocate(8, 128)};
       ASSERT_EQ(__rnxCopyStream(&f.ref, f.s), 0);
       if (row.prepare) row.prepare(f);
+      StreamState *out_ref = nullptr;  // a stream the entry changes must come back unchanged
+      if (!row.makes && f.out != nullptr) {
+        ASSERT_EQ(__rnxCopyStream(&out_ref, f.out), 0);
+      }
       const unsigned mode = _vexGetMode();
       fail_after(point);
       EXPECT_EQ(row.call(f), RNX_STATUS_NO_MEMORY) << row.name << " at " << point;
@@ -85,7 +89,13 @@ TEST(NoMemory, EveryPointOfFailureOfEveryEntry) {
       __rnxiBRngMCG31M1(f.ref, 4, b);
       EXPECT_TRUE(__rnxGetNumChunks(f.s) == 3 && std::memcmp(a, b, sizeof a) == 0) << row.name;
       EXPECT_TRUE(_vexGetMode() == mode && _vexGetErrorCallBack() == nullptr) << row.name;
-      for (StreamState *s : {f.s, f.ref, f.out})
+      if (out_ref != nullptr) {
+        BrngEntry e;
+        ASSERT_EQ(__rnxGetBrngProperties(f.out->brngId, &e), 0);
+        EXPECT_EQ(std::memcmp(reinterpret_cast<char *>(f.out) + 16, reinterpret_cast<char *>(out_ref) + 16,
+                              e.stateSize - 16), 0) << row.name << " at " << point;
+      }
+      for (StreamState *s : {f.s, f.ref, f.out, out_ref})
         if (s != nullptr) __rnxDeleteStream(&s);
       deallocate(f.block);
     }
