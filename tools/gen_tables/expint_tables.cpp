@@ -33,8 +33,8 @@ M piece_f(int j, const M &x) {
 }
 void bounds(int j, double &lo, double &hi) {
   if (j < d::kExpIntLogPieces) {
-    lo = j / 8.0;
-    hi = (j + 1) / 8.0;
+    lo = j / double(d::kExpIntLogPieces);
+    hi = (j + 1) / double(d::kExpIntLogPieces);
   } else {
     const int e = (j - d::kExpIntLogPieces) / 8, m = (j - d::kExpIntLogPieces) % 8;
     lo = std::ldexp(1.0 + m / 8.0, e);

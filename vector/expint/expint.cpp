@@ -2,7 +2,8 @@
 // LA and HA and one for EP.
 //
 // From the pieces of expint_data.hpp, f = k0 + K(u):
-//   x < 1:  E1(x) = -ln x + f, ln x as the HA logarithm's parts, -ln x + k0 by an exact sum;
+//   x < 1:  E1(x) = -ln x + f on sixteenths, ln x as the HA logarithm's parts, -ln x + k0 + K
+//           by exact sums;
 //   x >= 1: E1(x) = e^-x f on eighth binades, e^-x = scale (1 + q) from the exponential's
 //           table, scale k0 exact (Dekker), so that the result is rounded once.
 // Double HA (and LA) evaluates this with the full tables; double EP and single HA with the lite
@@ -45,9 +46,10 @@ inline V e1(V x) {
   x = _mm_min_pd(_mm_max_pd(x, set(DBL_MIN)), set(1000.0));  // indices in range, NaN too
   const V small = _mm_cmplt_pd(x, set(1.0));
   const int m = _mm_movemask_pd(small);
-  // piece: j = floor(8x) below 1, else 8 + 8 e + (top three fraction bits)
-  const __m128i js = _mm_cvttpd_epi32(_mm_mul_pd(x, set(8.0)));
-  const __m128i jb = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(x), 49), _mm_set1_epi64x((0x3ff << 3) - 8));
+  // piece: j = floor(16x) below 1, else 16 + 8 e + (top three fraction bits)
+  constexpr int kLog = data::kExpIntLogPieces;
+  const __m128i js = _mm_cvttpd_epi32(_mm_mul_pd(x, set(kLog)));
+  const __m128i jb = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(x), 49), _mm_set1_epi64x((0x3ff << 3) - kLog));
   const int j0 = m & 1 ? _mm_cvtsi128_si32(js) : _mm_cvtsi128_si32(jb);
   const int j1 = m & 2 ? _mm_extract_epi32(js, 1) : _mm_extract_epi32(jb, 2);
   V k0, k;
@@ -58,9 +60,11 @@ inline V e1(V x) {
     V lh, ll;
     if constexpr (kFull) {
       ln_parts<true, true>(x, kx, lh, ll);
-      V s, e;
+      // k0 - lh + k by exact sums, the small parts added and the result rounded once
+      V s, e, s2, e2;
       dd::two_sum(k0, _mm_sub_pd(_mm_setzero_pd(), lh), s, e);
-      ys = _mm_add_pd(s, _mm_sub_pd(_mm_add_pd(e, k), ll));
+      dd::two_sum(s, k, s2, e2);
+      ys = _mm_add_pd(s2, _mm_sub_pd(_mm_add_pd(e, e2), ll));
     } else {
       ln_parts_ep<3>(x, kx, lh, ll);
       ys = _mm_sub_pd(_mm_add_pd(k0, k), _mm_add_pd(lh, ll));
