@@ -139,10 +139,14 @@ struct ExpInt1SEp : ExpInt1F<false, false> {
   }
   static __m128 eval_s(__m128 x) {
     const __m128 one = _mm_set1_ps(1.0f), small = _mm_cmplt_ps(x, one);
-    const __m128 ys = _mm_sub_ps(horner_s(x, data::expint_ep_small, data::kExpIntEpSmallDeg), ln_single<kSLnLa>(x));
-    const __m128 t = _mm_div_ps(one, x);
-    const __m128 g = _mm_mul_ps(t, horner_s(t, data::expint_ep_large, data::kExpIntEpLargeDeg));
-    const __m128 yb = _mm_mul_ps(exp_float<false, false>(_mm_sub_ps(_mm_setzero_ps(), x)), g);
+    const int m = _mm_movemask_ps(small);  // each side only when a lane needs it
+    __m128 ys = one, yb = one;
+    if (m != 0) ys = _mm_sub_ps(horner_s(x, data::expint_ep_small, data::kExpIntEpSmallDeg), ln_single<kSLnLa>(x));
+    if (m != 15) {
+      const __m128 t = _mm_div_ps(one, x);
+      const __m128 g = _mm_mul_ps(t, horner_s(t, data::expint_ep_large, data::kExpIntEpLargeDeg));
+      yb = _mm_mul_ps(exp_float<false, false>(_mm_sub_ps(_mm_setzero_ps(), x)), g);
+    }
     return _mm_blendv_ps(yb, ys, small);
   }
   static int bad_s(__m128 x) {
