@@ -8,8 +8,9 @@
 //           table, scale k0 exact (Dekker), so that the result is rounded once.
 // Double HA (and LA) evaluates this with the full tables; double EP and single HA with the lite
 // tables (below 2^-32) in plain double arithmetic, single HA rounded once; single EP in float.
-// Arguments with results below the smallest normal (x from 700 double, 80 single) take the
-// scalar path, which scales e^-x by 2^600 and back, rounding once more on the denormal grid.
+// Arguments from 650 (double; 80 single) take the scalar path, which scales e^-x by 2^600 and
+// back, so that the low parts stay normal; results below the smallest normal round once more on
+// the denormal grid.
 //
 // Statuses: x < 0 (-inf too) NaN with STATUS_DOMAIN; +-0 +inf with STATUS_SINGULARITY; +inf
 // gives +0; results below the smallest normal (x above about 701.8 double, 82.9 single) the
@@ -93,7 +94,9 @@ inline V e1(V x) {
 template <bool kDouble, bool kFull>
 struct ExpInt1F {
   static constexpr const char *kName = kDouble ? "vdExpInt1" : "vsExpInt1";
-  static constexpr double kMin = kDouble ? DBL_MIN : FLT_MIN, kMax = kDouble ? 700.0 : 80.0;
+  // double: from 650 on, the parts of e^-x f below the result's last bit would fall below
+  // 2^-1022 and lose bits (1.0 ulp next to 700); the scalar path scales them up
+  static constexpr double kMin = kDouble ? DBL_MIN : FLT_MIN, kMax = kDouble ? 650.0 : 80.0;
   static V eval_d(V x) { return e1<kFull, 0>(x); }
   static int bad_d(V x) {
     return _mm_movemask_pd(_mm_and_pd(_mm_cmpge_pd(x, set(kMin)), _mm_cmplt_pd(x, set(kMax)))) ^ 3;
