@@ -6,12 +6,12 @@
 // faster), from process CPU time.
 #include <benchmark/benchmark.h>
 
-#include <ctime>
 #include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
 
+#include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
 extern "C" {
@@ -26,61 +26,20 @@ constexpr int64_t kMomentsN = 16000000;
 constexpr int64_t kCovN = 1000000, kCovP = 16;
 
 const std::vector<double> &moments_data() {
-  static const std::vector<double> x = [] {
-    std::vector<double> v(kMomentsN);
-    std::mt19937_64 g(1);
-    std::normal_distribution<double> d(1000.0, 3.0);
-    for (auto &e : v) e = d(g);
-    return v;
-  }();
+  static const auto x = draws(kMomentsN, 1, std::normal_distribution<double>(1000.0, 3.0));
   return x;
 }
 const std::vector<double> &cov_data() {
-  static const std::vector<double> x = [] {
-    std::vector<double> v(kCovN * kCovP);
-    std::mt19937_64 g(2);
-    std::normal_distribution<double> d(50.0, 2.0);
-    for (auto &e : v) e = d(g);
-    return v;
-  }();
+  static const auto x = draws(kCovN * kCovP, 2, std::normal_distribution<double>(50.0, 2.0));
   return x;
-}
-
-// The core library's pool, with the thread count fixed by the benchmark.
-int g_threads = 1;
-int fixed_limit() { return g_threads; }
-const ZynThreader *threader(int threads) {
-  static ZynThreader t = zyn_serv_ss_threader;
-  t.limit = fixed_limit;
-  g_threads = threads;
-  return &t;
 }
 
 double g_sumsq_seconds = 0, g_twopass_seconds = 0, g_dsyrk_seconds = 0;
 
 
-// Process CPU time per iteration: the machine is shared, so wall-clock ratios would measure the
-// neighbours. With one thread this is the cost of the call; with two, the total work of both.
-struct Timer {
-  static double now() {
-    timespec ts;
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
-    return ts.tv_sec + 1e-9 * ts.tv_nsec;
-  }
-  double start = now(), total = 0;
-  int64_t count = 0;
-  void lap() {
-    const double t = now();
-    total += t - start;
-    ++count;
-    start = t;
-  }
-  double mean() const { return count ? total / count : 0; }
-};
-
 void BM_Anchor_SumSumSq(benchmark::State &state) {
   const auto &x = moments_data();
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     double s = 0, s2 = 0;
     for (double v : x) {
@@ -109,7 +68,7 @@ void BM_Moments(benchmark::State &state) {
   _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
   const uint64_t est = SsEstimateMean | SsEstimateC2m | SsEstimateSkewness | SsEstimateKurtosis;
   const ZynThreader *th = threader(threads);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     accw[0] = accw[1] = 0;
     if (_rnxdSSBasic(task, est, method, th) != 0) state.SkipWithError("status");
@@ -125,7 +84,7 @@ void BM_Anchor_CovTwoPass(benchmark::State &state) {
   const auto &x = cov_data();
   const int64_t p = kCovP;
   std::vector<double> m(p), c(p * p);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     std::fill(m.begin(), m.end(), 0);
     std::fill(c.begin(), c.end(), 0);
@@ -155,7 +114,7 @@ void BM_Anchor_DsyrkCentred(benchmark::State &state) {
   for (int64_t j = 0; j < n; ++j)
     for (int i = 0; i < p; ++i) centred[j * p + i] -= m[i];
   const double one = 1, zero = 0;
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     dsyrk_("U", "N", &p, &n, &one, centred.data(), &p, &zero, c.data(), &p, 1, 1);
     benchmark::DoNotOptimize(c.data());
@@ -177,7 +136,7 @@ void BM_Cov(benchmark::State &state) {
   __rnxdSSEditCovCor(task, mean.data(), cov.data(), &full, nullptr, nullptr);
   _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
   const ZynThreader *th = threader(threads);
-  Timer t;
+  CpuTimer t;
   for (auto _ : state) {
     accw[0] = accw[1] = 0;
     if (_rnxdSSBasic(task, SsEstimateCov, method, th) != 0) state.SkipWithError("status");

@@ -42,9 +42,9 @@ void levels(const std::string &g, K la, K ha, K ep, In in, bool u35) {
   add_unary<T>(g, "HA", ha, in);
   add_unary<T>(g, "LA", la, in);
   cmp.push_back({g, "HA", {"glibc", "sleef_u10"}});
-  std::vector<std::string> la_anchors = {"libmvec"};
-  if (u35) la_anchors.push_back("sleef_u35");
-  cmp.push_back({g, "LA", la_anchors});
+  std::vector<std::string> anchors = {"libmvec"};
+  if (u35) anchors.push_back("sleef_u35");
+  cmp.push_back({g, "LA", anchors});
   if (ep == la) return;
   add_unary<T>(g, "EP", ep, in);
   cmp.push_back({g, "EP", {"LA"}});

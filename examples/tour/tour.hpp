@@ -2,5 +2,6 @@
 #pragma once
 void tour_vector();
 void tour_random();
+void tour_discrete();
 void tour_stats();
 void tour_fitting();

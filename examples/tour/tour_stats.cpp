@@ -1,5 +1,7 @@
 // Summary statistics: moments and the correlation matrix of a small data set, accumulated over
-// two calls, on the core library's worker pool.
+// two calls, on the core library's worker pool; then its quartiles, extremes, weighted median
+// and stream quartiles.
+#include <cmath>
 #include <cstdio>
 
 #include "tour.hpp"
@@ -15,6 +17,49 @@ const double kWeather[kDays][kVars] = {
     {12.4, 1021.0, 80}, {16.3, 1012.8, 64}, {18.9, 1008.1, 55}, {19.4, 1007.5, 52},
     {17.7, 1009.9, 58}, {15.0, 1015.2, 69}, {13.1, 1019.6, 77}, {16.8, 1011.7, 61}};
 const char *kNames[kVars] = {"temperature", "pressure", "humidity"};
+// Hours of observation behind each day's values: the weights of the weighted median.
+const double kHours[kDays] = {24, 24, 12, 24, 6, 24, 24, 18, 24, 24, 12, 24};
+
+// Exact quartiles, minimum and maximum, the weighted median, and quartiles of a stream fed in
+// three portions of four days (within 10% in rank).
+void order_statistics() {
+  int64_t p = kVars, n = kDays, storage = SsStorageByObservation, count = 3, one = 1;
+  const double quartiles[3] = {0.25, 0.5, 0.75}, eps = 0.1;
+  double q[kVars * 3], lo[kVars], hi[kVars], median[kVars], stream[kVars * 3];
+  for (int64_t i = 0; i < kVars; ++i) lo[i] = HUGE_VAL, hi[i] = -HUGE_VAL;
+  SsTask *task = nullptr;
+  int status = _rnxdSSNewTask(&task, &p, &n, &storage, &kWeather[0][0], kHours, nullptr, 1);
+  if (status == 0) status = __rnxdSSEditQuantiles(task, &count, quartiles, q, nullptr, nullptr);
+  if (status == 0) status = _rnxdSSEditTask(task, SsEditMinimum, lo);
+  if (status == 0) status = _rnxdSSEditTask(task, SsEditMaximum, hi);
+  if (status == 0)
+    status = _rnxdSSQuantiles(task, SsEstimateQuantiles, SsMethodFast, &zyn_serv_ss_threader);
+  if (status == 0)
+    status = _rnxdSSMinmax(task, SsEstimateMinimum | SsEstimateMaximum, SsMethodFast, nullptr);
+  // The weighted median writes to `quantiles`: point it at its own array.
+  if (status == 0) status = _rnxdSSEditTask(task, SsEditQuantiles, median);
+  if (status == 0) status = _rnxdSSWMedian(task, 0, SsMethodFast, &zyn_serv_ss_threader);
+  if (status == 0)
+    status = __rnxdSSEditStreamQuantiles(task, &count, quartiles, stream, &one, &eps);
+  for (int64_t k = 0; k < 3 && status == 0; ++k) {
+    n = kDays / 3;  // the task reads n through its pointer
+    status = _rnxdSSEditTask(task, SsEditData, &kWeather[k * n][0]);
+    if (status == 0)
+      status = _rnxdSSStreamQuantiles(task, 0, k < 2 ? SsMethodStreamFeed : SsMethodStream, nullptr);
+  }
+  _rnxSSDeleteTask(&task);
+  if (status != 0) {
+    printf("  order statistics failed with status %d\n", status);
+    return;
+  }
+  printf("  order statistics; the weighted median weighs days by their hours observed\n");
+  printf("  %-12s %8s %8s %8s %8s %8s %9s  %s\n", "", "min", "q1", "median", "q3", "max",
+         "weighted", "stream quartiles (eps 0.1)");
+  for (int64_t i = 0; i < kVars; ++i)
+    printf("  %-12s %8.1f %8.1f %8.1f %8.1f %8.1f %9.1f  %.1f %.1f %.1f\n", kNames[i], lo[i],
+           q[i * 3], q[i * 3 + 1], q[i * 3 + 2], hi[i], median[i], stream[i * 3],
+           stream[i * 3 + 1], stream[i * 3 + 2]);
+}
 
 }  // namespace
 
@@ -55,4 +100,5 @@ void tour_stats() {
     printf("\n");
   }
   _rnxSSDeleteTask(&task);
+  order_statistics();
 }

@@ -1,4 +1,4 @@
-/* zyn summary statistics: task objects and the basic estimates.
+/* zyn summary statistics: task objects, the basic estimates and the order statistics.
  *
  * A task holds pointers to the caller's counts, data, parameters and result arrays; it copies
  * nothing. Result arrays are the running state: repeated computations accumulate, so a data set
@@ -402,5 +402,49 @@ ZYN_API int _rnxdSSBasic(SsTask *task, uint64_t estimates, uint64_t method,
                          const ZynThreader *threader);
 ZYN_API int _rnxsSSBasic(SsTask *task, uint64_t estimates, uint64_t method,
                          const ZynThreader *threader);
+
+/* Order statistics. Exact quantiles by linear interpolation between order statistics, and the
+ * sorted variables (SsEstimateQuantiles, SsEstimateOrderStatistics; method SsMethodFast), on a
+ * copy of each variable. */
+ZYN_API int _rnxdSSQuantiles(SsTask *task, uint64_t estimates, uint64_t method,
+                             const ZynThreader *threader);
+ZYN_API int _rnxsSSQuantiles(SsTask *task, uint64_t estimates, uint64_t method,
+                             const ZynThreader *threader);
+/* Sorts each flagged variable into sortedData, in the layout of sortedStorage; sortedData may be
+ * the data itself (method SsMethodSort). */
+ZYN_API int _rnxdSSSort(SsTask *task, uint64_t estimates, uint64_t method,
+                        const ZynThreader *threader);
+ZYN_API int _rnxsSSSort(SsTask *task, uint64_t estimates, uint64_t method,
+                        const ZynThreader *threader);
+/* Narrows the caller's minimum and maximum arrays by the data (SsEstimateMinimum,
+ * SsEstimateMaximum; method SsMethodFast or SsMethodOnePass): calls accumulate. No threads. */
+ZYN_API int _rnxdSSMinmax(SsTask *task, uint64_t estimates, uint64_t method,
+                          const ZynThreader *threader);
+ZYN_API int _rnxsSSMinmax(SsTask *task, uint64_t estimates, uint64_t method,
+                          const ZynThreader *threader);
+/* Approximate quantiles of all data fed so far, within streamParams[0] * N in rank: method
+ * SsMethodStreamFeed feeds the data, SsMethodStream feeds it and writes streamQuantiles. The
+ * state lives in the task until _rnxSSDeleteTask, which frees it through
+ * __rnxSQuantilesFreeBuffers. */
+ZYN_API int _rnxdSSStreamQuantiles(SsTask *task, uint64_t estimates, uint64_t method,
+                                   const ZynThreader *threader);
+ZYN_API int _rnxsSSStreamQuantiles(SsTask *task, uint64_t estimates, uint64_t method,
+                                   const ZynThreader *threader);
+ZYN_API void __rnxSQuantilesFreeBuffers(SsTask *task);
+/* Weighted median of each flagged variable into quantiles[i] (method SsMethodFast). */
+ZYN_API int _rnxdSSWMedian(SsTask *task, uint64_t estimates, uint64_t method,
+                           const ZynThreader *threader);
+ZYN_API int _rnxsSSWMedian(SsTask *task, uint64_t estimates, uint64_t method,
+                           const ZynThreader *threader);
+
+/* Sorting helpers, ascending by `<` (a NaN is not ordered but does no harm). QSort sorts a[0..n),
+ * QSortStep a[0], a[step], ..., a[(n - 1) step]; QSortSelect returns the value sorting would put
+ * at index k, reordering a but not sorting it (NaN for k outside [0, n)). */
+ZYN_API void __rnxdQSort(int64_t n, double *a);
+ZYN_API void __rnxsQSort(int64_t n, float *a);
+ZYN_API void __rnxdQSortStep(int64_t n, double *a, int64_t step);
+ZYN_API void __rnxsQSortStep(int64_t n, float *a, int64_t step);
+ZYN_API double __rnxdQSortSelect(int64_t n, double *a, int64_t k);
+ZYN_API float __rnxsQSortSelect(int64_t n, float *a, int64_t k);
 
 #endif

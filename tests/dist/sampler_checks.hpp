@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
+#include <utility>
 
 #include "tests/stream/generator_checks.hpp"
 #include "zyn/dist.h"
@@ -23,10 +25,11 @@ namespace zyn::test {
 inline constexpr double kAlpha = 1e-3;
 
 // Uniform k of a scripted stream is script[k % size], scaled to [a, b) as a + (b - a) * u; once
-// `fail_after` numbers have been drawn every call fails with kScriptFailure.
+// `fail_after` numbers have been drawn every call fails with kScriptFailure. `doubles` counts the
+// numbers drawn in double precision.
 struct Script {
   std::vector<double> u{0.25};
-  int64_t drawn = 0, fail_after = -1;
+  int64_t drawn = 0, fail_after = -1, doubles = 0;
 };
 inline constexpr int kScriptFailure = RNX_STATUS_CALLBACK_EMPTY;
 inline Script g_script;
@@ -34,6 +37,7 @@ inline Script g_script;
 template <class T>
 inline int ScriptGen(StreamState *, int n, T *r, T a, T b) {
   if (g_script.fail_after >= 0 && g_script.drawn + n > g_script.fail_after) return kScriptFailure;
+  if (std::is_same_v<T, double>) g_script.doubles += n;
   for (int i = 0; i < n; ++i) r[i] = static_cast<T>(a + (b - a) * T(g_script.u[g_script.drawn++ % g_script.u.size()]));
   return RNX_STATUS_OK;
 }
@@ -45,7 +49,7 @@ inline int ScriptId() {  // registered once per process
 }
 struct ScriptedStream : Stream {
   explicit ScriptedStream(std::vector<double> u, int64_t fail_after = -1) : Stream(ScriptId()) {
-    g_script = Script{std::move(u), 0, fail_after};
+    g_script = Script{std::move(u), 0, fail_after, 0};
   }
 };
 
@@ -100,58 +104,91 @@ struct Sampler {
   std::string name;
   Draw draw;
   Params p1, p2;                                          // two parameter sets
-  std::function<double(double, const Params &)> cdf{};    // exact distribution function
+  std::function<double(double, const Params &)> cdf{};    // exact distribution function (continuous)
   bool discrete = false;
-  int per_output = 1;                                     // uniforms per result
+  int per_output = 1;                                     // uniforms per result; 0: varies (rejection)
   int block = 1024;                                       // results per generator call; 0: one call
   std::vector<std::pair<int, int>> consumption{};         // calls and their uniforms, if not per_output n
+  bool joins = true;      // calls join up; false where a result depends on the size of its call
+  bool rejection = false; // per_output uniforms per candidate, up to `block` results per call
+  std::function<double(int64_t, const Params &)> pmf{};   // exact probabilities (discrete)
+  std::vector<Params> corners{};                          // more parameter sets for the fit
 };
 
-// An entry (method, stream, n, r, p0, p1) as a Draw; r keeps what the entry does not write.
-template <class R, class P>
-Draw Entry(int (*entry)(int, StreamState *, int, R *, P, P), int method) {
+// An entry (method, stream, n, r, parameters...) as a Draw; r keeps what the entry does not write.
+template <class R, class... P>
+Draw Entry(int (*entry)(int, StreamState *, int, R *, P...), int method) {
   return [=](StreamState *s, int n, double *r, const Params &p) {
     std::vector<R> t(r, r + n);
-    const int status = entry(method, s, n, t.data(), P(p[0]), P(p[1]));
+    const int status = [&]<size_t... I>(std::index_sequence<I...>) {
+      return entry(method, s, n, t.data(), P(p[I])...);
+    }(std::index_sequence_for<P...>{});
     std::copy(t.begin(), t.end(), r);
     return status;
   };
 }
 
-// 20000 results in calls of odd sizes; KS for continuous rows; chi-square over cells of the
-// distribution function (tails included) or, for discrete rows, over values (a sampler with rare
-// values merges their cells to an expected count of at least 5).
-inline void CheckFit(const Sampler &row, int id) {
-  Stream s(id, {17, 18, 19, 20, 21, 22});
-  std::vector<double> x;
-  for (int n : {5001, 1, 3333, 7000, 4665}) {
-    std::vector<double> r(n);
-    ASSERT_EQ(row.draw(s, n, r.data(), row.p1), 0) << row.name;
-    x.insert(x.end(), r.begin(), r.end());
-  }
-  ASSERT_TRUE(std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); })) << row.name;
-  const auto cdf = [&](double v) { return row.cdf(v, row.p1); };
+// Chi-square of a discrete sample against the exact probabilities: one cell per value from the
+// least value drawn to the greatest, the tails below and above pooled into the end cells, and
+// neighbours merged until each cell expects at least 5. Every value drawn must be possible.
+inline double PmfPValue(std::vector<double> x, const std::function<double(int64_t)> &pmf) {
+  std::sort(x.begin(), x.end());
   const double n = double(x.size());
-  std::vector<double> observed, expected, cells = {0, 1e-3, 1e-2, 0.1, 0.5, 0.9, 0.99, 0.999, 1};
-  EXPECT_TRUE(row.discrete || KsPValue(x, cdf) > kAlpha) << row.name << " id " << id;
-  if (row.discrete) {  // one cell per value
-    cells = {0};
-    for (double k = *std::min_element(x.begin(), x.end()); k < *std::max_element(x.begin(), x.end()); ++k) cells.push_back(cdf(k));
-    cells.push_back(1);
+  double below = 0, sum = 0;
+  for (int64_t k = int64_t(x.front()) - 1; pmf(k) > 1e-15; --k) below += pmf(k);
+  std::vector<double> observed{0}, expected{n * below};
+  auto at = x.begin();
+  for (int64_t k = int64_t(x.front()); k <= int64_t(x.back()); ++k) {
+    const double f = pmf(k), before = observed.back();
+    sum += f;
+    while (at != x.end() && *at == double(k)) ++observed.back(), ++at;
+    if (observed.back() > before && !(f > 0)) ADD_FAILURE() << "drawn value " << k << " has probability " << f;
+    expected.back() += n * f;
+    if (expected.back() >= 5 && k < int64_t(x.back())) observed.push_back(0), expected.push_back(0);
   }
-  observed.assign(cells.size() - 1, 0);
-  for (size_t k = 0; k + 1 < cells.size(); ++k) expected.push_back(n * (cells[k + 1] - cells[k]));
-  for (double v : x) {  // cell k holds F(v) in (cells[k], cells[k + 1]] (discrete) or [.., ..) (continuous)
-    const auto end = cells.end() - 1, at = row.discrete ? std::lower_bound(cells.begin() + 1, end, cdf(v))
-                                                        : std::upper_bound(cells.begin() + 1, end, cdf(v));
-    ++observed[at - cells.begin() - 1];
+  expected.back() += n * std::max(0.0, 1 - below - sum);
+  if (expected.size() > 1 && expected.back() < 5) {
+    expected[expected.size() - 2] += expected.back(), observed[observed.size() - 2] += observed.back();
+    expected.pop_back(), observed.pop_back();
   }
-  EXPECT_GT(ChiSquarePValue(observed, expected), kAlpha) << row.name << " id " << id;
+  return expected.size() > 1 ? ChiSquarePValue(observed, expected) : 1.0;
+}
+
+// 20000 results in calls of odd sizes, for the first parameter set and each corner. Continuous
+// rows: KS, and chi-square over cells of the distribution function (tails included); discrete
+// rows: chi-square against the probabilities (PmfPValue).
+inline void CheckFit(const Sampler &row, int id) {
+  std::vector<Params> sets{row.p1};
+  sets.insert(sets.end(), row.corners.begin(), row.corners.end());
+  for (const Params &p : sets) {
+    Stream s(id, {17, 18, 19, 20, 21, 22});
+    std::vector<double> x;
+    for (int n : {5001, 1, 3333, 7000, 4665}) {
+      std::vector<double> r(n);
+      ASSERT_EQ(row.draw(s, n, r.data(), p), 0) << row.name;
+      x.insert(x.end(), r.begin(), r.end());
+    }
+    ASSERT_TRUE(std::all_of(x.begin(), x.end(), [](double v) { return std::isfinite(v); })) << row.name;
+    const std::string where = row.name + " id " + std::to_string(id) + " parameters " + testing::PrintToString(p);
+    if (row.discrete) {
+      EXPECT_GT(PmfPValue(x, [&](int64_t k) { return row.pmf(k, p); }), kAlpha) << where;
+      continue;
+    }
+    const auto cdf = [&](double v) { return row.cdf(v, p); };
+    const double n = double(x.size());
+    std::vector<double> observed, expected, cells = {0, 1e-3, 1e-2, 0.1, 0.5, 0.9, 0.99, 0.999, 1};
+    EXPECT_GT(KsPValue(x, cdf), kAlpha) << where;
+    observed.assign(cells.size() - 1, 0);
+    for (size_t k = 0; k + 1 < cells.size(); ++k) expected.push_back(n * (cells[k + 1] - cells[k]));
+    for (double v : x) ++observed[std::upper_bound(cells.begin() + 1, cells.end() - 1, cdf(v)) - cells.begin() - 1];
+    EXPECT_GT(ChiSquarePValue(observed, expected), kAlpha) << where;
+  }
 }
 
 // Calls of 7 then 1 (the second on a copy of the stream, with other parameters) give the numbers
 // of one call of 8; a sequence of sizes across blocks gives those of one long call.
 inline void CheckCarry(const Sampler &row) {
+  if (!row.joins) return;
   Stream s(RNX_BRNG_MRG32K3A, {3}), one(s), two(s), pieces(RNX_BRNG_MCG59, {4}), whole(pieces);
   double r[8], ref1[8], ref2[8];
   ASSERT_EQ(row.draw(one, 8, ref1, row.p1) | row.draw(two, 8, ref2, row.p2) | row.draw(s, 7, r, row.p1), 0);
@@ -166,8 +203,9 @@ inline void CheckCarry(const Sampler &row) {
   EXPECT_EQ(a, b) << row.name;
 }
 
-// Scripted uniforms with exact zeros make every kernel report (ln 0, erfinv(-1)); the failing
-// script ends the call in its second generator call: the first block stands, the rest is untouched.
+// Scripted uniforms with exact zeros make every kernel report (ln 0, erfinv(-1)) and still give
+// finite results; the failing script ends the call in its second generator call: the first block
+// stands (a rejection sampler's accepted prefix), the rest is untouched.
 inline void CheckRestores(const Sampler &row) {
   constexpr double kUnwritten = -777;  // exact in every result type
   for (bool fail : {false, true}) {
@@ -183,13 +221,17 @@ inline void CheckRestores(const Sampler &row) {
     asm volatile("fnstsw %0" : "=m"(sw));
     EXPECT_TRUE(FpState::Now() == before && (sw & 0x3f) == 0) << row.name << ": state changed or x87 flags left set";
     saved.Set();
-    const int written = fail ? row.block : 3001;
+    const int written = !fail ? 3001 : row.rejection ? int(std::find(r.begin(), r.end(), kUnwritten) - r.begin()) : row.block;
     EXPECT_TRUE(written == 0 || r[written - 1] != kUnwritten) << row.name;
-    EXPECT_TRUE(written == 3001 || r[written] == kUnwritten) << row.name;
+    EXPECT_TRUE(std::all_of(r.begin() + written, r.end(), [](double v) { return v == kUnwritten; })) << row.name;
+    EXPECT_TRUE(fail || std::all_of(r.begin(), r.end(), [](double v) { return std::isfinite(v); })) << row.name;
+    EXPECT_TRUE(!row.rejection || !fail || written > 0) << row.name;
   }
 }
 
 inline void CheckConsumption(const Sampler &row) {
+  // Rejection samplers: see the families' own tests.
+  if (row.per_output == 0 || (row.rejection && row.consumption.empty())) return;
   ScriptedStream s({0.3, 0.6, 0.9, 0.1});
   std::vector<std::pair<int, int>> calls = row.consumption;
   for (int n : {1500, 1501, 7, 1, 2049, 2})

@@ -32,11 +32,20 @@ int basic(SsTask *t, uint64_t e, uint64_t m, const ZynThreader *th) {
   else return _rnxsSSBasic(t, e, m, th);
 }
 
-// A threader of at most `limit` threads; `run` starts exactly the threads asked for.
+// A threader of at most `limit` threads; `run` and `for` start exactly the threads asked for.
 inline std::atomic<int> g_limit{1}, g_largest_run{0};
 inline const ZynThreader *threads_table(int limit) {
   static const ZynThreader t = {
-      nullptr, nullptr,
+      [](int64_t count, int threads, void *ctx, zyn_loop_body body) {
+        if (threads > g_largest_run) g_largest_run = threads;
+        std::vector<std::thread> pool;
+        for (int k = 0; k < threads; ++k)
+          pool.emplace_back([=] {
+            for (int64_t i = count * k / threads; i < count * (k + 1) / threads; ++i) body(i, k, ctx);
+          });
+        for (auto &th : pool) th.join();
+      },
+      nullptr,
       [](int threads, void *ctx, zyn_thread_body body) {
         if (threads > g_largest_run) g_largest_run = threads;
         std::vector<std::thread> pool;
@@ -242,6 +251,16 @@ struct Reference {
       }
   }
 };
+
+// Stream quantiles: the rank interval of v in the sorted data s (ranks 1 to N) meets
+// [r - eps N, r + eps N], r = 1 + q (N - 1).
+inline void expect_rank_within(const std::vector<double> &s, double v, double q, double eps) {
+  const double n = static_cast<double>(s.size()), r = 1 + q * (n - 1);
+  const double lo = static_cast<double>(std::lower_bound(s.begin(), s.end(), v) - s.begin()) + 1;
+  const double hi = static_cast<double>(std::upper_bound(s.begin(), s.end(), v) - s.begin());
+  EXPECT_TRUE(lo <= hi && lo <= r + eps * n && hi >= r - eps * n)
+      << "value " << v << " ranks " << lo << ".." << hi << " want " << r << " eps " << eps;
+}
 
 template <class T, class Run>
 void expect_threads_agree(Run run, const Data<T> &d, double tol) {

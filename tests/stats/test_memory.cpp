@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <functional>
+#include <random>
 
 #include "stats_test.hpp"
 
@@ -32,6 +33,26 @@ int basic(uint64_t method, long budget) {
   return status;
 }
 
+// An order-statistic entry on a fresh 3 x 64 task (64 values take stream quantiles at eps 0.1 into
+// their second sub-stream) with `budget` allocations allowed inside the entry.
+int order(int entry, long budget) {
+  Task<double> task(make_data<double>(3, 64, true, true, false, 2));
+  int64_t count = 2, one = 1, by_obs = SsStorageByObservation;
+  double orders[] = {0.5, 0.9}, out[192], eps = 0.1;
+  SsTask *t = task.t;
+  __rnxdSSEditQuantiles(t, &count, orders, out, out, &by_obs);
+  __rnxdSSEditStreamQuantiles(t, &count, orders, out, &one, &eps);
+  t->sortedData = out, t->sortedStorage = &by_obs;
+  set_budget(budget);
+  const int status =
+      entry == 0 ? _rnxdSSQuantiles(t, SsEstimateQuantiles | SsEstimateOrderStatistics, SsMethodFast, nullptr)
+      : entry == 1 ? _rnxdSSSort(t, 0, SsMethodSort, nullptr)
+      : entry == 2 ? _rnxdSSWMedian(t, 0, SsMethodFast, nullptr)
+                   : _rnxdSSStreamQuantiles(t, 0, SsMethodStream, nullptr);
+  set_budget(-1);
+  return status;
+}
+
 TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
   ASSERT_EQ(g_env, 0);
   const int64_t p = 2;
@@ -50,12 +71,86 @@ TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
       // The variable list and the buffers, and for the user mean the kept mean.
       {"fast", [](long budget) { return basic(SsMethodFast, budget); }, 2},
       {"one pass", [](long budget) { return basic(SsMethodOnePass, budget); }, 2},
-      {"user mean", [](long budget) { return basic(SsMethodFastUserMean, budget); }, 3}};
+      {"user mean", [](long budget) { return basic(SsMethodFastUserMean, budget); }, 3},
+      // The variable list and the copies; the orders, the records, two tables and a top.
+      {"quantiles", [](long budget) { return order(0, budget); }, 2},
+      {"sort", [](long budget) { return order(1, budget); }, 2},
+      {"weighted median", [](long budget) { return order(2, budget); }, 2},
+      {"stream quantiles", [](long budget) { return order(3, budget); }, 5}};
   for (const auto &[name, call, allocations] : entries) {
     long budget = 0;
     for (int status; (status = call(budget)) != SsStatusOk && budget < 20; ++budget)
       EXPECT_EQ(status, SsStatusMemory) << name << " budget " << budget;
     EXPECT_TRUE(budget >= allocations && budget < 20) << name << " " << budget;
+  }
+}
+
+// Stream quantiles of data fed in three portions, the second with `budget` allocations (below
+// 0: any). Returns the second call's status; the quantiles must lie within eps in rank of the
+// data taken in: the first portion, as much of the second as the state counts, the third.
+int stream_portions(const std::vector<double> &x, long budget) {
+  const int64_t third = x.size() / 3;
+  Task<double> task(Data<double>{1, third, false, 1, x, {}, {}});
+  int64_t count = 3, one = 1;
+  double orders[] = {0, 0.5, 0.95}, q[3], eps = 0.01;
+  __rnxdSSEditStreamQuantiles(task.t, &count, orders, q, &one, &eps);
+  int status[3];
+  for (int k = 0; k < 3; ++k) {
+    _rnxdSSEditTask(task.t, SsEditData, &x[k * third]);
+    set_budget(k == 1 ? budget : -1);
+    const int s = status[k] =
+        _rnxdSSStreamQuantiles(task.t, 0, k == 2 ? SsMethodStream : SsMethodStreamFeed, nullptr);
+    set_budget(-1);
+    EXPECT_TRUE(s == SsStatusOk || (k == 1 && s == SsStatusMemory)) << k << " " << s;
+  }
+  const int64_t seen = static_cast<const int64_t *>(task.t->streamState)[0];  // the record's first field
+  std::vector<double> in(x.begin(), x.begin() + seen - third);
+  in.insert(in.end(), x.end() - third, x.end());
+  std::sort(in.begin(), in.end());
+  SCOPED_TRACE(testing::Message() << "budget " << budget);
+  for (int c = 0; c < 3; ++c) expect_rank_within(in, q[c], orders[c], eps);
+  return status[1];
+}
+
+// Each allocation of a feed crossing a sub-stream fails in turn (its top, its table), and the
+// state stays valid for more data.
+TEST(SsMemory, StreamQuantilesGoOnAfterAFailedFeed) {
+  std::vector<double> x(3000);
+  std::mt19937_64 g(3);
+  for (double &v : x) v = static_cast<double>(g() % 100000);
+  long budget = 0;
+  while (stream_portions(x, budget) == SsStatusMemory && budget < 10) ++budget;
+  EXPECT_TRUE(budget >= 2 && budget < 10) << budget;
+}
+
+// The state holds at most (levels + 1) x capacity tuples of 24 bytes per variable, with levels
+// and capacity those of the sub-stream reached (below), and a few records; deleting the task
+// gives back every byte.
+TEST(SsMemory, StreamStateWithinItsSizes) {
+  void (*bytes)(long *, long *) = reinterpret_cast<void (*)(long *, long *)>(
+      dlsym(dlopen(ZYN_FAILING_CORE, RTLD_NOW | RTLD_LOCAL), "zyn_test_bytes"));
+  ASSERT_NE(bytes, nullptr);
+  for (double eps : {0.01, 0.001}) {
+    const Data<double> d = make_data<double>(2, 200000, false, false, false, 4);
+    const double e = 1 / eps;
+    // Sub-stream s starts at edge(s + 1); its sizes are those of level L = s - 1.
+    auto edge = [&](int j) { return std::floor((std::ldexp(1.0, j) - 1) * e); };  // int((2^j - 1) e)
+    int s = 0;
+    while (edge(s + 2) <= d.n - 1) ++s;
+    const double lg = std::log2((edge(s + 2) - edge(s + 1)) * eps), levels = std::floor(lg + 2), capacity = std::floor(e * lg);
+    long live0, peak, live;
+    bytes(&live0, &peak);
+    {
+      Task<double> task(d);
+      int64_t count = 1, one = 1;
+      double order = 0.5, q[2];
+      __rnxdSSEditStreamQuantiles(task.t, &count, &order, q, &one, &eps);
+      ASSERT_EQ(_rnxdSSStreamQuantiles(task.t, 0, SsMethodStream, nullptr), 0);
+      bytes(&live, &peak);
+    }
+    EXPECT_LE(peak - live0, d.p * ((levels + 1) * capacity * 24 + 4096)) << eps;
+    bytes(&live, &peak);
+    EXPECT_EQ(live, live0);
   }
 }
 

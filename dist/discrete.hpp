@@ -1,0 +1,132 @@
+// Cores of the discrete samplers, shared by the families that build on them: table inversion of
+// double uniforms, rejection from a hat with batched tail logarithms on pairs of single uniforms,
+// and the two binomial set-ups (cumulative table, and BTPE of Kachitvichyanukul and Schmeiser).
+// The set-up records hold no pointers, so a stream's chunk may carry them through copies and
+// saved images.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "dist/frame.hpp"
+
+namespace zyn::dist::discrete {
+
+// Results leave the cores as base + sign * k: the identity, or the count of a swapped case
+// (ntrial - k for a binomial run with 1 - p). 64-bit, since base and k may each pass 2^31 / 2.
+struct Map {
+  int64_t base = 0, sign = 1;
+  int operator()(int64_t k) const { return static_cast<int>(base + sign * k); }
+};
+
+// ---- table inversion -----------------------------------------------------------------------
+
+// The least k with u < cum[k], searched from `start` down or up; `entries` when u is at or above
+// the last entry. cum is non-decreasing.
+inline int SearchTable(const double *cum, int entries, int start, double u) {
+  int k = start;
+  if (u < cum[k]) {
+    while (k > 0 && u < cum[k - 1]) --k;
+  } else {
+    do ++k;
+    while (k < entries && u >= cum[k]);
+  }
+  return k;
+}
+
+// n results map(invert(u)) of double uniforms drawn in blocks of kBlock: one uniform per result.
+template <class Invert>
+int InversionBlocks(StreamState *stream, int n, int *r, Map map, Invert invert) {
+  alignas(16) double u[kBlock];
+  int status = RNX_STATUS_OK;
+  for (int done = 0; done < n;) {
+    const int m = std::min(n - done, kBlock);
+    status = Uniform<double>(0, stream, m, u, 0.0, 1.0);
+    if (status < 0) return status;
+    for (int i = 0; i < m; ++i) r[done + i] = map(invert(u[i]));
+    done += m;
+  }
+  return status;
+}
+
+// ---- rejection -----------------------------------------------------------------------------
+
+// A hat: Tail(u) says whether the candidate of the pair (u, v) needs ln v; Accept(u, v, lnv, &k)
+// decides the candidate (lnv is meaningful for tails only, and v = 0 never gets a logarithm;
+// others see some finite logarithm).
+//
+// Candidates are pairs of single uniforms, drawn only as many as results are still wanted, so
+// that the stream is consumed candidate by candidate: calls of 7 then 1 give the numbers of one
+// call of 8. The tails' logarithms of one block go through one sLn call at LA.
+template <class Hat>
+int Rejection(StreamState *stream, int n, int *r, Map map, const Hat &hat) {
+  alignas(16) float uv[2 * kBlock], lnv[kBlock + 1];
+  int status = RNX_STATUS_OK;
+  for (int done = 0; done < n;) {
+    const int m = std::min(n - done, kBlock);
+    status = Uniform<float>(0, stream, 2 * m, uv, 0.0f, 1.0f);
+    if (status < 0) return status;
+    int tails = 0;
+    for (int i = 0; i < m; ++i)
+      if (hat.Tail(uv[2 * i])) lnv[tails++] = uv[2 * i + 1] > 0.0f ? uv[2 * i + 1] : 1.0f;
+    if (tails > 0) CallKernel(row::Ln<float>(kLA), tails, lnv, lnv);
+    lnv[tails] = 0.0f;  // what the candidates after the last tail read
+    for (int i = 0, t = 0; i < m; ++i) {
+      const float u = uv[2 * i], v = uv[2 * i + 1];
+      int64_t k = 0;
+      const bool accept = hat.Accept(u, v, lnv[t], &k);
+      t += hat.Tail(u);
+      r[done] = map(k);  // done < n here: at most one candidate per result still wanted
+      done += accept;
+    }
+  }
+  return status;
+}
+
+// ---- binomial ------------------------------------------------------------------------------
+
+// Kinds of set-up: bit 0 set when the set-up runs with 1 - p (results ntrial - k).
+enum BinomialKind : int32_t { kTable = 0, kTableMapped = 1, kBtpe = 2, kBtpeMapped = 3 };
+
+// Inversion, for ntrial * t below 30 (t = min(p, 1 - p)): cumulative probabilities of 0 up to
+// int(ntrial * t) + 32 (at most ntrial) by f(k) = f(k - 1) * (g / k - ratio), f(0) = q^ntrial.
+inline constexpr int kBinomialTableEntries = 62;
+struct BinomialTable {
+  int32_t kind, entries;
+  double g, ratio, last;  // (ntrial + 1) * ratio, t / q, the last term f(entries - 1)
+  double cum[kBinomialTableEntries];
+};
+
+// BTPE in single precision, for ntrial * t of 30 or more. Above 2^24 a float can't hold the mode,
+// so results are formed as the integer m plus an offset computed in single precision. The ratio
+// recurrence from m is kept as its running products up to 20 steps each way: the products the
+// recurrence forms, in the same order.
+inline constexpr int kBtpeSteps = 20;
+struct Btpe {
+  int32_t kind, m;
+  float t, npq, rnpq, far, g, ratio;  // far: npq / 2 - 1, where the recurrence takes over again
+  float p1, rp1, c, rc, lambda_l, lambda_r, rlambda_l, rlambda_r, p2, p3, p4;
+  double stirling_m;  // the Stirling corrections of m! and (ntrial - m)!
+  float near[2 * kBtpeSteps + 1];  // f(m + j) / f(m) at near[kBtpeSteps + j], |j| <= 20
+};
+
+// The set-up of Binomial(ntrial, p) and its key: ntrial, and p as passed for the table, rounded
+// to single for BTPE (whose set-up depends on that rounding only). 544 bytes: the chunk.
+struct BinomialSetUp {
+  double ntrial, p;
+  union {
+    int32_t kind;
+    BinomialTable table;
+    Btpe btpe;
+  };
+};
+
+// Whether the set-up serves (ntrial, p) as it stands.
+bool Matches(const BinomialSetUp &b, int ntrial, double p);
+// Computes the set-up for ntrial >= 1; q^ntrial of the table comes from the dPowx row at HA.
+void SetUp(BinomialSetUp &b, int ntrial, double p);
+// n results of the set-up's branch: one double uniform each by the table, pairs of singles by
+// BTPE. Returns the last draw's status, or the first negative one.
+int Draw(StreamState *stream, int n, int *r, const BinomialSetUp &b);
+
+}  // namespace zyn::dist::discrete

@@ -1,0 +1,384 @@
+// Order statistics: the sorting helpers, quantiles, sort, min/max, stream quantiles and the
+// weighted median, against references that sort the data here.
+#include <chrono>
+#include <cstring>
+
+#include "stats_test.hpp"
+
+using namespace sstest;
+
+namespace {
+
+// The d or s form of an entry, by element type.
+template <class T, class D, class S, class... A>
+auto call(D d, S s, A... a) {
+  if constexpr (sizeof(T) == 8) return d(a...);
+  else return s(a...);
+}
+
+bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+template <class T>
+std::vector<T> sorted(std::vector<T> v) {
+  std::sort(v.begin(), v.end());
+  return v;
+}
+// Variable i of d, sorted.
+template <class T>
+std::vector<T> sorted(const Data<T> &d, int64_t i) {
+  std::vector<T> v(d.n);
+  for (int64_t j = 0; j < d.n; ++j) v[j] = d.at(i, j);
+  return sorted(v);
+}
+
+// ---- helpers ----------------------------------------------------------------------------------
+
+// Sorted; every k selected, with nothing above it before and nothing below it after; the step
+// form leaves the elements between its stride alone.
+template <class T>
+void check_helpers(const std::vector<T> &a, bool every_k = true) {
+  const auto n = static_cast<int64_t>(a.size());
+  const std::vector<T> want = sorted(a);
+  std::vector<T> s = a, st(3 * n, T(-1));
+  call<T>(__rnxdQSort, __rnxsQSort, n, s.data());
+  ASSERT_EQ(s, want);
+  for (int64_t j = 0; j < n; ++j) st[3 * j] = a[j];
+  call<T>(__rnxdQSortStep, __rnxsQSortStep, n, st.data(), int64_t(3));
+  for (int64_t j = 0; j < 3 * n; ++j) ASSERT_EQ(st[j], j % 3 ? T(-1) : want[j / 3]) << j;
+  for (int64_t k = 0; k < n; k += every_k ? 1 : n / 7 + 1) {
+    std::vector<T> c = a;
+    const T v = call<T>(__rnxdQSortSelect, __rnxsQSortSelect, n, c.data(), k);
+    ASSERT_TRUE(v == want[k] && c[k] == v && std::none_of(c.begin(), c.begin() + k, [&](T e) { return e > v; }) &&
+                std::none_of(c.begin() + k + 1, c.end(), [&](T e) { return e < v; })) << "k " << k;
+  }
+}
+
+TEST(SsOrder, HelpersOnEverySmallArrayAndLengthsAroundTheirThresholds) {
+  // Every array of n <= 6 values below n; every arrangement of 7 and 8 values with repeats.
+  for (int n = 1; n <= 6; ++n)
+    for (int64_t code = 0, all = static_cast<int64_t>(std::pow(n, n)); code < all; ++code) {
+      std::vector<double> a(n);
+      for (int64_t j = 0, c = code; j < n; ++j, c /= n) a[j] = static_cast<double>(c % n);
+      check_helpers(a);
+    }
+  for (std::vector<double> a : {std::vector<double>{0, 1, 1, 2, 4, 4, 5}, {0, 0, 1, 2, 2, 3, 5, 5},
+                                {0, 1, 2, 3, 4, 5, 6, 7}})
+    do check_helpers(a);
+    while (std::next_permutation(a.begin(), a.end()));
+  // Around the insertion threshold and one and two partition blocks of 64; few values and many.
+  std::mt19937_64 g(11);
+  for (int64_t n : {5, 6, 7, 8, 9, 63, 64, 65, 127, 128, 129, 130, 131, 255, 257, 1000, 20000})
+    for (uint64_t range : {uint64_t(3), uint64_t(1) << 40}) {
+      std::vector<double> a(n);
+      std::vector<float> b(n);
+      for (int64_t j = 0; j < n; ++j) a[j] = b[j] = static_cast<float>(g() % range);
+      check_helpers(a, n < 300);
+      check_helpers(b, n < 300);
+    }
+}
+
+// NaNs are not ordered, but every scan stays in its range (the sanitizer build checks) and the
+// values are only moved.
+TEST(SsOrder, HelpersStayInRangeOnNaNs) {
+  std::mt19937_64 g(12);
+  for (int trial = 0; trial < 300; ++trial) {
+    const int64_t n = 1 + g() % 400;
+    std::vector<double> a(n);
+    for (double &v : a) v = g() % 3 ? static_cast<double>(g() % 50) : NAN;
+    std::vector<double> s = a, c = a, st(2 * n);
+    __rnxdQSort(n, s.data());
+    __rnxdQSortSelect(n, c.data(), static_cast<int64_t>(g() % n));
+    for (int64_t j = 0; j < n; ++j) st[2 * j] = a[j];
+    __rnxdQSortStep(n, st.data(), 2);
+    ASSERT_TRUE(std::is_permutation(s.begin(), s.end(), a.begin(), same_bits) &&
+                std::is_permutation(c.begin(), c.end(), a.begin(), same_bits));
+  }
+}
+
+// Musser's median-of-three killer: quadratic for a plain median-of-three quicksort (hours at this
+// size); the heapsort fallback keeps it to n log n.
+TEST(SsOrder, MedianOfThreeKillerStaysFast) {
+  const int64_t n = 1000000, k = n / 2;
+  std::vector<double> a(n);
+  for (int64_t i = 1; i <= k; i += 2) a[i - 1] = static_cast<double>(i), a[i] = static_cast<double>(k + i);
+  for (int64_t i = 1; i <= k; ++i) a[k + i - 1] = static_cast<double>(2 * i);
+  const auto start = std::chrono::steady_clock::now();
+  std::vector<double> s = a;
+  __rnxdQSort(n, s.data());
+  EXPECT_EQ(__rnxdQSortSelect(n, a.data(), k), static_cast<double>(k + 1));
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 60);
+  EXPECT_TRUE(std::is_sorted(s.begin(), s.end()));
+}
+
+// ---- quantiles and order statistics ---------------------------------------------------------------
+
+template <class T>
+std::vector<T> quantiles_of(const std::vector<T> &x, const std::vector<T> &orders) {
+  const std::vector<T> v = sorted(x);
+  const auto n = static_cast<int64_t>(v.size());
+  std::vector<T> q;
+  for (T o : orders) {
+    const double f = static_cast<double>(o) * static_cast<double>(n - 1), t = f - std::floor(f);
+    const auto k = static_cast<int64_t>(f);
+    q.push_back(static_cast<T>(v[k] * (1 - t) + t * v[std::min(k + 1, n - 1)]));
+  }
+  return q;
+}
+
+// Quantiles, then order statistics (in `os_storage`), of a fresh task.
+template <class T>
+std::vector<T> run_quantiles(const Data<T> &d, const std::vector<T> &orders, int64_t os_storage,
+                       const ZynThreader *th) {
+  Task<T> task(d);
+  int64_t count = static_cast<int64_t>(orders.size());
+  std::vector<T> q(d.p * count + 1, T(-777)), os(d.p * d.n, T(-777)), o = orders;
+  o.push_back(0);  // never null, also for no orders
+  call<T>(__rnxdSSEditQuantiles, __rnxsSSEditQuantiles, task.t, &count, o.data(), q.data(),
+          os.data(), &os_storage);
+  const uint64_t both = SsEstimateQuantiles | SsEstimateOrderStatistics;
+  EXPECT_EQ(call<T>(_rnxdSSQuantiles, _rnxsSSQuantiles, task.t, both, SsMethodFast, th), 0);
+  q.insert(q.end(), os.begin(), os.end());
+  return q;
+}
+
+template <class T>
+void check_quantiles(const Data<T> &d, const std::vector<T> &orders) {
+  SCOPED_TRACE(testing::Message() << "n " << d.n << " om " << d.om << " orders " << orders.size());
+  for (int64_t os_storage : {SsStorageByVariable, SsStorageByObservation}) {
+    const int64_t count = orders.size(), p = d.p, n = d.n;
+    const bool om = os_storage == SsStorageByObservation;  // then on 7 or 2 threads
+    const std::vector<T> got = run_quantiles(d, orders, os_storage, om ? threads_table(n % 2 ? 7 : 2) : nullptr);
+    for (int64_t i = 0; i < p; ++i) {
+      const std::vector<T> v = sorted(d, i), q = quantiles_of(v, orders);
+      for (int64_t j = 0; j < count; ++j)
+        ASSERT_EQ(got[i * count + j], d.active(i) ? q[j] : T(-777)) << i << " " << j;
+      for (int64_t j = 0; j < n; ++j)
+        ASSERT_EQ(got[p * count + 1 + (om ? j * p + i : i * n + j)], d.active(i) ? v[j] : T(-777));
+    }
+    EXPECT_EQ(got[p * count], T(-777));  // nothing beyond the last quantile
+  }
+}
+
+template <class T>
+void quantiles_against_sorting() {
+  const std::vector<T> table[] = {{0, 1, T(0.5)}, {T(0.071), T(0.93), T(0.3804), T(0.5001), T(0.77), T(0.2222)},
+                                  {}, {T(0.25), T(0.25), 1, 0, T(0.75)}};
+  for (int64_t n : {1, 2, 7, 8, 3000, 70000})  // from 65536 on, one sampling pass
+    for (const auto &orders : table) {
+      Data<T> d = make_data<T>(8, n, n % 2, false, n == 8, 5);
+      check_quantiles(d, orders);
+      if (n < 3000) continue;
+      for (T &v : d.x) v = std::floor(v - kOffset<T>);  // ties
+      d.width = 0;
+      check_quantiles(d, orders);
+    }
+}
+
+TEST(SsOrder, QuantilesAndOrderStatisticsAgainstSorting) {
+  quantiles_against_sorting<double>();
+  quantiles_against_sorting<float>();
+}
+
+// ---- sort ------------------------------------------------------------------------------------------
+
+TEST(SsOrder, SortEveryStoragePairInPlaceAndUnflaggedUntouched) {
+  for (bool om : {false, true})
+    for (int64_t out : {SsStorageByVariable, SsStorageByObservation, 0}) {  // 0: in place
+      Data<float> d = make_data<float>(4, 301, om, false, out != 0, 3);
+      Task<float> task(d);
+      std::vector<float> dst(d.p * d.n, -777.f), &y = out ? dst : const_cast<std::vector<float> &>(task.d.x);
+      const int64_t storage = out ? out : om ? SsStorageByObservation : SsStorageByVariable;
+      _rnxsSSEditTask(task.t, SsEditSortedData, y.data());
+      _rnxiSSEditTask(task.t, SsEditSortedStorage, &storage);
+      ASSERT_EQ(_rnxsSSSort(task.t, 0, SsMethodSort, threads_table(3)), 0);
+      const bool yom = storage == SsStorageByObservation;
+      for (int64_t i = 0; i < d.p; ++i) {
+        const std::vector<float> want = sorted(d, i);
+        for (int64_t j = 0; j < d.n; ++j)
+          ASSERT_EQ(y[yom ? j * d.p + i : i * d.n + j], d.active(i) ? want[j] : -777.f)
+              << om << " " << out << " " << i << " " << j;
+      }
+    }
+}
+
+// ---- minimum and maximum ---------------------------------------------------------------------------
+
+std::vector<double> run_minmax(const std::vector<Data<double>> &chunks, uint64_t method,
+                               double start = INFINITY) {
+  Task<double> task(chunks[0]);
+  std::vector<double> lo(task.d.p, start), hi(task.d.p, -start);
+  _rnxdSSEditTask(task.t, SsEditMinimum, lo.data());
+  _rnxdSSEditTask(task.t, SsEditMaximum, hi.data());
+  for (const auto &c : chunks) {
+    task.feed(c);
+    EXPECT_EQ(_rnxdSSMinmax(task.t, SsEstimateMinimum | SsEstimateMaximum, method, nullptr), 0);
+  }
+  lo.insert(lo.end(), hi.begin(), hi.end());
+  return lo;
+}
+
+// Zeros of both signs in either order, NaNs among the data and as start values: the results are
+// those of m = x < m ? x : m (and x > M ? x : M) taken in observation order, whichever method,
+// in one call or two. By observation, 19 variables make a group of 16 columns, a vector and a
+// lone column.
+TEST(SsOrder, MinmaxFollowsTheScalarRuleOnNaNsAndSignedZeros) {
+  for (bool om : {false, true})
+    for (int64_t first : {0, 3, 9, 20})
+      for (int64_t second : {1, 6, 13, 36})
+        for (double start : {double(INFINITY), double(NAN), 0.0}) {
+          Data<double> d = make_data<double>(19, 37, om, false, first == 9, 4);
+          for (int64_t j = 0; j < d.n; ++j) d.at(1, j) -= 3 * kOffset<double>;
+          d.at(0, first) = d.at(1, first) = -0.0, d.at(0, second) = d.at(1, second) = 0.0;
+          d.at(2, first) = NAN;
+          const std::vector<double> got = run_minmax({d}, SsMethodFast, start),
+                                    other = run_minmax({d.slice(0, second), d.slice(second, d.n)},
+                                                        SsMethodOnePass, start);
+          for (int64_t i = 0; i < d.p; ++i) {
+            double lo = start, hi = -start;
+            for (int64_t j = 0; j < d.n; ++j) {
+              lo = d.at(i, j) < lo ? d.at(i, j) : lo;
+              hi = d.at(i, j) > hi ? d.at(i, j) : hi;
+            }
+            const bool on = d.active(i);
+            EXPECT_TRUE(same_bits(got[i], on ? lo : start) && same_bits(got[d.p + i], on ? hi : -start) &&
+                        same_bits(other[i], got[i]) && same_bits(other[d.p + i], got[d.p + i]))
+                << "om " << om << " zeros at " << first << ", " << second << " start " << start << " i " << i;
+          }
+        }
+}
+
+// ---- stream quantiles ----------------------------------------------------------------------------
+
+TEST(SsOrder, StreamQuantilesWithinEpsilonInRank) {
+  std::vector<double> orders = {0, 0.5, 1, 0.03, 0.31, 0.77};
+  for (double eps : {1.0, 0.1, 0.01, 0.001})
+    for (int kind = 0; kind < 5; ++kind)  // random, sorted, reversed, constant, tied
+      for (int64_t portion : {1, 2, 7, 1000, 20000}) {
+        const int64_t n = 20000;
+        Data<double> d = make_data<double>(1, n, false, false, false, 30 + kind);
+        for (int64_t j = 0; j < n; ++j)
+          d.x[j] = kind == 1 ? j : kind == 2 ? -j : kind == 3 ? 5 : kind == 4 ? j % 13 : d.x[j];
+        Task<double> task(d.slice(0, portion));
+        int64_t count = orders.size(), one = 1;
+        std::vector<double> q(count);
+        __rnxdSSEditStreamQuantiles(task.t, &count, orders.data(), q.data(), &one, &eps);
+        for (int64_t j = 0; j < n; j += portion) {
+          task.set(1, std::min(portion, n - j)), _rnxdSSEditTask(task.t, SsEditData, &d.x[j]);
+          ASSERT_EQ(_rnxdSSStreamQuantiles(task.t, 0, j + portion < n ? SsMethodStreamFeed : SsMethodStream, nullptr), 0);
+        }
+        SCOPED_TRACE(testing::Message() << "kind " << kind << " portion " << portion);
+        for (int64_t c = 0; c < count; ++c) expect_rank_within(sorted(d.x), q[c], orders[c], eps);
+      }
+}
+
+// By observation with flags: each flagged variable within its own bound, the others untouched.
+TEST(SsOrder, StreamQuantilesPerVariable) {
+  const Data<float> d = make_data<float>(3, 5000, true, false, true, 8);
+  Task<float> task(d);
+  int64_t count = 2, one = 1;
+  const float orders[] = {0.2f, 0.9f}, eps = 0.01f;
+  std::vector<float> q(3 * count, -777.f);
+  __rnxsSSEditStreamQuantiles(task.t, &count, orders, q.data(), &one, &eps);
+  ASSERT_EQ(_rnxsSSStreamQuantiles(task.t, 0, SsMethodStream, nullptr), 0);
+  for (int64_t i = 0; i < 3; ++i) {
+    const std::vector<float> v = sorted(d, i);
+    for (int64_t c = 0; c < count; ++c)
+      if (d.active(i)) expect_rank_within({v.begin(), v.end()}, q[i * count + c], orders[c], eps);
+      else EXPECT_EQ(q[i * count + c], -777.f);
+  }
+}
+
+// ---- weighted median -----------------------------------------------------------------------------
+
+// Integer weights: the median of the data with each value repeated by its weight, so that zero
+// weights drop values; no weights: the 0.5 quantile.
+TEST(SsOrder, WeightedMedianIsTheMedianOfTheRepeatedData) {
+  std::mt19937_64 g(14);
+  for (int64_t n : {1, 2, 3, 8, 101, 5000})
+    for (int spread : {0, 1, 3}) {
+      Data<double> d = make_data<double>(2, n, n % 2, spread > 0, false, 15);
+      for (double &w : d.w) w = static_cast<double>(g() % (spread + 1));
+      if (!d.w.empty()) d.w[n / 2] += 1;  // a positive total
+      for (int64_t j = 0; j < n && n > 100; ++j) d.at(1, j) = std::floor(d.at(1, j) - kOffset<double>);  // ties
+      Task<double> task(d);
+      std::vector<double> m(2, -777);
+      _rnxdSSEditTask(task.t, SsEditQuantiles, m.data());
+      ASSERT_EQ(_rnxdSSWMedian(task.t, 0, SsMethodFast, threads_table(2)), 0);
+      for (int64_t i = 0; i < 2; ++i) {
+        std::vector<double> repeated;
+        for (int64_t j = 0; j < n; ++j)
+          repeated.insert(repeated.end(), d.w.empty() ? 1 : static_cast<size_t>(d.w[j]), d.at(i, j));
+        EXPECT_EQ(m[i], quantiles_of(repeated, {0.5})[0]) << "n " << n << " spread " << spread << " i " << i;
+      }
+    }
+}
+
+// ---- statuses --------------------------------------------------------------------------------------
+
+TEST(SsOrder, Statuses) {
+  int64_t zero = 0, minus = -1, bad = 0x40000, by_obs = SsStorageByObservation, two = 2, flags[2] = {1, 1};
+  double out[64], none = 0, one = 1, high = 1.5, past[2] = {0.5, 1.5}, nan[2] = {0.5, NAN}, orders[2] = {0.5, 1};
+  double negative[8] = {1, 1, -1, 1, 1, 1, 1, 1}, unset[8] = {1, 1, 1, NAN}, zeros[8] = {};
+  using F = void *SsTask::*;
+  enum Entry { kQuantiles, kSort, kSortInPlace, kMinmax, kStream, kWMedian };
+  decltype(&_rnxdSSSort) entries[] = {_rnxdSSQuantiles, _rnxdSSSort, _rnxdSSSort, _rnxdSSMinmax,
+                                      _rnxdSSStreamQuantiles, _rnxdSSWMedian};
+  // A fresh task over 2 x 8 by-variable data with every order-statistic field bound, field f set
+  // to v and field g nulled, then entry `e` asked for `est` by `m`.
+  auto status = [&](Entry e, uint64_t est, uint64_t m, F f = nullptr, void *v = nullptr, F g = nullptr) {
+    Task<double> task(make_data<double>(2, 8, false, false, false, 1));
+    SsTask *t = task.t;
+    int64_t count = 2, pc = 1, vars = SsStorageByVariable;
+    __rnxdSSEditQuantiles(t, &count, orders, out, out, &vars);
+    __rnxdSSEditStreamQuantiles(t, &count, orders, out, &pc, &one);
+    t->minimum = t->maximum = t->sortedData = out, t->sortedStorage = &vars;
+    if (e == kSortInPlace) t->sortedData = t->data;
+    if (f) t->*f = v;
+    if (g) t->*g = nullptr;
+    return entries[e](t, est, m, nullptr);
+  };
+  const uint64_t qs = SsEstimateQuantiles, os = SsEstimateOrderStatistics, fast = SsMethodFast,
+                 sortm = SsMethodSort, both = SsEstimateMinimum | SsEstimateMaximum, st = SsMethodStream;
+  const std::pair<int, int> rows[] = {  // (status, expected), evaluated in order
+      {status(kQuantiles, qs, fast, &SsTask::storage, &bad), SsStatusStorageValue},
+      {status(kQuantiles, qs, fast, &SsTask::quantiles, nullptr, &SsTask::quantileOrders), SsStatusQuantiles},
+      {status(kQuantiles, qs, fast, &SsTask::quantileOrders), SsStatusQuantileOrders},
+      {status(kQuantiles, qs, fast, &SsTask::quantileOrderCount, &minus), SsStatusQuantileOrderCount},
+      {status(kQuantiles, qs, 0, &SsTask::quantileOrders, past), SsStatusQuantileOrderCount},
+      {status(kQuantiles, os, fast, &SsTask::orderStatistics), SsStatusOrderStatistics},
+      {status(kQuantiles, os, fast, &SsTask::orderStatisticsStorage), SsStatusStorage},
+      {status(kQuantiles, os, 0, &SsTask::orderStatisticsStorage, &bad), SsStatusStorageValue},
+      {status(kQuantiles, qs, fast | SsMethodOnePass), SsStatusMethod},
+      {status(kQuantiles, qs, fast, &SsTask::quantileOrderCount, &zero), SsStatusOk},
+      {status(kSort, 0, sortm, &SsTask::sortedData), SsStatusSortedData},
+      {status(kSort, 0, sortm, &SsTask::sortedStorage), SsStatusStorage},
+      {status(kSortInPlace, 0, sortm, &SsTask::sortedStorage, &by_obs), SsStatusStorage},
+      {status(kSortInPlace, 0, sortm, &SsTask::indices, flags), SsStatusInPlaceSortIndices},
+      {status(kSortInPlace, 0, sortm), SsStatusOk},
+      {status(kSort, 0, 0, &SsTask::sortedStorage, &bad), SsStatusStorageValue},
+      {status(kSort, 0, fast), SsStatusMethod},
+      {status(kMinmax, both, fast, &SsTask::storage, &bad, &SsTask::minimum), SsStatusStorageValue},
+      {status(kMinmax, both, fast, &SsTask::minimum), SsStatusMinimum},
+      {status(kMinmax, SsEstimateMaximum, fast, &SsTask::minimum), SsStatusOk},
+      {status(kMinmax, both, fast, &SsTask::maximum), SsStatusMaximum},
+      {status(kMinmax, both, SsMethodFastUserMean), SsStatusMethod},
+      {status(kStream, 0, st, &SsTask::streamQuantileOrders), SsStatusStreamQuantileOrders},
+      {status(kStream, 0, st, &SsTask::streamQuantileOrderCount, &minus), SsStatusStreamQuantileOrderCount},
+      {status(kStream, 0, st, &SsTask::streamParamCount), SsStatusStreamParamCountNull},
+      {status(kStream, 0, st, &SsTask::streamParamCount, &two), SsStatusStreamParamCount},
+      {status(kStream, 0, st, &SsTask::streamQuantileOrders, nan, &SsTask::streamParams), SsStatusStreamQuantileOrderCount},
+      {status(kStream, 0, st, &SsTask::streamParams), SsStatusStreamParams},
+      {status(kStream, 0, fast, &SsTask::streamParams, &high), SsStatusMethod},
+      {status(kStream, 0, st, &SsTask::streamParams, &high), SsStatusStreamEpsilon},
+      {status(kStream, 0, st, &SsTask::streamParams, &none), SsStatusStreamEpsilon},
+      {status(kStream, 0, st, &SsTask::streamQuantiles), SsStatusStreamQuantiles},
+      {status(kStream, 0, SsMethodStreamFeed, &SsTask::streamQuantiles), SsStatusOk},  // eps 1
+      {status(kWMedian, 0, fast, &SsTask::quantiles), SsStatusQuantiles},
+      {status(kWMedian, 0, 0, &SsTask::weights, negative), SsStatusWeights},
+      {status(kWMedian, 0, 0, &SsTask::weights, unset), SsStatusWeights},
+      {status(kWMedian, 0, 0, &SsTask::weights, zeros), SsStatusWeights},
+      {status(kWMedian, 0, SsMethodOnePass), SsStatusMethod},
+      {status(kWMedian, 0, fast, &SsTask::observations, &zero), SsStatusObservations}};
+  for (size_t k = 0; k < std::size(rows); ++k) EXPECT_EQ(rows[k].first, rows[k].second) << "row " << k;
+}
+
+}  // namespace
