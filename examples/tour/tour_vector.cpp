@@ -1,6 +1,8 @@
 // The vector functions: the logarithm of a vector at its three accuracy levels, with the error
 // each level leaves, an error callback that replaces the result of ln(0), the exponential at
-// the ends of its range, the trigonometric functions of degrees and atan2 in the four quadrants.
+// the ends of its range, the trigonometric functions of degrees and atan2 in the four quadrants,
+// and ln Gamma of the masked elements of a vector, gathered with PackM and scattered back with
+// UnpackM.
 #include <cmath>
 #include <cstdio>
 
@@ -87,4 +89,24 @@ void tour_vector() {
   _vexdAtan2pi(4, qy, qx, turns);
   printf("  vdAtan2 and vdAtan2pi of the points (x, y) in the four quadrants:\n");
   for (int i = 0; i < 4; ++i) printf("    (%2g, %2g)  %-22.17g %g\n", qx[i], qy[i], ang[i], turns[i]);
+
+  // ln Gamma of the elements a mask selects: gather them, take LGamma of the short vector,
+  // scatter the results back; the other places keep their values.
+  const int k = 8;
+  const double g[k] = {0.5, -1.0, 1.0, 2.5, -2.5, 10.0, 0.0, 171.0};
+  const int mask[k] = {1, 0, 1, 1, 1, 1, 0, 1};
+  double packed[k], lg[k], out[k] = {0, 0, 0, 0, 0, 0, 0, 0};
+  int selected = 0;
+  for (int i = 0; i < k; ++i) selected += mask[i] != 0;
+  _vexdPackM(k, g, mask, packed);
+  _vexdLGamma(selected, packed, lg);
+  _vexdUnpackM(k, lg, out, mask);
+  printf("  vdLGamma of the %d masked elements, gathered by vdPackM and scattered by vdUnpackM:\n", selected);
+  for (int i = 0; i < k; ++i) {
+    if (mask[i])
+      printf("    %-8g -> %.17g\n", g[i], out[i]);
+    else
+      printf("    %-8g    not selected: the place keeps %g\n", g[i], out[i]);
+  }
+  printf("    last status %d (no pole was selected)\n", _vexGetErrStatus());
 }

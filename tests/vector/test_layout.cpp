@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <random>
@@ -36,12 +37,17 @@ struct RowInfo {
 
 template <class T, Shape S>
 void run_row(const RowInfo &row);
+template <size_t E, Shape S>
+void run_pack(const RowInfo &row);
 
-// The layout case of a shape and its element types. Complex elements (c, z) and the pack and
-// unpack shapes have none yet: such a row fails once it is switched on, until its case is added
-// here.
-struct Complex8 {};
-struct Complex16 {};
+// The layout case of a shape and its element types. Complex elements (c, z) of the arithmetic
+// shapes have none yet: such a row fails once it is switched on, until its case is added here.
+struct Complex8 {
+  float re, im;
+};
+struct Complex16 {
+  double re, im;
+};
 using E_s = float;
 using E_d = double;
 using E_c = Complex8;
@@ -52,6 +58,9 @@ constexpr RunFn kRun = nullptr;
 template <class T, Shape S>
   requires(std::is_floating_point_v<T> && S <= Shape::linearfrac)
 constexpr RunFn kRun<T, T, S> = &run_row<T, S>;
+template <class T, Shape S>
+  requires(S >= Shape::packi && S <= Shape::unpackv)
+constexpr RunFn kRun<T, T, S> = &run_pack<sizeof(T), S>;
 
 #define ZYN_VEX_ROW(t, Stem, shape, in, out, share, LA, HA, EP) \
   RowInfo{#t[0], #Stem, kRun<E_##in, E_##out, Shape::shape>},
@@ -359,6 +368,85 @@ void run_row(const RowInfo &row) {
       c.f = bind<T, S>(k, ki, sc);
       c.all();
       if (::testing::Test::HasFatalFailure()) return;
+    }
+  }
+}
+
+// Pack and unpack rows: the kernel against the loop that defines it, every element a bit
+// pattern (signalling NaNs among them: copied as they are, with no flag raised), at counts
+// around the two-element trip, strides 1, 2, -1, 0 and 3, masks sparse, empty and full, indices
+// with repeats; the whole destination compared, so that nothing is written where the loop
+// writes nothing. Three forms at every level: the stub (32-bit), the row's slot with flag 1 and
+// garbage above the low halves of n and the stride, and the slot with flag 2, 64-bit count,
+// stride and selector elements (masks nonzero only in their upper halves).
+template <size_t E, Shape S>
+void run_pack(const RowInfo &row) {
+  constexpr bool kPack = S == Shape::packi || S == Shape::packm || S == Shape::packv;
+  constexpr bool kStrided = S == Shape::packi || S == Shape::unpacki, kMask = S == Shape::packm || S == Shape::unpackm;
+  using Slot = void (*)(long long, const void *, const void *, void *, int);  // selector by value or pointer
+  auto *ttab = static_cast<void *const *>(oracle::stub(std::string("zyn_vex_kernel_") + row.t + row.stem + "_ttab"));
+  ASSERT_NE(ttab, nullptr);
+  std::mt19937_64 g(11);
+  for (int n : {0, -3, 1, 2, 3, 8, 9, 37}) {
+    const int m = std::max(n, 0);
+    for (int sel = 0; sel < (kStrided ? 5 : 3); ++sel) {
+      const long long inc = kStrided ? std::array<int, 5>{1, 2, -1, 0, 3}[sel] : 1;
+      const int span = kStrided ? m * static_cast<int>(std::max(inc, -inc)) + 1 : m + 1;  // the strided side
+      std::vector<int64_t> selector(m);
+      for (int i = 0; i < m; ++i) selector[i] = kMask ? (sel == 2 || (sel == 0 && (g() & 1))) : int64_t(g() % span);
+      // elements: random bits, a signalling NaN in each 4 bytes now and then
+      const auto fill = [&](std::vector<unsigned char> &v) {
+        for (size_t b = 0; b < v.size(); b += 4) {
+          const uint32_t w = (g() % 5 == 0) ? 0x7f800001u : static_cast<uint32_t>(g());
+          memcpy(&v[b], &w, 4);
+        }
+      };
+      std::vector<unsigned char> a((kPack ? span : m + 1) * E), y((kPack ? m + 1 : span) * E), want;
+      fill(a);
+      fill(y);
+      const ptrdiff_t base = inc < 0 ? static_cast<ptrdiff_t>(span - 1) * E : 0;  // where the strided side starts
+      unsigned char *pa = a.data() + (kPack && kStrided ? base : 0), *py = y.data() + (!kPack && kStrided ? base : 0);
+      want = y;
+      unsigned char *pw = want.data() + (py - y.data());
+      for (int i = 0, k = 0; i < m; ++i) {  // the defining loop
+        const ptrdiff_t s = static_cast<ptrdiff_t>(kStrided ? i * inc : selector[i]);
+        if (S == Shape::packi) memcpy(pw + i * E, pa + s * E, E);
+        if (S == Shape::packm && s) memcpy(pw + k++ * E, pa + i * E, E);
+        if (S == Shape::packv) memcpy(pw + i * E, pa + s * E, E);
+        if (S == Shape::unpacki) memcpy(pw + s * E, pa + i * E, E);
+        if (S == Shape::unpackm && s) memcpy(pw + i * E, pa + k++ * E, E);
+        if (S == Shape::unpackv) memcpy(pw + s * E, pa + i * E, E);
+      }
+      std::vector<int32_t> s32(selector.begin(), selector.end());
+      std::vector<int64_t> s64(selector);
+      if (kMask)
+        for (auto &v : s64) v <<= 32;
+      const long long junk = static_cast<long long>(0x5a5a5a5aULL << 32);
+      for (int lv = 0; lv < 3; ++lv)
+        for (int form = 0; form < 3; ++form) {
+          SCOPED_TRACE(std::string(kLevels[lv]) + " n " + std::to_string(n) + " selector " + std::to_string(sel) +
+                       " form " + std::to_string(form));
+          std::vector<unsigned char> out = y;
+          unsigned char *po = out.data() + (py - y.data());
+          const void *sp = kStrided ? nullptr : form == 2 ? static_cast<const void *>(s64.data()) : s32.data();
+          const long long nn = form == 1 ? (junk | static_cast<uint32_t>(n)) : n;
+          const long long ii = form == 1 ? (junk | static_cast<uint32_t>(static_cast<int>(inc))) : inc;
+          const void *x = kStrided ? reinterpret_cast<const void *>(ii) : sp;
+          _mm_setcsr(_mm_getcsr() & ~0x3fu);
+          if (form == 0) {  // the exported name: n and the stride as int
+            void *k = stub(row, "", lv);
+            if (kStrided && kPack) reinterpret_cast<void (*)(int, const void *, int, void *)>(k)(n, pa, static_cast<int>(inc), po);
+            if (kStrided && !kPack) reinterpret_cast<void (*)(int, const void *, void *, int)>(k)(n, pa, po, static_cast<int>(inc));
+            if (!kStrided && kPack) reinterpret_cast<void (*)(int, const void *, const void *, void *)>(k)(n, pa, sp, po);
+            if (!kStrided && !kPack) reinterpret_cast<void (*)(int, const void *, void *, const void *)>(k)(n, pa, po, sp);
+          } else if (kPack) {
+            reinterpret_cast<Slot>(ttab[lv])(nn, pa, x, po, form);
+          } else {
+            reinterpret_cast<void (*)(long long, const void *, void *, const void *, int)>(ttab[lv])(nn, pa, po, x, form);
+          }
+          EXPECT_EQ(_mm_getcsr() & 0x3fu, 0u) << "a flag was raised";
+          ASSERT_TRUE(out == want) << "the destination differs from the loop's";
+        }
     }
   }
 }

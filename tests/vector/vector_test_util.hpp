@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,17 @@ struct Special {
   double rel = 0;
   unsigned levels = 7;
 };
+
+// The status C's pow reports for x^b with result r (Powx, Pow).
+template <class T>
+int pow_status(T x, T b, T r) {
+  if (!std::isfinite(x) || !std::isfinite(b)) return 0;
+  if (x == 0 && b < 0) return STATUS_SINGULARITY;
+  if (x < 0 && std::trunc(b) != b) return STATUS_DOMAIN;
+  if (std::isinf(r)) return STATUS_OVERFLOW;
+  if (std::fabs(r) < std::numeric_limits<T>::min() && x != 0) return STATUS_UNDERFLOW;
+  return 0;
+}
 
 template <class T>
 T run_case(Shape shape, void *k, const Special &c) {

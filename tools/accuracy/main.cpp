@@ -115,7 +115,10 @@ int main(int argc, char **argv) {
             count, over);
     fprintf(o, "EP figures in ulp are not targets: EP is held to its good bits. `SinCos` rows show the worse "
                "of its two results. `Powx(0.6667)` is measured against x^(2/3): Powx gives the type's nearest "
-               "value to 2/3 to `Pow2o3`. A row with one kernel for several levels repeats its figures. Not "
+               "value to 2/3 to `Pow2o3`. `Pow` and `Powr` pair each base with exponents that put the result "
+               "anywhere from below the underflow to beyond the overflow, densely next to both. `LGamma` below 0 "
+               "is measured in ulp of max(|lgamma x|, 1): absolute next to its negative zeros, where the "
+               "reflection's terms cancel. A row with one kernel for several levels repeats its figures. Not "
                "swept here and checked against the C library in tests/vector/test_arith_*.cpp: `NextAfter`, "
                "`Modf`, `LinearFrac`.\n\n");
     fprintf(o, "| row | level | max ulp | at input | max rel | bits | bound |\n|---|---|---|---|---|---|---|\n");

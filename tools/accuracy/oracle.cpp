@@ -72,9 +72,9 @@ bool overflows(mpfr_srcptr r) {
   return over;
 }
 
-// Error of y against the exact value r.
+// Error of y against the exact value r; below `floor` the error is measured at floor.
 template <class T>
-Error error_of(mpfr_srcptr r, T yt, double zero_scale) {
+Error error_of(mpfr_srcptr r, T yt, double zero_scale, double floor = 0) {
   using Ty = Type<T>;
   const double y = yt;
   Error err;
@@ -92,10 +92,13 @@ Error error_of(mpfr_srcptr r, T yt, double zero_scale) {
     mpfr_abs(d, d, MPFR_RNDN);
     // relative to the result, but not below the type's smallest normal: denormal results
     // carry absolute error
-    const double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), zero_scale), std::ldexp(1.0, Ty::emin - 1));
+    const double scale = std::fmax(std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), zero_scale), floor),
+                                   std::ldexp(1.0, Ty::emin - 1));
+    double ulp = ulp_at(r, Ty::p, Ty::emin);
+    if (floor > 0) ulp = std::fmax(ulp, std::ldexp(1.0, std::ilogb(floor) + 1 - Ty::p));
     mpfr_t q;
     mpfr_init2(q, 64);
-    mpfr_div_d(q, d, ulp_at(r, Ty::p, Ty::emin), MPFR_RNDN);
+    mpfr_div_d(q, d, ulp, MPFR_RNDN);
     err.ulp = mpfr_get_d(q, MPFR_RNDN);
     mpfr_div_d(q, d, scale, MPFR_RNDN);
     err.rel = mpfr_get_d(q, MPFR_RNDN);
@@ -110,7 +113,7 @@ Error error_generic(const Function &f, T y, double x, double x2) {
   mpfr_t r;
   mpfr_init2(r, kPrec);
   exact(f, r, x, x2);
-  Error e = error_of<T>(r, y, f.zero_scale);
+  Error e = error_of<T>(r, y, f.zero_scale, f.floor ? f.floor(x) : 0);
   mpfr_clear(r);
   return e;
 }
@@ -228,7 +231,7 @@ std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], cons
         else
           reinterpret_cast<void (*)(int, const T *, const T *, T *)>(k)(n, a, x2.data() + i0, y.data());
         for (size_t j = 0; j < m; ++j) {
-          worst[id][lv].take(error_of<T>(r[j], y[j], f.zero_scale), i0 + j, a[j], b_at(j));
+          worst[id][lv].take(error_of<T>(r[j], y[j], f.zero_scale, f.floor ? f.floor(a[j]) : 0), i0 + j, a[j], b_at(j));
           if (f.second) worst[id][lv].take(error_of<T>(r2[j], z[j], f.zero_scale), i0 + j, a[j], 0);
         }
       }
@@ -294,6 +297,11 @@ std::vector<RowSweep> rows_of(const Function &f, char type, size_t count, uint64
   std::vector<T> x2;
   if (f.arity == 2) {
     x2 = inputs<T>(f.dom[1], count, seed + 1);
+    if (f.pair) {
+      std::mt19937_64 g(seed + 2);
+      std::uniform_real_distribution<double> u01(0, 1);
+      for (size_t i = 0; i < count; ++i) x2[i] = static_cast<T>(f.pair(x[i], u01(g), std::is_same_v<T, float>));
+    }
     x2.resize(x.size(), T(1.5));
     // the points and specials pair with a spread of second arguments
     for (size_t i = count; i < x.size(); ++i) x2[i] = x2[(i * 7919) % count];

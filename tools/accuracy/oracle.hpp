@@ -56,6 +56,14 @@ struct Function {
   // The second result of a two-result row (SinCos: kernel(n, a, y, z), y = f1(a), z =
   // second(a)); a sweep reports the worse of the two.
   Mpfr1 second = nullptr;
+  // The second argument of a two-argument row drawn for each first one, from u uniform in
+  // [0, 1) (Pow: exponents that spread x^b from below the underflow to beyond the overflow of
+  // the type); without it the second arguments come from dom[1].
+  double (*pair)(double x, double u, bool single) = nullptr;
+  // A size below which errors are absolute, by argument: both measures are taken at
+  // max(|f|, floor(x)) (LGamma: 1 for x < 0, where the reflection's terms cancel near its
+  // negative zeros).
+  double (*floor)(double x) = nullptr;
 };
 
 // All functions the oracle knows, in the order they were registered.

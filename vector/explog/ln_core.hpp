@@ -33,11 +33,6 @@ inline double p8(double d) {
   return p;
 }
 
-// Quotients that must be computed at run time, to produce the IEEE result and raise the flag.
-inline double runtime_div(double a, double b) {
-  asm volatile("" : "+x"(a), "+x"(b));
-  return a / b;
-}
 
 // The scalar path of the LA and HA kernels and of the single kernels: any double, result and
 // status. Error below 0.51 ulp.
@@ -105,66 +100,85 @@ inline __m128d ln_biased_exponent(__m128d x) {
   return _mm_cvtepi32_pd(_mm_shuffle_epi32(e, _MM_SHUFFLE(3, 1, 2, 0)));
 }
 
-// ln x = hi + lo for a positive normal x whose biased exponent is k (a caller that scaled x
-// passes k with its adjustment). The significand m in [2^-10, 2^-9) meets a reciprocal r, an
-// integer in [512, 1024] from the hardware estimate, so that u = m r - 1 is below 2^-9.
-//   HA: r rounded by adding 1.5 * 2^52; the table's high part with k * LN2_HIGH is exact; hi
-//       and lo come from two-sums, lo below 2^-52 |hi|.
-//   LA: r rounded by the round instruction; exponent offset 1022/1023 so that hi is 0 near 1.
+// The reduction of the LA and HA parts below: the significand m in [2^-10, 2^-9) meets a
+// reciprocal r, an integer in [512, 1024] from the hardware estimate (rounded by the round
+// instruction at LA, by adding 1.5 * 2^52 at HA), u = m r - 1 (|u| < 2^-9) from the exact
+// product of m's high 27 bits, ln(1 + u) - u = p, and the table entries j = r - 512.
 // kTaylor replaces Ln's degree-5 polynomial, whose coefficients are tuned for absolute error
 // over the whole interval, by ln(1 + u) to degree 6 with exact Taylor coefficients: below
 // 2^-66 absolute and 2^-58 relative also where u is small, that is near 1.
-template <bool kHa, bool kTaylor = false>
-inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
+struct LnReduced {
+  __m128d rr, u, p;
+  int j0, j1;
+};
+template <bool kHa, bool kTaylor>
+inline LnReduced ln_reduce(__m128d x) {
   using V = __m128d;
   const V mant = _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL));
   V m = _mm_or_pd(_mm_and_pd(x, mant), _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
   V rd = _mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m)));
-  V rr;
+  LnReduced r;
   if constexpr (kHa) {
     const V shifter = _mm_set1_pd(0x1.8p52);
-    rr = _mm_sub_pd(_mm_add_pd(rd, shifter), shifter);
+    r.rr = _mm_sub_pd(_mm_add_pd(rd, shifter), shifter);
   } else {
-    rr = _mm_round_pd(rd, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+    r.rr = _mm_round_pd(rd, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
   }
   V mh = _mm_and_pd(m, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(0xfffffffffc000000ULL))));
   V ml = _mm_sub_pd(m, mh);
-  V uh = _mm_sub_pd(_mm_mul_pd(mh, rr), _mm_set1_pd(1.0));
-  V ul = _mm_mul_pd(ml, rr);
+  V uh = _mm_sub_pd(_mm_mul_pd(mh, r.rr), _mm_set1_pd(1.0));
+  V ul = _mm_mul_pd(ml, r.rr);
+  // u = uh + ul is exact: uh is a multiple of 2^-36 (mh has 27 bits from 2^-10, r is an
+  // integer), ul one of 2^-62, and |u| < 2^-9. So near 1, where uh and ul cancel and the
+  // table's part is 0, u keeps every bit.
   V u = _mm_add_pd(uh, ul);
   V u2 = _mm_mul_pd(u, u);
-  V p;
   if constexpr (kTaylor) {
     V a = _mm_add_pd(_mm_set1_pd(-0.5), _mm_mul_pd(_mm_set1_pd(1.0 / 3), u));
     V b = _mm_add_pd(_mm_set1_pd(-0.25), _mm_mul_pd(_mm_set1_pd(0.2), u));
-    p = _mm_mul_pd(u2, _mm_add_pd(a, _mm_mul_pd(u2, _mm_add_pd(b, _mm_mul_pd(u2, _mm_set1_pd(-1.0 / 6))))));
+    r.p = _mm_mul_pd(u2, _mm_add_pd(a, _mm_mul_pd(u2, _mm_add_pd(b, _mm_mul_pd(u2, _mm_set1_pd(-1.0 / 6))))));
   } else {
-    p = _mm_mul_pd(u2, _mm_add_pd(_mm_add_pd(_mm_set1_pd(kC2), _mm_mul_pd(_mm_set1_pd(kC3), u)),
-                                  _mm_mul_pd(u2, _mm_add_pd(_mm_set1_pd(kC4), _mm_mul_pd(_mm_set1_pd(kC5), u)))));
+    r.p = _mm_mul_pd(u2, _mm_add_pd(_mm_add_pd(_mm_set1_pd(kC2), _mm_mul_pd(_mm_set1_pd(kC3), u)),
+                                    _mm_mul_pd(u2, _mm_add_pd(_mm_set1_pd(kC4), _mm_mul_pd(_mm_set1_pd(kC5), u)))));
   }
+  r.u = u;
   // table entry j = r - 512, from the bits of r
-  __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
-  int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
+  __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(r.rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
+  r.j0 = _mm_cvtsi128_si32(j);
+  r.j1 = _mm_extract_epi32(j, 2);
+  return r;
+}
+
+// The HA table's part of ln x for biased exponent k: y = k LN2_HIGH + high, exact and on the
+// 2^-37 grid (0 next to 1), and low = k LN2_LOW + low.
+inline void ln_ha_table(const LnReduced &r, __m128d k, __m128d &y, __m128d &low) {
+  __m128d e0 = _mm_load_pd(ln_ha[r.j0]), e1 = _mm_load_pd(ln_ha[r.j1]);  // (high, low) pairs
+  y = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), _mm_unpacklo_pd(e0, e1));  // exact
+  low = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaLow)), _mm_unpackhi_pd(e0, e1));
+}
+
+// ln x = hi + lo for a positive normal x whose biased exponent is k (a caller that scaled x
+// passes k with its adjustment), from the reduction above.
+//   HA: the table's high part with k * LN2_HIGH is exact; hi and lo come from a two-sum, lo
+//       below 2^-52 |hi|.
+//   LA: exponent offset 1022/1023 so that hi is 0 near 1.
+template <bool kHa, bool kTaylor = false>
+inline void ln_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
+  using V = __m128d;
+  const LnReduced r = ln_reduce<kHa, kTaylor>(x);
   if constexpr (kHa) {
-    V e0 = _mm_load_pd(ln_ha[j0]), e1 = _mm_load_pd(ln_ha[j1]);  // (high, low) pairs
-    V th = _mm_unpacklo_pd(e0, e1), tl = _mm_unpackhi_pd(e0, e1);
-    V y = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaHigh)), th);  // exact
-    V low = _mm_add_pd(_mm_mul_pd(k, _mm_set1_pd(kLn2HaLow)), tl);
-    // u = uh + ul is exact: uh is a multiple of 2^-36 (mh has 27 bits from 2^-10, r is an
-    // integer), ul one of 2^-62, and |u| < 2^-9. So near 1, where uh and ul cancel and y is
-    // 0, u keeps every bit. y and u are added with the rounding error kept.
-    V s, err;
-    two_sum(y, u, s, err);
-    V t = _mm_add_pd(_mm_add_pd(low, err), p);
+    V y, low, s, err;
+    ln_ha_table(r, k, y, low);
+    two_sum(y, r.u, s, err);  // y and u added with the rounding error kept
     hi = s;
-    lo = t;
+    lo = _mm_add_pd(_mm_add_pd(low, err), r.p);
   } else {
-    V t = _mm_setr_pd(ln_la[j0], ln_la[j1]);
+    V t = _mm_setr_pd(ln_la[r.j0], ln_la[r.j1]);
     // exponent offset 1023 above r = 724, else 1022
-    V big = _mm_cmpgt_pd(rr, _mm_set1_pd(724.0));
+    V big = _mm_cmpgt_pd(r.rr, _mm_set1_pd(724.0));
     V off = _mm_or_pd(_mm_and_pd(big, _mm_set1_pd(1023.0)), _mm_andnot_pd(big, _mm_set1_pd(1022.0)));
     hi = _mm_add_pd(_mm_mul_pd(_mm_sub_pd(k, off), _mm_set1_pd(kLn2La)), t);
-    lo = _mm_add_pd(u, p);  // hi is 0 near 1, where u + p is the result
+    lo = _mm_add_pd(r.u, r.p);  // hi is 0 near 1, where u + p is the result
   }
 }
 

@@ -26,27 +26,31 @@ struct Kernel {
   DExp d;
   double b;
   const char *name;
-  Kernel(double bb, double b_lo, const char *nm) : e(bb, b_lo), d(bb, b_lo), b(bb + b_lo), name(nm) {}
-  V eval(V x, int &bad) const {
-    if constexpr (sizeof(T) == 8)
-      return pow_d<kLevel>(x, d, bad);
-    else if constexpr (kLevel == Level::EP)
-      return pow_s_ep(x, static_cast<float>(b), bad);
-    else
-      return pow_s<kLevel>(x, b, bad);
+  __m128d bb2[2];  // b 128 for the single paths (exact), per pair of lanes
+  Kernel(double bb, double b_lo, const char *nm) : e(bb, b_lo), d(bb, b_lo), b(bb + b_lo), name(nm) {
+    bb2[0] = bb2[1] = _mm_set1_pd(b * 128);
   }
-  int scalar(T x, T *r) const {
+  V eval(const V *x, int &bad) const {
+    if constexpr (sizeof(T) == 8)
+      return pow_d<kLevel>(x[0], d, bad);
+    else if constexpr (kLevel == Level::EP)
+      return pow_s_ep(x[0], _mm_set1_ps(static_cast<float>(b)), bad);
+    else
+      return pow_s<kLevel>(x[0], bb2, bad);
+  }
+  int scalar(const T *x, T *r) const {
     constexpr double tiny = std::numeric_limits<T>::min(), huge = std::numeric_limits<T>::max();
     auto mag = [this](double ax, double *v) {
       if (!(ax >= tiny)) return false;
       int bad;
       alignas(16) T out[Simd<T>::L];
-      Simd<T>::store(out, eval(Simd<T>::set1(static_cast<T>(ax)), bad));
+      const V xv = Simd<T>::set1(static_cast<T>(ax));
+      Simd<T>::store(out, eval(&xv, bad));
       *v = out[0];
       return bad == 0;
     };
     double v;
-    int status = pow_element(x, e, tiny, huge, &v, mag);
+    int status = pow_element(x[0], e, tiny, huge, &v, mag);
     *r = static_cast<T>(v);
     return status;
   }
@@ -58,12 +62,12 @@ template <class T>
 void general(int level, double b, double b_lo, const char *name, int n, const T *a, ptrdiff_t inca, T *y,
              ptrdiff_t incy) {
   if constexpr (sizeof(T) == 8) {
-    if (level == 2 && std::fabs(b) <= 16.0) return run(Kernel<T, Level::EP>(b, b_lo, name), n, a, inca, y, incy);
-    return run(Kernel<T, Level::HA>(b, b_lo, name), n, a, inca, y, incy);
+    if (level == 2 && std::fabs(b) <= 16.0) return run(Kernel<T, Level::EP>(b, b_lo, name), n, {a}, {inca}, y, incy);
+    return run(Kernel<T, Level::HA>(b, b_lo, name), n, {a}, {inca}, y, incy);
   } else {
-    if (level == 1) return run(Kernel<T, Level::HA>(b, b_lo, name), n, a, inca, y, incy);
-    if (level == 2) return run(Kernel<T, Level::EP>(b, b_lo, name), n, a, inca, y, incy);
-    return run(Kernel<T, Level::LA>(b, b_lo, name), n, a, inca, y, incy);
+    if (level == 1) return run(Kernel<T, Level::HA>(b, b_lo, name), n, {a}, {inca}, y, incy);
+    if (level == 2) return run(Kernel<T, Level::EP>(b, b_lo, name), n, {a}, {inca}, y, incy);
+    return run(Kernel<T, Level::LA>(b, b_lo, name), n, {a}, {inca}, y, incy);
   }
 }
 

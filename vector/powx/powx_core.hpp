@@ -50,10 +50,13 @@ inline constexpr double kLn2Hi = 0x1.62e42fefa38p-1;  // 42 bits: k * kLn2Hi exa
 inline constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
 inline constexpr double kTwoThirdsHi = 0x1.5555555555555p-1, kTwoThirdsLo = 0x1.5555555555555p-55;
 
-// ln x = h + l for a positive finite x, relative error below 2^-65. x = 2^k m with m in
+inline constexpr double kTwoFifthsHi = 0x1.999999999999ap-2, kTwoFifthsLo = -0x1.999999999999ap-56;
+
+// ln x = h + l for a positive finite x, error below 2^-69 relative to |k ln2| + |ln m| (so that
+// b ln x stays within 2^-58 absolute up to the overflow of x^b). x = 2^k m with m in
 // [sqrt(1/2), sqrt(2)), s = (m - 1)/(m + 1) in double-double (|s| < 0.172), and
-// ln m = 2s + 2s^3/3 + s^5 (2/5 + 2s^2/7 + ...): the first two terms in double-double, the tail
-// (below 2^-12.5 of the sum) in double.
+// ln m = 2s + 2s^3/3 + 2s^5/5 + s^7 (2/7 + 2s^2/9 + ...): the first three terms in
+// double-double, the tail (below 2^-19.5) in double.
 inline DD ln_dd(double x) {
   int k;
   double m = std::frexp(x, &k);
@@ -70,14 +73,20 @@ inline DD ln_dd(double x) {
   s2.l += 2.0 * sh * sl;
   DD s3 = two_prod(s2.h, sh);
   s3.l += s2.h * sl + s2.l * sh;
+  DD s5 = two_prod(s3.h, s2.h);
+  s5.l += s3.h * s2.l + s3.l * s2.h;
   DD mid = two_prod(kTwoThirdsHi, s3.h);
   mid.l += kTwoThirdsHi * s3.l + kTwoThirdsLo * s3.h;
+  DD fifth = two_prod(kTwoFifthsHi, s5.h);
+  fifth.l += kTwoFifthsHi * s5.l + kTwoFifthsLo * s5.h;
   double t = s2.h;
   double tail = 2.0 / 23;
-  for (int j = 21; j >= 5; j -= 2) tail = tail * t + 2.0 / j;
-  tail *= s3.h * t;
-  DD lm = fast_two_sum(2.0 * sh, mid.h);
-  lm.l += 2.0 * sl + mid.l + tail;
+  for (int j = 21; j >= 7; j -= 2) tail = tail * t + 2.0 / j;
+  tail *= s5.h * t;
+  DD a = fast_two_sum(mid.h, fifth.h);
+  a.l += mid.l + fifth.l + tail;
+  DD lm = fast_two_sum(2.0 * sh, a.h);
+  lm.l += 2.0 * sl + a.l;
   lm = fast_two_sum(lm.h, lm.l);
   double kd = k;
   DD r = two_sum_dd(kd * kLn2Hi, lm.h);
@@ -123,6 +132,37 @@ struct Expo {
   }
 };
 
+// ax^y for a positive finite ax other than 1 and a finite nonzero y, in double, and its status:
+// the vector arithmetic through `mag` where it takes the element (a normal result), else the
+// double-double path; `tiny` and `huge` are the target type's smallest normal and largest finite.
+template <class Mag>
+inline int pow_finite(double ax, const Expo &e, double tiny, double huge, double *r, const Mag &mag) {
+  const double y = e.y, inf = HUGE_VAL;
+  double v;
+  if (mag(ax, &v)) {
+    // the vector arithmetic on a lane it takes: a normal result
+  } else if (std::fabs(y) > 0x1p65) {
+    // |ln ax| >= 2^-54 for ax != 1, so |y ln ax| > 2^11: the result overflows or underflows.
+    v = (ax > 1.0) == (y > 0.0) ? inf : 0.0;
+  } else {
+    DD l = ln_dd(ax);
+    DD p = two_prod(y, l.h);
+    p.l += y * l.l + e.lo * l.h;
+    if (p.h > 710.0)
+      v = inf;
+    else if (p.h < -746.0)
+      v = 0.0;
+    else
+      v = exp_dd(p.h, p.l);
+  }
+  // a single result rounds to infinity from FLT_MAX plus half its ulp; the double one already is
+  if (v > huge && (huge == DBL_MAX || std::isinf(static_cast<float>(v)))) v = inf;
+  *r = v;
+  if (v == inf) return STATUS_OVERFLOW;
+  if (v < tiny) return STATUS_UNDERFLOW;
+  return 0;
+}
+
 // x^y with the C special cases, in double; `tiny` and `huge` are the target type's smallest
 // normal and largest finite. `mag`, when given, computes |x|^y for a positive normal |x| and
 // returns false when it can't (the double-double path then does). Returns the status.
@@ -160,30 +200,14 @@ inline int pow_element(double x, const Expo &e, double tiny, double huge, double
     *r = std::nan("");
     return STATUS_DOMAIN;
   }
-  double v;
-  if (ax == 1.0) {
-    v = 1.0;  // x = -1 with an integer exponent
-  } else if (mag(ax, &v)) {
-    // the vector arithmetic on a lane it takes: a normal result
-  } else if (std::fabs(y) > 0x1p65) {
-    // |ln ax| >= 2^-54 for ax != 1, so |y ln ax| > 2^11: the result overflows or underflows.
-    v = (ax > 1.0) == (y > 0.0) ? inf : 0.0;
-  } else {
-    DD l = ln_dd(ax);
-    DD p = two_prod(y, l.h);
-    p.l += y * l.l + e.lo * l.h;
-    if (p.h > 710.0)
-      v = inf;
-    else if (p.h < -746.0)
-      v = 0.0;
-    else
-      v = exp_dd(p.h, p.l);
+  if (ax == 1.0) {  // x = -1 with an integer exponent
+    *r = neg ? -1.0 : 1.0;
+    return 0;
   }
-  if (v > huge) v = inf;  // the single result rounds to infinity; the double one already is
+  double v;
+  int status = pow_finite(ax, e, tiny, huge, &v, mag);
   *r = neg ? -v : v;
-  if (v == inf) return STATUS_OVERFLOW;
-  if (v < tiny) return STATUS_UNDERFLOW;
-  return 0;
+  return status;
 }
 
 // ---- double vector paths --------------------------------------------------------------------
@@ -194,6 +218,17 @@ enum class Level { LA, HA, EP };
 // split), and the rest of an exponent that is not a double (2/3).
 struct DExp {
   __m128d b, bh, bl, blo;
+  DExp() = default;
+  // One exponent per lane (Pow, Powr), |b| below 2^996 so that the split does not overflow.
+  static DExp lanes(__m128d y) {
+    DExp e;
+    const __m128d c = _mm_mul_pd(y, _mm_set1_pd(134217729.0));  // 2^27 + 1
+    e.b = y;
+    e.bh = _mm_sub_pd(c, _mm_sub_pd(c, y));
+    e.bl = _mm_sub_pd(y, e.bh);
+    e.blo = _mm_setzero_pd();
+    return e;
+  }
   explicit DExp(double y, double lo = 0.0) {
     double h, l;
     split(y, h, l);
@@ -333,9 +368,10 @@ inline __m128d exp2_128_s(__m128d t) {
 
 // x^b for four float lanes: x = 2^k z with z in [0.699, 1.398), log2 x = k + log2(1/c) +
 // log2(1 + r), r = z/c - 1 (one rounding, 2^-53), in double; t = 128 b log2 x and 2^(t/128) in
-// double, one rounding to float. `bad`: x not positive normal, |b log2 x| above 125, NaN.
+// double, one rounding to float. vb[h] holds 128 b (exact) for lanes 2h and 2h + 1. `bad`: x not
+// positive normal, |b log2 x| above 125, NaN.
 template <Level kLevel>  // HA or LA
-inline __m128 pow_s(__m128 x, double b, int &bad) {
+inline __m128 pow_s(__m128 x, const __m128d (&vb)[2], int &bad) {
   using V = __m128d;
   using D = SDegrees<kLevel>;
   __m128i ix = _mm_castps_si128(x);
@@ -348,7 +384,6 @@ inline __m128 pow_s(__m128 x, double b, int &bad) {
   __m128i k = _mm_srai_epi32(top, 23);
   alignas(16) int32_t ib[4];
   _mm_store_si128(reinterpret_cast<__m128i *>(ib), idx);
-  const V vb = _mm_set1_pd(b * 128);  // exact
   int outm = 0;
   V res[2];
   for (int h = 0; h < 2; ++h) {
@@ -357,7 +392,7 @@ inline __m128 pow_s(__m128 x, double b, int &bad) {
     V kd = _mm_cvtepi32_pd(h == 0 ? k : _mm_shuffle_epi32(k, _MM_SHUFFLE(3, 2, 3, 2)));
     V r = _mm_sub_pd(_mm_mul_pd(zd, _mm_unpacklo_pd(e0, e1)), _mm_set1_pd(1.0));
     V l2 = _mm_add_pd(_mm_add_pd(kd, _mm_unpackhi_pd(e0, e1)), _mm_mul_pd(r, log2_1p_over_r<D::kLog>(r)));
-    V t = _mm_mul_pd(vb, l2);
+    V t = _mm_mul_pd(vb[h], l2);
     outm |= _mm_movemask_pd(_mm_cmpnle_pd(abs_pd(t), _mm_set1_pd(kMaxArgS))) << (2 * h);
     res[h] = exp2_128_s(t);
   }
@@ -369,7 +404,7 @@ inline __m128 pow_s(__m128 x, double b, int &bad) {
 // s = (z - 1)/(z + 1), |s| < 0.167, to s^7 (truncation below 2^-23.9 relative; z - 1 exact, so
 // ln x keeps its relative accuracy next to 1); p = b ln x rounded to float (2^-17 absolute at
 // |p| = 86) and e^p by the float EP exponential (2^-16.4): 15 good bits.
-inline __m128 pow_s_ep(__m128 x, float b, int &bad) {
+inline __m128 pow_s_ep(__m128 x, __m128 b, int &bad) {
   using V = __m128;
   __m128i ix = _mm_castps_si128(x);
   __m128i d = _mm_sub_epi32(ix, _mm_set1_epi32(0x00800000));
@@ -383,7 +418,7 @@ inline __m128 pow_s_ep(__m128 x, float b, int &bad) {
   q = _mm_add_ps(_mm_set1_ps(1.0f / 3), _mm_mul_ps(s2, q));
   V ln = _mm_add_ps(_mm_mul_ps(k, _mm_set1_ps(0x1.62e43p-1f)),
                     _mm_mul_ps(_mm_add_ps(s, s), _mm_add_ps(_mm_set1_ps(1.0f), _mm_mul_ps(s2, q))));
-  V p = _mm_mul_ps(_mm_set1_ps(b), ln);
+  V p = _mm_mul_ps(b, ln);
   V out = _mm_cmpnle_ps(abs_ps(p), _mm_set1_ps(86.0f));
   bad = _mm_movemask_ps(_mm_or_ps(out, _mm_castsi128_ps(_mm_xor_si128(ok, _mm_set1_epi32(-1)))));
   return exp_float<false, false>(p);
@@ -391,12 +426,14 @@ inline __m128 pow_s_ep(__m128 x, float b, int &bad) {
 
 // ---- the loop -------------------------------------------------------------------------------
 
-// K: using T, V; static constexpr int L; V eval(V x, int &bad) const (lanewise);
-// int scalar(T x, T *r) const (any element; for one the vector path takes, the same bits);
+// K: using T, V; V eval(const V *x, int &bad) const (lanewise, one vector per input);
+// int scalar(const T *x, T *r) const (any element; for one the vector path takes, the same bits);
 // const char *name. Elements one vector at a time; bad lanes through the scalar path and the
-// reporter, whose value (possibly set by the callback) is what is stored.
-template <class K>
-void run(const K &k, int n, const typename K::T *a, ptrdiff_t inca, typename K::T *y, ptrdiff_t incy) {
+// reporter, whose value (possibly set by the callback) is what is stored. NI inputs: the base
+// (Powx) or the base and the exponent (Pow, Powr); filler lanes hold 1.
+template <class K, int NI>
+void run(const K &k, int n, const typename K::T *const (&in)[NI], const ptrdiff_t (&inc)[NI], typename K::T *y,
+         ptrdiff_t incy) {
   using T = typename K::T;
   using S = Simd<T>;
   constexpr int L = S::L;
@@ -404,12 +441,16 @@ void run(const K &k, int n, const typename K::T *a, ptrdiff_t inca, typename K::
   alignas(16) T buf[L];
   for (int i0 = 0; i0 < n; i0 += L) {
     int count = n - i0 < L ? n - i0 : L;
-    typename S::V x;
-    if (inca == 1 && count == L) {
-      x = S::load(a + i0);
-    } else {
-      for (int j = 0; j < L; ++j) buf[j] = j < count ? a[(i0 + j) * inca] : T(1);
-      x = S::load(buf);
+    typename S::V x[NI];
+    bool unit = true;
+    for (int m = 0; m < NI; ++m) {
+      unit = unit && inc[m] == 1;
+      if (inc[m] == 1 && count == L) {
+        x[m] = S::load(in[m] + i0);
+      } else {
+        for (int j = 0; j < L; ++j) buf[j] = j < count ? in[m][(i0 + j) * inc[m]] : T(1);
+        x[m] = S::load(buf);
+      }
     }
     int bad;
     typename S::V r = k.eval(x, bad);
@@ -422,13 +463,14 @@ void run(const K &k, int n, const typename K::T *a, ptrdiff_t inca, typename K::
     while (bad != 0) {
       int j = __builtin_ctz(bad);
       bad &= bad - 1;
-      T v;
-      int status = k.scalar(a[(i0 + j) * inca], &v);
+      T v, xs[NI];
+      for (int m = 0; m < NI; ++m) xs[m] = in[m][(i0 + j) * inc[m]];
+      int status = k.scalar(xs, &v);
       buf[j] = v;
       if (status != 0) {
         T *out = y + (i0 + j) * incy;
         *out = v;
-        report(status, i0 + j, a, a, y, y, k.name);
+        report(status, i0 + j, in[0], in[NI - 1], y, y, k.name);
         buf[j] = *out;
       }
     }

@@ -98,10 +98,5 @@ inline int outside_s(__m128 x, uint32_t lo, uint32_t hi) {
 // Lanes outside the normal single range [2^-126, FLT_MAX].
 inline int not_normal_s(__m128 x) { return outside_s(x, 0x00800000u, 0x7f7fffffu); }
 
-// Quotients that must be computed at run time, to produce the IEEE result and raise the flag.
-inline double runtime_div(double a, double b) {
-  asm volatile("" : "+x"(a), "+x"(b));
-  return a / b;
-}
 
 }  // namespace zyn::vk

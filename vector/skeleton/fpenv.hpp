@@ -29,6 +29,12 @@ inline constexpr uint32_t kMxcsrKeep = 0x1f80;
 // Keeps the compiler from moving floating-point work across a change of MXCSR or x87 state.
 inline void fp_barrier() { asm volatile("" ::: "memory"); }
 
+// Quotients that must be computed at run time, to produce the IEEE result and raise the flag.
+inline double runtime_div(double a, double b) {
+  asm volatile("" : "+x"(a), "+x"(b));
+  return a / b;
+}
+
 template <X87Kind XK, MxKind MK>
 class FpScope {
  public:
