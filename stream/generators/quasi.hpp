@@ -112,7 +112,8 @@ inline void xor_row(uint32_t *x, const uint32_t *row, int n) {
 // Components j0 .. j0 + len of p points from count c, kept in xs, written at at + k dim + j.
 template <class Out>
 void stripe_points(const View &w, uint32_t *xs, int j0, int len, uint32_t c, int p, int at,
-                   const Out &out) {
+                   const Out &o) {
+  const Out out = o;
   const int d = w.h->dim;
   for (int k = 0; k < p; ++k, at += d, ++c) {
     emit_words(out, at + j0, xs, len);
@@ -127,7 +128,8 @@ void stripe_points(const View &w, uint32_t *xs, int j0, int len, uint32_t c, int
 
 // Dimensions 1 to 15: the point lives in registers.
 template <int D, class Out>
-void small_points(const View &w, int p, int at, const Out &out) {
+void small_points(const View &w, int p, int at, const Out &o) {
+  const Out out = o;  // a local copy: the stores can't alias it
   uint32_t x[D];
   std::memcpy(x, w.x, sizeof x);
   uint32_t c = w.h->count;
