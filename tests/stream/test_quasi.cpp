@@ -228,9 +228,10 @@ TEST(Quasi, ThreadStripes) {
     for (auto [d, points] : std::vector<std::pair<uint32_t, int>>{{1000, 64}, {4000, 8}, {70, 3}}) {
       const Words t = random_table(d);
       Stream st(id, t);
-      Words r = st.ints(d / 2), whole = st.ints(d - d / 2 + points * d);  // a part, then whole points
+      Words r = st.ints(d / 2), whole = st.ints(d - d / 2 + points * d), next = st.ints(d);  // a part, whole points, one more
       r.insert(r.end(), whole.begin(), whole.end());
-      EXPECT_EQ(r, model_points(t, 1, points + 1)) << id << " dim " << d;
+      r.insert(r.end(), next.begin(), next.end());
+      EXPECT_EQ(r, model_points(t, 1, points + 2)) << id << " dim " << d;
     }
 }
 
