@@ -214,7 +214,9 @@ TEST(Quasi, SkipAhead) {
   const uint64_t one = 1;
   EXPECT_EQ(__rnxSkipAheadStream(st, (uint64_t{1} << 32) * 3), RNX_STATUS_NO_SKIP);
   EXPECT_EQ(__rnxSkipAheadStreamEx(st, 1, &one), RNX_STATUS_NO_SKIP_EX);
-  ASSERT_EQ(__rnxSkipAheadStream(st, uint64_t{0xFFFFFFF0} * 3), 0);  // count 0xFFFFFFF1
+  ASSERT_EQ(__rnxSkipAheadStream(st, 3 * 1000), 0);
+  EXPECT_EQ(st.state<uint32_t>(3), 0u);  // a multiple of the dimension: no pending part
+  ASSERT_EQ(__rnxSkipAheadStream(st, uint64_t{0xFFFFFC08} * 3), 0);  // count 0xFFFFFFF1
   double r[15];
   float f[15];
   Words w(15);
