@@ -50,18 +50,6 @@ Words random_table(uint32_t d) {
 
 int deg(uint32_t p) { return 31 - __builtin_clz(p); }
 
-// The test's own list of irreducible polynomials over GF(2), by trial division.
-Words irreducibles(int n) {
-  Words r;
-  for (uint32_t p = 2; int(r.size()) < n; ++p) {
-    uint32_t a = 1;  // the remainder by the last divisor tried
-    for (uint32_t q = 2; a != 0 && 2 * deg(q) <= deg(p); ++q)
-      for (a = p; a != 0 && deg(a) >= deg(q);) a ^= q << (deg(a) - deg(q));
-    if (a != 0) r.push_back(p);
-  }
-  return r;
-}
-
 TEST(Quasi, GslPointsAndPublished) {
   const int kPoints = 10000;
   for (bool sobol : {true, false}) {
@@ -86,7 +74,12 @@ TEST(Quasi, GslPointsAndPublished) {
 // Every dimension's leading m x m block of its generator matrix is non-singular for m a multiple
 // of its polynomial's degree; the built-in list is the test's own list of irreducibles.
 TEST(Quasi, NiederrMatrices) {
-  const Words polys = irreducibles(318);
+  Words polys;  // irreducible over GF(2) by trial division
+  for (uint32_t p = 2, a = 1; polys.size() < 318; ++p, a = 1) {
+    for (uint32_t q = 2; a != 0 && 2 * deg(q) <= deg(p); ++q)  // a: the remainder by the last q
+      for (a = p; a != 0 && deg(a) >= deg(q);) a ^= q << (deg(a) - deg(q));
+    if (a != 0) polys.push_back(p);
+  }
   EXPECT_EQ(polys.back(), 3047u);
   Stream st(RNX_BRNG_NIEDERR, {318});
   const Words t = table_of(st, 318);
@@ -219,9 +212,9 @@ TEST(Quasi, SkipAhead) {
   ASSERT_EQ(__rnxSkipAheadStream(st, uint64_t{0xFFFFFC08} * 3), 0);  // count 0xFFFFFFF1
   double r[15];
   float f[15];
-  Words w(15);
-  EXPECT_EQ(st.row().iGen(st, 15, w.data()) | st.row().dGen(st, 15, r, 0, 1) | st.row().sGen(st, 15, f, 0, 1), RNX_STATUS_QRNG_END);
-  EXPECT_EQ(st.row().iGen(st, 14, w.data()), 0);
+  uint32_t w[15];
+  EXPECT_EQ(st.row().iGen(st, 15, w) | st.row().dGen(st, 15, r, 0, 1) | st.row().sGen(st, 15, f, 0, 1), RNX_STATUS_QRNG_END);
+  EXPECT_EQ(st.row().iGen(st, 14, w), 0);
 }
 
 // Wide points run in stripes on the pool when there is one; the output is the model's.
@@ -230,9 +223,11 @@ TEST(Quasi, ThreadStripes) {
     for (auto [d, points] : std::vector<std::pair<uint32_t, int>>{{1000, 64}, {4000, 8}, {70, 3}}) {
       const Words t = random_table(d);
       Stream st(id, t);
-      Words r = st.ints(d / 2), whole = st.ints(d - d / 2 + points * d), next = st.ints(d);  // a part, whole points, one more
-      r.insert(r.end(), whole.begin(), whole.end());
-      r.insert(r.end(), next.begin(), next.end());
+      Words r;
+      for (uint32_t n : {d / 2, d - d / 2 + points * d, d}) {  // a part, whole points, one more
+        const Words w = st.ints(int(n));
+        r.insert(r.end(), w.begin(), w.end());
+      }
       EXPECT_EQ(r, model_points(t, 1, points + 2)) << id << " dim " << d;
     }
 }
@@ -247,8 +242,7 @@ TEST(Quasi, CopiesShareTheTable) {
     const StreamChunk *c = a.s->chunks;
     while (c->id != RNX_CHUNK_SOBOL_DIRECTIONS) c = c->next;
     GlobRODataTableEntry *e = nullptr;
-    ASSERT_EQ(__rnxFindGlobRODataTableEntry(&e, c->sharedId), 0);
-    EXPECT_EQ(e->refCount, 2);
+    EXPECT_TRUE(__rnxFindGlobRODataTableEntry(&e, c->sharedId) == 0 && e->refCount == 2);
     b.ints(70);
   }
   EXPECT_EQ(a.ints(100), model_points(t, 1, 2));
