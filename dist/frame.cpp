@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "frame/core_link.hpp"
+#include "vector/explog/ln_core.hpp"
 
 namespace zyn::dist {
 
@@ -130,5 +131,44 @@ void ScaleShift(T *r, int n, T s, T a) {
 }
 template void ScaleShift<float>(float *, int, float, float);
 template void ScaleShift<double>(double *, int, double, double);
+
+// ==== transformation and gamma families =====================================================
+
+template <class T>
+int LogCallback(ErrorContext *c) {
+  if (c->code == STATUS_SINGULARITY) c->res1 = c->res2 = Constants<T>::kLnZero;
+  return 0;
+}
+template int LogCallback<float>(ErrorContext *);
+template int LogCallback<double>(ErrorContext *);
+
+template <class T>
+T ScalarLn(T x) {
+  double y;
+  if (vk::ln_scalar_d(static_cast<double>(x), &y) == STATUS_SINGULARITY) return Constants<T>::kLnZero;
+  return static_cast<T>(y);
+}
+template float ScalarLn<float>(float);
+template double ScalarLn<double>(double);
+
+template <class T>
+void ScalarLn2(T a, T b, T *ln_a, T *ln_b) {
+  const __m128d x = _mm_setr_pd(static_cast<double>(a), static_cast<double>(b));
+  if (vk::bad_not_positive_normal(x) != 0) {
+    *ln_a = ScalarLn(a);
+    *ln_b = ScalarLn(b);
+    return;
+  }
+  __m128d hi, lo;
+  vk::ln_parts<true>(x, vk::ln_biased_exponent(x), hi, lo);
+  alignas(16) double y[2];
+  _mm_store_pd(y, _mm_add_pd(hi, lo));
+  *ln_a = static_cast<T>(y[0]);
+  *ln_b = static_cast<T>(y[1]);
+}
+template void ScalarLn2<float>(float, float, float *, float *);
+template void ScalarLn2<double>(double, double, double *, double *);
+
+// ==== end of transformation and gamma families ==============================================
 
 }  // namespace zyn::dist

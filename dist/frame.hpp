@@ -106,6 +106,11 @@ ZYN_DIST_ROW(SinCos)
 ZYN_DIST_ROW(ErfInv)
 ZYN_DIST_ROW(Exp)
 }  // namespace row
+// ---- rows of the transformation and gamma families
+namespace row {
+ZYN_DIST_ROW(Tan)
+ZYN_DIST_ROW(Powx)
+}  // namespace row
 #undef ZYN_DIST_ROW
 
 // ---- streams -------------------------------------------------------------------------------
@@ -126,5 +131,78 @@ int CarryChunk(StreamState *stream, int id, int count, T init, T **data);
 // r[i] = r[i] * s + a. The same results whatever the alignment of r.
 template <class T>
 void ScaleShift(T *r, int n, T s, T a);
+
+// ==== transformation and gamma families =====================================================
+
+// Rejection samplers: ln(0) (a singularity) gives kLnZero, in place or not; every other report,
+// such as an exponential's underflow to 0, leaves the kernel's result.
+template <class T>
+int LogCallback(ErrorContext *c);
+
+// The mode and callback steps of the frame alone, without the control words.
+template <class Work>
+int ModeFramed(VexErrorCallBack callback, Work &&work) {
+  const unsigned mode = _vexSetMode(VEX_ERRMODE_CALLBACK);
+  const VexErrorCallBack old = _vexSetErrorCallBack(callback);
+  const int status = work();
+  _vexSetErrorCallBack(old);
+  _vexSetMode(mode);
+  return status;
+}
+
+// One-element kernel calls for set-ups, once a call: HA for double, LA for single.
+template <class T>
+inline constexpr int kSetupLevel = std::is_same_v<T, double> ? kHA : kLA;
+template <class T>
+T SetupLn(T x) {
+  T y;
+  CallKernel(row::Ln<T>(kSetupLevel<T>), 1, &x, &y);
+  return y;
+}
+template <class T>
+T SetupExp(T x) {
+  T y;
+  CallKernel(row::Exp<T>(kSetupLevel<T>), 1, &x, &y);
+  return y;
+}
+
+// The scalar logarithms of rare acceptance tests inside a loop, without a kernel call, a report
+// or a mode change; ln 0 gives kLnZero as the frame's callbacks do. ScalarLn is the Ln kernels'
+// scalar path (below 0.51 ulp in double); ScalarLn2 takes ln a and ln b at once by the HA
+// kernel's vector step (below 1 ulp), lanes not positive normal by ScalarLn.
+template <class T>
+T ScalarLn(T x);
+template <class T>
+void ScalarLn2(T a, T b, T *ln_a, T *ln_b);
+
+// r[i] = max(lo, r[i] * s + a): location and scale with a bound that rounding can't cross.
+template <class T>
+void ScaleShiftAtLeast(T *r, int n, T s, T a, T lo) {
+  for (int i = 0; i < n; ++i) {
+    const T x = r[i] * s + a;
+    r[i] = lo < x ? x : lo;
+  }
+}
+
+// p Box-Muller pairs of uniforms uv (u at even, v at odd places) into 2p normal numbers, sine
+// half first, p <= kBlock / 2; defined with the Gaussian family.
+template <class T>
+void BothHalves(int p, const T *uv, T *out);
+
+// Exported entries that other samplers call, by precision.
+inline int RngGaussian(int m, StreamState *s, int n, double *r, double a, double sigma) {
+  return _rnxdRngGaussian(m, s, n, r, a, sigma);
+}
+inline int RngGaussian(int m, StreamState *s, int n, float *r, float a, float sigma) {
+  return _rnxsRngGaussian(m, s, n, r, a, sigma);
+}
+inline int RngExponential(int m, StreamState *s, int n, double *r, double a, double beta) {
+  return _rnxdRngExponential(m, s, n, r, a, beta);
+}
+inline int RngExponential(int m, StreamState *s, int n, float *r, float a, float beta) {
+  return _rnxsRngExponential(m, s, n, r, a, beta);
+}
+
+// ==== end of transformation and gamma families ==============================================
 
 }  // namespace zyn::dist

@@ -44,6 +44,8 @@ int BoxMuller(StreamState *stream, int n, T *r, T a, T sigma) {
   return status;
 }
 
+}  // namespace
+
 // Both numbers of p pairs of uniforms uv (u at even, v at odd places), sine half first:
 // out[2k] = sqrt(-2 ln u_k) sin(2 pi v_k), out[2k + 1] the same with cos. A single pair goes
 // through the same kernels as a block, so a pair split by a call boundary gives the numbers it
@@ -62,6 +64,10 @@ void BothHalves(int p, const T *uv, T *out) {
     out[2 * k + 1] = v[k] * c[k];
   }
 }
+template void BothHalves<float>(int, const float *, float *);
+template void BothHalves<double>(int, const double *, double *);
+
+namespace {
 
 // GaussianMethodBoxMuller2: both numbers of each pair. A call that ends halfway through a pair
 // keeps the pair's raw uniforms in the stream's carry chunk (u1 = -1 means none pending) and the

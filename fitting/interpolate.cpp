@@ -4,34 +4,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "fitting/search.hpp"
+#include "fitting/evaluate.hpp"
 
 namespace zyn::df {
 
 namespace {
-
-enum Kind { kTwo, kThree, kThreeKnots, kFour, kGeneral, kCallbacks };
-
-// The evaluation kind from splineOrder and splineType, or -1 for a refusal.
-int choose_kind(int64_t order, int64_t type, bool callbacks) {
-  if (order == DF_PP_LINEAR) return kTwo;
-  if (order == DF_PP_QUADRATIC) {
-    if (type == DF_PP_DEFAULT) return kThree;
-    if (type == DF_PP_SUBBOTIN) return kThreeKnots;
-    return -1;
-  }
-  if (order == DF_PP_CUBIC) {
-    const bool ok = type == 0 || type == 2 || type == 3 || type == 4 || type == 5 || type == 9;
-    return ok ? kFour : -1;
-  }
-  if (order > DF_PP_CUBIC) return kGeneral;
-  if (order == DF_PP_STD) {
-    // The lookup and stepwise kinds (types 6, 7, 8) are not built: refused like an unknown type.
-    if (type == DF_PP_LOOKUP || type == DF_PP_CR_STEPWISE || type == DF_PP_CL_STEPWISE) return -1;
-    return callbacks ? kCallbacks : -1;
-  }
-  return -1;
-}
 
 // Where result (function f, site i, derivative slot j) goes: r[f*fs + i*ss + j*ds].
 struct Layout {
@@ -54,10 +31,7 @@ struct Eval {
   const DfTask *t;
   int kind;
   int64_t nx, ny, order;
-  const T *x;
-  bool uni;
-  T step;
-  const T *knots;    // kThreeKnots: the nx - 1 knots (or null for midpoints)
+  Pieces<T> pc;
   bool der[4];
   int64_t k;
   Layout lay;
@@ -65,45 +39,6 @@ struct Eval {
   InterpCallback<T> cb[3];  // left, right, interior
   void *cbp[3];
 };
-
-// Pieces and left ends of a block, before any evaluation.
-template <class T>
-void pieces(const Eval<T> &e, int64_t n, const T *site, const int64_t *cell, int64_t *piece,
-            T *left) {
-  const int64_t nx = e.nx;
-  if (e.kind == kThreeKnots) {
-    for (int64_t i = 0; i < n; ++i) {
-      // Cells of this kind are bounded by the knots: count the knots at or below the site.
-      int64_t lo = 0, hi = nx - 1;
-      while (lo < hi) {
-        const int64_t m = (lo + hi) >> 1;
-        const T km = e.knots ? e.knots[m]
-                             : (e.uni ? (static_cast<T>(m) * e.step + e.x[0] +
-                                         static_cast<T>(m + 1) * e.step + e.x[0]) / T(2)
-                                      : (e.x[m] + e.x[m + 1]) / T(2));
-        if (km <= site[i]) lo = m + 1; else hi = m;
-      }
-      piece[i] = lo;
-      if (lo == 0) left[i] = e.x[0];
-      else if (e.knots) left[i] = e.knots[lo - 1];
-      else {
-        const int64_t m = lo - 1;
-        left[i] = e.uni ? (static_cast<T>(m) * e.step + e.x[0] + static_cast<T>(m + 1) * e.step +
-                           e.x[0]) / T(2)
-                        : (e.x[m] + e.x[m + 1]) / T(2);
-      }
-    }
-    return;
-  }
-  const T *c0 = static_cast<const T *>(e.t->coeff[0]);
-  for (int64_t i = 0; i < n; ++i) {
-    const int64_t c = cell[i];
-    const int64_t p = (c >= 1 ? c - 1 : 0) - (c > nx - 1 ? 1 : 0);
-    piece[i] = p;
-    left[i] = e.uni ? static_cast<T>(p) * e.step + e.x[0] : e.x[p];
-    __builtin_prefetch(c0 + e.order * p);
-  }
-}
 
 // Four coefficients: value and derivatives 1 to 3 of ((c3 t + c2) t + c1) t + c0.
 template <class T>
@@ -195,8 +130,6 @@ struct Job {
   const T *site;
   void *cell;
   bool wideCells, writeCells, evaluate;
-  int64_t blocksPerThread, blocks;
-  int status;
 };
 
 // Sites [i0, i0 + n): cells, pieces, evaluation. `position` carries Sorted's position.
@@ -220,7 +153,7 @@ int block(const Job<T> &j, int64_t i0, int64_t n, int64_t *position) {
   const Eval<T> &e = *j.e;
   T *r = e.r + i0 * e.lay.ss;
   if (e.kind == kCallbacks) return eval_callbacks(e, n, site, cell, r);
-  pieces(e, n, site, cell, piece, left);
+  e.pc.find(n, site, cell, piece, left);  // for the whole block, before any evaluation
   for (int64_t f = 0; f < e.ny; ++f) {
     T *rf = r + f * e.lay.fs;
     if (e.kind == kFour) eval_four(e, f, n, site, piece, left, rf);
@@ -238,14 +171,6 @@ int blocks(const Job<T> &j, int64_t b0, int64_t b1) {
       return st;
   }
   return 0;
-}
-
-template <class T>
-void worker(int thread, int threads, void *params) {
-  auto *j = static_cast<Job<T> *>(params);
-  const int64_t b0 = thread * j->blocksPerThread;
-  const int64_t b1 = thread + 1 == threads ? j->blocks : std::min(j->blocks, b0 + j->blocksPerThread);
-  if (int st = blocks(*j, b0, b1)) __atomic_store_n(&j->status, st, __ATOMIC_RELAXED);
 }
 
 template <class T>
@@ -270,47 +195,26 @@ int interpolate(DfTask *t, int64_t type, int64_t nsite, const T *site, int64_t s
   }
   if (nsite <= 0) return 0;
   if ((given || (type & DF_INTERP)) && kind != kCallbacks && !t->coeff) return DF_ERROR_NULL_COEFF;
-  Eval<T> e{};
-  e.t = t;
-  e.kind = kind;
-  e.nx = t->nx;
-  e.ny = t->ny < 1 ? 1 : t->ny;
-  e.order = t->splineOrder;
-  e.x = xs<T>(t);
-  e.uni = t->xHint == DF_PARTITION_UNIFORM;
-  e.step = e.uni ? (e.x[1] - e.x[0]) / static_cast<T>(e.nx - 1) : T(0);
-  e.knots = kind == kThreeKnots && !(t->icType & DF_IC_Q_KNOT_MIDPOINT)
-                ? static_cast<const T *>(t->ic) : nullptr;
+  Eval<T> e{t, kind, t->nx, t->ny < 1 ? 1 : t->ny, t->splineOrder, Pieces<T>(t, kind),
+            {}, 0, {}, r, {}, {}};
   for (int j = 0; j < 4; ++j) {
     e.der[j] = dorder ? (j < ndorder && dorder[j] != 0) : j == 0;
     e.k += e.der[j];
   }
   e.lay = layout(rHint, nsite, e.ny, e.k);
-  e.r = r;
   e.cb[0] = le, e.cb[1] = re, e.cb[2] = in;
   e.cbp[0] = leP, e.cbp[1] = reP, e.cbp[2] = inP;
   Job<T> j{&e, given ? nullptr : &plan, nsite, site, cell, t->indexWidth != 0,
-           (type & DF_CELL) && !given, given || (type & DF_INTERP), 0, 0, 0};
+           (type & DF_CELL) && !given, given || (type & DF_INTERP)};
   T *expanded = nullptr;
   if (siteHint == DF_UNIFORM_PARTITION_SITES) {
-    expanded = static_cast<T *>(allocate(static_cast<size_t>(nsite) * sizeof(T)));
-    if (!expanded) return DF_ERROR_MEM_FAILURE;
-    const T h = (site[1] - site[0]) / static_cast<T>(nsite - 1);
-    for (int64_t i = 0; i < nsite; ++i) expanded[i] = static_cast<T>(i) * h + site[0];
+    if (!(expanded = even_sites(nsite, site))) return DF_ERROR_MEM_FAILURE;
     j.site = expanded;
   }
-  j.blocks = (nsite + DF_INTERP_BLOCK - 1) / DF_INTERP_BLOCK;
-  const int64_t T_ = std::min<int64_t>(thread_count(th), j.blocks);
   const bool user = search != nullptr && !given;
-  int st;
-  if (T_ >= 2 && !user && kind != kCallbacks && th && th->run) {
-    j.blocksPerThread = (j.blocks + T_ - 1) / T_;
-    const int used = static_cast<int>((j.blocks + j.blocksPerThread - 1) / j.blocksPerThread);
-    th->run(used, used, &j, worker<T>);
-    st = j.status;
-  } else {
-    st = blocks(j, 0, j.blocks);
-  }
+  const int st = share_blocks(th, (nsite + DF_INTERP_BLOCK - 1) / DF_INTERP_BLOCK,
+                              !user && kind != kCallbacks,
+                              [&](int64_t b0, int64_t b1) { return blocks(j, b0, b1); });
   release(expanded);
   return st;
 }

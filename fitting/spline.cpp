@@ -1,9 +1,13 @@
-// Spline construction: linear, default cubic, natural cubic, quadratic.
+// Spline construction: linear, default cubic, natural cubic and Hyman's, Akima, Bessel, Hermite,
+// quadratic.
 //
 // Cell i (0 <= i <= nx - 2) holds c[0] + c[1]*t + c[2]*t^2 + c[3]*t^3, t = x - x[i], as far as
 // the order goes; h[i] = x[i+1] - x[i], s[i] = (y[i+1] - y[i]) / h[i]. A uniform partition holds
 // only its ends, and its kernels multiply by 1/h instead of dividing.
+#include <emmintrin.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "fitting/common.hpp"
@@ -83,46 +87,93 @@ int data_ready(const DfTask *t) {
   return DF_STATUS_OK;
 }
 
+// Cells of a spline larger than the caches go past them (non-temporal stores, 16-byte aligned
+// storage only): kept in cache they would evict the data that the construction still reads, and
+// the stores skip the read for ownership. A construction that streams fences before returning.
+constexpr int64_t kStreamCells = int64_t(1) << 16;
+template <class T>
+bool streamed(const T *c, int64_t cells) {
+  return cells >= kStreamCells && (reinterpret_cast<uintptr_t>(c) & 15) == 0;
+}
+template <bool Stream, class T>
+inline void put_cell(T *c, T c0, T c1, T c2, T c3) {
+  if constexpr (Stream && sizeof(T) == 8) {
+    _mm_stream_pd(c, _mm_set_pd(c1, c0));
+    _mm_stream_pd(c + 2, _mm_set_pd(c3, c2));
+  } else if constexpr (Stream) {
+    _mm_stream_ps(c, _mm_set_ps(c3, c2, c1, c0));
+  } else {
+    c[0] = c0, c[1] = c1, c[2] = c2, c[3] = c3;
+  }
+}
+// Calls fn(std::bool_constant<streamed>) for the cells [0, cells) at c, and fences after them.
+template <class T, class F>
+void with_streaming(const T *c, int64_t cells, F &&fn) {
+  if (streamed(c, cells)) {
+    fn(std::true_type{});
+    _mm_sfence();
+  } else {
+    fn(std::false_type{});
+  }
+}
+
 bool y_hint_ok(int64_t h) {
   return h == DF_FUNCS_NO_HINT || h == DF_FUNCS_ROWS || h == DF_FUNCS_COLUMNS ||
          h == DF_FUNCS_ROWS_BY_POINTER;
 }
 
-// ---- linear --------------------------------------------------------------------------------
+// ---- tiles: linear, Akima, Bessel, Hermite -------------------------------------------------
+//
+// Cells are independent of each other's results, so the work is cut into tiles of 1024 cells by
+// 4 functions: nx*ny < 128 is one tile on the caller's thread, fewer than 5 tiles run one after
+// the other, more go to the threading table.
 
 constexpr int64_t kTileCells = 1024, kTileFuncs = 4, kMinThreadedTiles = 5;
 
-template <class T, bool Uni>
-void linear_tile(const DfTask *t, const Grid<T, Uni> &g, int64_t i0, int64_t i1, int64_t f0,
-                 int64_t f1) {
-  for (int64_t f = f0; f < f1; ++f) {
-    const Fn<T> y = function<T>(t, f);
-    T *c = coeffs<T>(t, f);
-    for (int64_t i = i0; i < i1; ++i) {
-      c[2 * i] = y[i];
-      c[2 * i + 1] = g.slope(y[i + 1] - y[i], i);
-    }
+// Cells i0 to i0 + n - 1 (n <= kTileCells) of cubics from slopes: cell i0 + k has the values
+// y[i0 + k], y[i0 + k + 1], end slopes m[k], m[k + 1], cell slope s[k] and inverse width ih[k].
+// c[2] and c[3] of the run first, in a loop the compiler vectorises, then the four stored.
+template <bool Stream, class T>
+void slope_cells(T *c, const Fn<T> &y, int64_t i0, int64_t n, const T *m, const T *s,
+                 const T *ih) {
+  T c2[kTileCells], c3[kTileCells];
+  for (int64_t k = 0; k < n; ++k) {
+    c2[k] = (T(3) * s[k] - T(2) * m[k] - m[k + 1]) * ih[k];
+    c3[k] = (m[k] + m[k + 1] - T(2) * s[k]) * (ih[k] * ih[k]);
   }
+  for (int64_t k = 0; k < n; ++k) put_cell<Stream>(c + 4 * (i0 + k), y[i0 + k], m[k], c2[k], c3[k]);
 }
 
-template <class T, bool Uni>
-struct LinearJob {
-  const DfTask *t;
-  const Grid<T, Uni> *g;
-  int64_t cellTiles, tiles;
+template <class Tile>
+struct TileJob {
+  const Tile *tile;
+  int64_t nx, ny, cellTiles, tiles;
+  void at(int64_t k) const {
+    const int64_t ci = k % cellTiles, fi = k / cellTiles;
+    (*tile)(ci * kTileCells, std::min(nx - 1, (ci + 1) * kTileCells), fi * kTileFuncs,
+            std::min(ny, (fi + 1) * kTileFuncs));
+  }
 };
 
-template <class T, bool Uni>
-void linear_tile_index(const LinearJob<T, Uni> &j, int64_t k) {
-  const int64_t ci = k % j.cellTiles, fi = k / j.cellTiles;
-  linear_tile(j.t, *j.g, ci * kTileCells, std::min(j.t->nx - 1, (ci + 1) * kTileCells),
-              fi * kTileFuncs, std::min(functions(j.t), (fi + 1) * kTileFuncs));
+template <class Tile>
+void tile_worker(int thread, int threads, void *params) {
+  const auto *j = static_cast<const TileJob<Tile> *>(params);
+  for (int64_t k = thread; k < j->tiles; k += threads) j->at(k);
 }
 
-template <class T, bool Uni>
-void linear_worker(int thread, int threads, void *params) {
-  const auto *j = static_cast<const LinearJob<T, Uni> *>(params);
-  for (int64_t k = thread; k < j->tiles; k += threads) linear_tile_index(*j, k);
+// Calls tile(i0, i1, f0, f1) on cells [i0, i1) of functions [f0, f1) until all are done.
+template <class Tile>
+void run_tiles(const DfTask *t, const ZynThreading *th, const Tile &tile) {
+  const int64_t nx = t->nx, ny = functions(t);
+  if (nx * ny < 128) return tile(0, nx - 1, 0, ny);
+  TileJob<Tile> job{&tile, nx, ny, (nx - 1 + kTileCells - 1) / kTileCells, 0};
+  job.tiles = job.cellTiles * ((ny + kTileFuncs - 1) / kTileFuncs);
+  const int threads = static_cast<int>(std::min<int64_t>(thread_count(th), job.tiles));
+  if (job.tiles < kMinThreadedTiles || threads < 2 || !th || !th->run) {
+    for (int64_t k = 0; k < job.tiles; ++k) job.at(k);
+  } else {
+    th->run(threads, threads, &job, tile_worker<Tile>);
+  }
 }
 
 template <class T>
@@ -133,22 +184,17 @@ int linear(DfTask *t, int64_t b, const ZynThreading *th) {
   if (int st = data_ready(t)) return st;
   if (t->bcType == DF_BC_PERIODIC && !periodic_values_ok<T>(t)) return DF_ERROR_BAD_PERIODIC_VAL;
   return by_partition<T>(t, [&](const auto &g) {
-    using G = std::decay_t<decltype(g)>;
-    constexpr bool Uni = std::is_same_v<G, Grid<T, true>>;
-    const int64_t nx = t->nx, ny = functions(t);
-    if (nx * ny < 128) {
-      linear_tile(t, g, 0, nx - 1, 0, ny);
-      return DF_STATUS_OK;
-    }
-    LinearJob<T, Uni> job{t, &g, (nx - 1 + kTileCells - 1) / kTileCells, 0};
-    job.tiles = job.cellTiles * ((ny + kTileFuncs - 1) / kTileFuncs);
-    const int threads = static_cast<int>(std::min<int64_t>(thread_count(th), job.tiles));
-    if (job.tiles < kMinThreadedTiles || threads < 2 || !th || !th->run) {
-      for (int64_t k = 0; k < job.tiles; ++k) linear_tile_index(job, k);
-    } else {
-      th->run(threads, threads, &job, linear_worker<T, Uni>);
-    }
-    return DF_STATUS_OK;
+    run_tiles(t, th, [&](int64_t i0, int64_t i1, int64_t f0, int64_t f1) {
+      for (int64_t f = f0; f < f1; ++f) {
+        const Fn<T> y = function<T>(t, f);
+        T *c = coeffs<T>(t, f);
+        for (int64_t i = i0; i < i1; ++i) {
+          c[2 * i] = y[i];
+          c[2 * i + 1] = g.slope(y[i + 1] - y[i], i);
+        }
+      }
+    });
+    return static_cast<int>(DF_STATUS_OK);
   });
 }
 
@@ -387,49 +433,68 @@ void natural_rhs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *b) {
   natural_rhs_ends(t, g, f, Vec<T>::of(b));
 }
 
-// Slopes of the parabola through three points (the same-cubic condition on two cells).
-template <class T, bool Uni>
-void parabola_slopes(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m) {
-  const Fn<T> y = function<T>(t, f);
-  const T h0 = g.step(0), h1 = g.step(1);
-  const T s0 = g.slope(y[1] - y[0], 0), s1 = g.slope(y[2] - y[1], 1);
-  const T d2 = (s1 - s0) / (h0 + h1);
-  m[0] = s0 - h0 * d2, m[1] = s0 + h0 * d2, m[2] = s1 + h1 * d2;
+// Hyman's filter (1983) on the slopes of the C2 spline, at each slope that no end condition
+// gives: m[i] is clipped to [0, 3 min(|s[i-1]|, |s[i]|)] when sigma >= 0, else to [-3 min, 0],
+// where sigma is s[i] if s[i-1] s[i] > 0 and m[i] otherwise. An end has its one cell's slope; a
+// periodic spline wraps. Cells between monotone data are then monotone. Written without a branch
+// on the data's signs, which would be mispredicted.
+template <class T>
+inline T hyman_clip(T m, T sl, T sr) {
+  const T bound = T(3) * std::min(std::fabs(sl), std::fabs(sr));
+  const bool same = sl * sr > T(0);
+  const T up = static_cast<T>((same & (sr > T(0))) | (!same & (m >= T(0))));  // sigma >= 0
+  return std::min(std::max(m, bound * (up - T(1))), bound * up);
 }
-
-// Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1]. mr may lie in the
-// coefficient storage itself, behind the cells written so far: each cell's slopes are read
-// before the cell is stored, and cell i ends below mr[i] for i < nx - 2.
+// Coefficients of function f from its slopes m[0] = m0, m[i] = mr[i-1], filtered on the way
+// when `hyman` (the cells' slopes are at hand). mr may lie in the coefficient storage itself,
+// behind the cells written so far: each cell's slopes are read before the cell is stored, and
+// cell i ends below mr[i] for i < nx - 2.
 template <class T, bool Uni>
-void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr) {
-  const int64_t nx = t->nx;
+void natural_cells(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T m0, const T *mr,
+                   bool hyman) {
+  const int64_t nx = t->nx, L = nx - 2;
   const Fn<T> y = function<T>(t, f);
   T *c = coeffs<T>(t, f);
-  T mi = m0;
-  auto cell = [&](int64_t i, T ih) {
-    const T mn = mr[i];
-    const T s = (y[i + 1] - y[i]) * ih;
-    const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
-    const T c3 = (mi + mn - T(2) * s) * (ih * ih);
-    c[4 * i] = y[i];
-    c[4 * i + 1] = mi;
-    c[4 * i + 2] = c2;
-    c[4 * i + 3] = c3;
-    mi = mn;
-  };
-  int64_t i = 0;
-  for (; i + 2 < nx; i += 2) {  // two cells a step, their 1/h from one vector division
-    T i0 = g.invh, i1 = g.invh;
-    if constexpr (!Uni) div2(T(1), g.x[i + 1] - g.x[i], T(1), g.x[i + 2] - g.x[i + 1], i0, i1);
-    cell(i, i0);
-    cell(i + 1, i1);
+  T ml = mr[L];  // m[nx-1]
+  if (hyman) {
+    const T s0 = g.slope(y[1] - y[0], 0), sL = g.slope(y[nx - 1] - y[L], L);
+    if (t->bcType == DF_BC_PERIODIC) {
+      m0 = ml = hyman_clip(m0, sL, s0);
+    } else {
+      if (!(t->bcType & DF_BC_1ST_LEFT_DER)) m0 = hyman_clip(m0, s0, s0);
+      if (!(t->bcType & DF_BC_1ST_RIGHT_DER)) ml = hyman_clip(ml, sL, sL);
+    }
   }
-  if (i + 1 < nx) cell(i, Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]));
+  auto inv = [&](int64_t i) { return Uni ? g.invh : T(1) / (g.x[i + 1] - g.x[i]); };
+  with_streaming(c, nx - 1, [&](auto stream) {
+    T mi = m0, ih = inv(0), s = (y[1] - y[0]) * ih;  // of cell i
+    auto cell = [&](int64_t i, T ihn, T sn) {        // with the next cell's 1/h and slope
+      const T mn = i == L ? ml : hyman ? hyman_clip(mr[i], s, sn) : mr[i];
+      const T c2 = (T(3) * s - T(2) * mi - mn) * ih;
+      const T c3 = (mi + mn - T(2) * s) * (ih * ih);
+      put_cell<decltype(stream)::value>(c + 4 * i, y[i], mi, c2, c3);
+      mi = mn, ih = ihn, s = sn;
+    };
+    int64_t i = 0;
+    for (; i + 2 <= L; i += 2) {  // cells i and i + 1; the next two 1/h from one vector division
+      T i1 = g.invh, i2 = g.invh;
+      if constexpr (!Uni)
+        div2(T(1), g.x[i + 2] - g.x[i + 1], T(1), g.x[i + 3] - g.x[i + 2], i1, i2);
+      cell(i, i1, (y[i + 2] - y[i + 1]) * i1);
+      cell(i + 1, i2, (y[i + 3] - y[i + 2]) * i2);
+    }
+    for (; i <= L; ++i) {
+      const T in = i < L ? inv(i + 1) : T(0);
+      cell(i, in, i < L ? (y[i + 2] - y[i + 1]) * in : T(0));
+    }
+  });
 }
 
-// The same from a full slope vector m (periodic: corrected by the column q first).
+// The same from a full slope vector m (periodic: corrected by the column q first; Hyman: then
+// filtered).
 template <class T, bool Uni>
-void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, const T *q) {
+void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, const T *q,
+                    bool hyman) {
   const int64_t nx = t->nx;
   if (q) {
     const int64_t N = nx - 1;
@@ -441,7 +506,7 @@ void natural_coeffs(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *m, con
     }
     m[N] = m[0];
   }
-  natural_cells(t, g, f, m[0], m + 1);
+  natural_cells(t, g, f, m[0], m + 1, hyman);
 }
 
 template <class T>
@@ -484,6 +549,7 @@ struct NaturalJob {
   const T *q;  // periodic correction column, or null
   int32_t *status;
   int64_t perThread;
+  bool hyman;
 };
 
 // Solves and writes the coefficients of functions [f0, f1) with the factored matrix.
@@ -497,7 +563,7 @@ void natural_functions(const NaturalJob<T, Uni> &j, int64_t f0, int64_t f1) {
   Solver<T>::trs(&n, &k, j.a.dl.first, j.a.d, j.a.du, j.b + f0 * nx, &n, &info);
   for (int64_t f = f0; f < f1; ++f) {
     if (info) { j.status[f] = DF_ERROR_LINEAR_SOLVER; continue; }
-    natural_coeffs(j.t, *j.g, f, j.b + f * nx, j.q);
+    natural_coeffs(j.t, *j.g, f, j.b + f * nx, j.q, j.hyman);
   }
 }
 
@@ -511,16 +577,18 @@ void natural_worker(int thread, int threads, void *params) {
 }
 
 template <class T, bool Uni>
-int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
+int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th, bool hyman) {
   const int64_t nx = t->nx, ny = functions(t);
   const bool periodic = t->bcType == DF_BC_PERIODIC;
   const int64_t G = std::min<int64_t>(thread_count(th), ny);
   const bool threaded = !(ny == 1 || G == 1 || nx < 300 || (nx < 600 && G < 8)) && th && th->run;
-  if (t->bcType == DF_BC_NOT_A_KNOT && nx == 3) {  // too short for the end rows: the parabola
-    T m[3];
+  if (t->bcType == DF_BC_NOT_A_KNOT && nx == 3) {
+    // No solve: fixed slopes, which reproduce no line (m[1] is 0) and are C2 only when h0 = h1.
     for (int64_t f = 0; f < ny; ++f) {
-      parabola_slopes(t, g, f, m);
-      natural_coeffs(t, g, f, m, static_cast<const T *>(nullptr));
+      const Fn<T> y = function<T>(t, f);
+      const T s0 = g.slope(y[1] - y[0], 0), s1 = g.slope(y[2] - y[1], 1);
+      T m[3] = {(T(5) * s0 + s1) / T(2), T(0), (s0 + T(5) * s1) / T(2)};
+      natural_coeffs(t, g, f, m, static_cast<const T *>(nullptr), hyman);
     }
     return DF_STATUS_OK;
   }
@@ -544,7 +612,8 @@ int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
     const int n1 = n - 1, one = 1;
     Solver<T>::sv(&n1, &one, a.dl.rest, a.d + 1, a.du + 1, b.rest, &n1, &info);
     if (info) return DF_ERROR_LINEAR_SOLVER;
-    natural_cells(t, g, 0, (b0 - a.du[0] * b.rest[0]) / a.d[0], b.rest);
+    const T m0 = (b0 - a.du[0] * b.rest[0]) / a.d[0];
+    natural_cells(t, g, 0, m0, b.rest, hyman);
     return DF_STATUS_OK;
   }
   const int64_t nrhs = ny + (periodic ? 1 : 0);
@@ -570,7 +639,7 @@ int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
   if (info) {
     st = DF_ERROR_LINEAR_SOLVER;
   } else {
-    NaturalJob<T, Uni> job{t, &g, a, b, q, status, ny};
+    NaturalJob<T, Uni> job{t, &g, a, b, q, status, ny, hyman};
     if (threaded) {
       job.perThread = (ny + G - 1) / G;
       th->run(static_cast<int>(G), static_cast<int>(G), &job, natural_worker<T, Uni>);
@@ -584,8 +653,9 @@ int natural_run(DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
   return st;
 }
 
+// The natural cubic, and Hyman's: the same spline with filtered slopes.
 template <class T>
-int natural_cubic(DfTask *t, int64_t b, const ZynThreading *th) {
+int natural_cubic(DfTask *t, int64_t b, const ZynThreading *th, bool hyman) {
   if (b != 0) return DF_ERROR_METHOD_NOT_SUPPORTED;
   if (t->nx < 2) return DF_ERROR_BAD_NX;
   if (t->nx == 2 && t->bcType == DF_BC_NOT_A_KNOT) return DF_ERROR_BAD_NX;
@@ -594,7 +664,169 @@ int natural_cubic(DfTask *t, int64_t b, const ZynThreading *th) {
   if (int st = check_cubic_bc(t, needs)) return st;
   if (int st = data_ready(t)) return st;
   if (t->bcType == DF_BC_PERIODIC && !periodic_values_ok<T>(t)) return DF_ERROR_BAD_PERIODIC_VAL;
-  return by_partition<T>(t, [&](const auto &g) { return natural_run(t, g, th); });
+  return by_partition<T>(t, [&](const auto &g) { return natural_run(t, g, th, hyman); });
+}
+
+// ---- cubics from local slopes: Akima, Bessel, Hermite -----------------------------------------
+//
+// Cell i is the cubic through y[i], y[i+1] with slopes m[i], m[i+1] (as the natural cubic's).
+// Inner slopes, 1 <= i <= nx - 2:
+//   Akima (1970): (|s[i+1] - s[i]| s[i-1] + |s[i-1] - s[i-2]| s[i]) over the sum of the two
+//     weights, (s[i-1] + s[i]) / 2 when both vanish; beyond the ends s[-1] = 2 s[0] - s[1],
+//     s[-2] = 2 s[-1] - s[0], and the mirror images;
+//   Bessel: (h[i] s[i-1] + h[i-1] s[i]) / (h[i-1] + h[i]), the slope of the parabola through
+//     three points;
+//   Hermite: ic[i-1].
+// End slopes: a slope given is taken; a curvature v (free end: 0) gives
+//   m[0] = (3 s[0] - m[1]) / 2 - v h[0] / 4,   m[nx-1] = (3 s[L] - m[nx-2]) / 2 + v h[L] / 4,
+// the two solved together when nx is 2; same cubic: the end cell takes its neighbour's c[3], and
+// with nx 3 both cells are the one cubic through the three points with slope m[1]; periodic:
+// the stencils wrap and m[nx-1] = m[0] (Hermite: bc[0] at both ends).
+
+enum SlopeMethod { kAkima, kBessel, kHermite };
+
+template <SlopeMethod M, class T, bool Uni>
+struct Slopes {
+  const DfTask *t;
+  const Grid<T, Uni> &g;
+  Fn<T> y;
+  int64_t nx, L;
+
+  // Step, its inverse and the slope of cell j in [0, L].
+  void cell(int64_t j, T &h, T &ih, T &s) const {
+    h = g.step(j);
+    ih = Uni ? g.invh : T(1) / h;
+    s = (y[j + 1] - y[j]) * ih;
+  }
+  // Any j: wrapped when periodic, else extended by Akima's rule (h and 1/h 0).
+  void cell_ext(int64_t j, T &h, T &ih, T &s) const {
+    if (t->bcType == DF_BC_PERIODIC) return cell((j % (L + 1) + L + 1) % (L + 1), h, ih, s);
+    if (j >= 0 && j <= L) return cell(j, h, ih, s);
+    T a, b;  // the end slope and its neighbour's
+    cell(j < 0 ? 0 : L, h, ih, a);
+    if (L > 0) cell(j < 0 ? 1 : L - 1, h, ih, b);
+    else b = a;
+    h = ih = T(0);
+    const T e1 = T(2) * a - b;
+    s = j == -1 || j == L + 1 ? e1 : T(2) * e1 - a;
+  }
+  // Slope at breakpoint i from s[i-2..i+1] and h[i-1], h[i].
+  T inner(int64_t i, T s2, T s1, T s0, T sn, T h1, T h0) const {
+    if constexpr (M == kAkima) {
+      // Branch-free, so that the loop vectorises: with both weights 0, the mean over 1.
+      const T w1 = std::fabs(sn - s0), w2 = std::fabs(s1 - s2), den = w1 + w2;
+      const T flat = static_cast<T>(den == T(0));
+      return (w1 * s1 + w2 * s0 + flat * ((s1 + s0) / T(2))) / (den + flat);
+    } else if constexpr (M == kBessel) {
+      return Uni ? (s1 + s0) / T(2) : (h0 * s1 + h1 * s0) / (h1 + h0);
+    } else {
+      (void)s2, (void)s1, (void)s0, (void)sn, (void)h1, (void)h0;
+      return static_cast<const T *>(t->ic)[i - 1];
+    }
+  }
+  T at(int64_t i) const {
+    if constexpr (M == kHermite) return inner(i, 0, 0, 0, 0, 0, 0);
+    T h[4], ih, s[4];
+    for (int k = 0; k < 4; ++k) cell_ext(i - 2 + k, h[k], ih, s[k]);
+    return inner(i, s[0], s[1], s[2], s[3], h[1], h[2]);
+  }
+  // The end slopes m[0] and m[nx-1].
+  void ends(T &first, T &last) const {
+    const int64_t bcType = t->bcType;
+    const T *bc = static_cast<const T *>(t->bc);
+    if (bcType == DF_BC_PERIODIC) {
+      first = last = M == kHermite ? bc[0] : at(0);
+      return;
+    }
+    T h0, ih0, s0, hl, ihl, sl;
+    cell(0, h0, ih0, s0);
+    cell(L, hl, ihl, sl);
+    if (bcType == DF_BC_NOT_A_KNOT && nx == 3) {  // y[1] + m1 u + a u^2 + b u^3, u = x - x[1]
+      const T m1 = at(1), P = (m1 - s0) * ih0, Q = (sl - m1) * ihl;
+      const T b = (Q - P) / (h0 + hl), a = P + b * h0;
+      first = m1 - T(2) * a * h0 + T(3) * b * h0 * h0;
+      last = m1 + T(2) * a * hl + T(3) * b * hl * hl;
+      return;
+    }
+    if (bcType == DF_BC_NOT_A_KNOT) {
+      T h, ih, s;
+      const T m1 = at(1), ml = at(nx - 2);
+      cell(1, h, ih, s);
+      first = (m1 + at(2) - T(2) * s) * (ih * ih) * (h0 * h0) - m1 + T(2) * s0;
+      cell(L - 1, h, ih, s);
+      last = (at(nx - 3) + ml - T(2) * s) * (ih * ih) * (hl * hl) - ml + T(2) * sl;
+      return;
+    }
+    // m[0] = a0 + b0 m[1], m[nx-1] = a1 + b1 m[nx-2]
+    const T v0 = bcType & DF_BC_2ND_LEFT_DER ? bc[0] : T(0);
+    const T v1 = bcType & DF_BC_2ND_RIGHT_DER ? bc[1] : T(0);
+    const bool fix0 = bcType & DF_BC_1ST_LEFT_DER, fix1 = bcType & DF_BC_1ST_RIGHT_DER;
+    const T a0 = fix0 ? bc[0] : T(1.5) * s0 - v0 * h0 / T(4), b0 = fix0 ? T(0) : T(-0.5);
+    const T a1 = fix1 ? bc[1] : T(1.5) * sl + v1 * hl / T(4), b1 = fix1 ? T(0) : T(-0.5);
+    if (nx == 2) {
+      first = (a0 + b0 * a1) / (T(1) - b0 * b1);
+      last = a1 + b1 * first;
+    } else {
+      first = a0 + b0 * at(1);
+      last = a1 + b1 * at(nx - 2);
+    }
+  }
+
+  // Cells [i0, i1) from buffers of steps, slopes (j from i0 - 2 to i1 + 1) and m (i0 to i1).
+  void tile(int64_t i0, int64_t i1, T *c) const {
+    T hb[kTileCells + 4], ihb[kTileCells + 4], sb[kTileCells + 4], mb[kTileCells + 1];
+    const int64_t lo = std::max<int64_t>(i0 - 2, 0), hi = std::min(i1 + 1, L);
+    auto ext = [&](int64_t j) { cell_ext(j, hb[j - i0 + 2], ihb[j - i0 + 2], sb[j - i0 + 2]); };
+    for (int64_t j = i0 - 2; j < lo; ++j) ext(j);  // beyond the ends
+    for (int64_t j = hi + 1; j <= i1 + 1; ++j) ext(j);
+    T *h = hb + (2 - i0), *ih = ihb + (2 - i0), *s = sb + (2 - i0), *m = mb - i0;
+    for (int64_t j = lo; j <= hi; ++j) {
+      h[j] = g.step(j);
+      ih[j] = Uni ? g.invh : T(1) / h[j];
+      s[j] = (y[j + 1] - y[j]) * ih[j];
+    }
+    const int64_t a = std::max<int64_t>(i0, 1), b = std::min(i1, nx - 2);
+    for (int64_t i = a; i <= b; ++i)
+      m[i] = inner(i, s[i - 2], s[i - 1], s[i], s[i + 1], h[i - 1], h[i]);
+    if (i0 == 0 || i1 == nx - 1) {
+      T first, last;
+      ends(first, last);
+      if (i0 == 0) m[0] = first;
+      if (i1 == nx - 1) m[nx - 1] = last;
+    }
+    with_streaming(c, nx - 1, [&](auto stream) {
+      slope_cells<decltype(stream)::value>(c, y, i0, i1 - i0, m + i0, s + i0, ih + i0);
+    });
+  }
+};
+
+template <SlopeMethod M, class T, bool Uni>
+void slope_tiles(const DfTask *t, const Grid<T, Uni> &g, const ZynThreading *th) {
+  run_tiles(t, th, [&](int64_t i0, int64_t i1, int64_t f0, int64_t f1) {
+    for (int64_t f = f0; f < f1; ++f)
+      Slopes<M, T, Uni>{t, g, function<T>(t, f), t->nx, t->nx - 2}.tile(i0, i1, coeffs<T>(t, f));
+  });
+}
+
+template <class T>
+int slope_cubic(DfTask *t, int64_t b, const ZynThreading *th, SlopeMethod method) {
+  if (b != 0) return DF_ERROR_METHOD_NOT_SUPPORTED;
+  if (t->nx < 2 || (t->nx < 3 && t->bcType == DF_BC_NOT_A_KNOT)) return DF_ERROR_BAD_NX;
+  if (!y_hint_ok(t->yHint)) return DF_ERROR_BAD_Y_HINT;
+  // Hermite's periodic slope is bc[0], whatever the task's type says.
+  const bool needs = t->splineType == DF_PP_DEFAULT || t->splineType == DF_PP_HERMITE ||
+                     method == kHermite;
+  if (int st = check_cubic_bc(t, needs)) return st;
+  if (method == kHermite && !(t->icType & DF_IC_1ST_DER)) return DF_ERROR_BAD_IC_TYPE;
+  if (method == kHermite && !t->ic) return DF_ERROR_NULL_IC;
+  if (int st = data_ready(t)) return st;
+  if (t->bcType == DF_BC_PERIODIC && !periodic_values_ok<T>(t)) return DF_ERROR_BAD_PERIODIC_VAL;
+  return by_partition<T>(t, [&](const auto &g) {
+    if (method == kAkima) slope_tiles<kAkima>(t, g, th);
+    else if (method == kBessel) slope_tiles<kBessel>(t, g, th);
+    else slope_tiles<kHermite>(t, g, th);
+    return static_cast<int>(DF_STATUS_OK);
+  });
 }
 
 // ---- quadratic ------------------------------------------------------------------------------
@@ -718,6 +950,10 @@ using namespace zyn::df;
     return call;                                                                              \
   }
 ZYN_DF_CONSTRUCTOR(DFLinearSpline1D, linear<T>(t, b, th))
-ZYN_DF_CONSTRUCTOR(DFNaturalCubicSpline1D, natural_cubic<T>(t, b, th))
+ZYN_DF_CONSTRUCTOR(DFNaturalCubicSpline1D, natural_cubic<T>(t, b, th, false))
+ZYN_DF_CONSTRUCTOR(DFHymanCubicSpline1D, natural_cubic<T>(t, b, th, true))
+ZYN_DF_CONSTRUCTOR(DFAkimaCubicSpline1D, slope_cubic<T>(t, b, th, kAkima))
+ZYN_DF_CONSTRUCTOR(DFBesselCubicSpline1D, slope_cubic<T>(t, b, th, kBessel))
+ZYN_DF_CONSTRUCTOR(DFHermiteCubicSpline1D, slope_cubic<T>(t, b, th, kHermite))
 ZYN_DF_CONSTRUCTOR(DFDefaultCubicSpline1D, default_cubic<T>(t))
 ZYN_DF_CONSTRUCTOR(DFQuadraticSpline1D, quadratic<T>(t))

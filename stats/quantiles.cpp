@@ -61,9 +61,10 @@ int quantiles_entry(SsTask *task, uint64_t estimates, uint64_t method,
   std::stable_sort(rising, rising + count,
                    [&](int64_t a, int64_t b) { return orders[a] < orders[b]; });
 
-  // Threads: their copies stay below 1 GiB together.
+  // Threads: min(limit, p, 2^30 / (8 n)), so the copies stay below 1 GiB together whatever the
+  // precision; fewer flagged variables than threads leave some threads idle.
   const int threads = thread_count(
-      threader, std::min<int64_t>(q, std::max<int64_t>(1, 0x40000000 / (l.n * sizeof(T)))));
+      threader, std::min<int64_t>(l.p, std::max<int64_t>(1, 0x40000000 / (l.n * 8))));
   T *copies = nullptr;
   if (count > 0 && (copies = work.get<T>(threads * l.n)) == nullptr) return SsStatusMemory;
 
@@ -107,10 +108,11 @@ int sort_entry(SsTask *task, uint64_t method, const ZynThreader *threader) {
   const int64_t q = flagged(task, l, act);
   // A variable sorted into a by-observation output goes through a contiguous copy.
   const bool out_by_observation = by_observation(l.wide, task->sortedStorage, l.p);
-  const int64_t bytes = l.n * sizeof(T) * (out_by_observation ? 2 : 1);
+  // min(limit, p, (limit << 30) / bytes) with 8 or 16 bytes an observation, whatever the precision.
+  const int64_t bytes = l.n * (out_by_observation ? 16 : 8);
   const int64_t limit = threader && threader->limit ? threader->limit() : 1;
   const int threads =
-      thread_count(threader, std::min<int64_t>(q, std::max<int64_t>(1, (limit << 30) / bytes)));
+      thread_count(threader, std::min<int64_t>(l.p, std::max<int64_t>(1, (limit << 30) / bytes)));
   T *copies = nullptr;
   if (out_by_observation && (copies = work.get<T>(threads * l.n)) == nullptr)
     return SsStatusMemory;

@@ -4,6 +4,9 @@
 //   values at 4*10^6 sorted sites: GSL eval with its accelerator
 //   Hybrid search of random sites, 10^6 breakpoints: std::upper_bound
 //   every search kind, for the record
+//   Akima, Bessel, Hyman, Hermite construction, 10^6 breakpoints: GSL akima and steffen init
+//   integration over 10^6 random intervals (a quoted SciPy figure) and over 10^6 intervals of
+//   about 3 cells: GSL eval_integ with its accelerator
 #include <benchmark/benchmark.h>
 #include <gsl/gsl_errno.h>
 #include <gsl/gsl_spline.h>
@@ -29,7 +32,7 @@ void serial_run(int threads, int, void *params, zyn_thread_body worker) {
 const ZynThreading kSerial = {serial_run, nullptr, nullptr, nullptr, one_thread};
 
 struct Data {
-  std::vector<double> x, y, ends, random, sorted, nearPeak;
+  std::vector<double> x, y, slope, ends, random, sorted, nearPeak, lo, hi, lo3, hi3;
   Data() {
     std::mt19937_64 g(42);
     std::uniform_real_distribution<double> u(0.5, 1.5);
@@ -45,6 +48,13 @@ struct Data {
     // Sites crowding around the middle breakpoint, the case the peak hint is for.
     std::normal_distribution<double> near(x[kNx / 2], 30.0);
     for (int64_t i = 0; i < kSearchSites; ++i) nearPeak.push_back(near(g));
+    for (double v : x) slope.push_back(1e-3 * std::cos(1e-3 * v) - 0.037 * std::sin(0.37 * v));
+    // Intervals: both ends anywhere; or 3 mean steps long, inside the partition.
+    std::uniform_real_distribution<double> s3(x.front(), x.back() - 3.0);
+    for (int64_t i = 0; i < kSearchSites; ++i) {
+      lo.push_back(s(g)), hi.push_back(s(g)), lo3.push_back(s3(g));
+      hi3.push_back(lo3.back() + 3.0);
+    }
   }
 };
 Data &data() {
@@ -105,6 +115,83 @@ void BM_Construct_gsl(benchmark::State &st) {
   gsl_spline_free(s);
 }
 BENCHMARK(BM_Construct_gsl)->Unit(benchmark::kMillisecond);
+
+// ---- constructors from slopes ----------------------------------------------------------------
+using Ctor = int (*)(DfTask *, int64_t, int64_t, const ZynThreading *);
+void construct(benchmark::State &st, Ctor entry, int64_t type, const ZynThreading *th) {
+  Data &d = data();
+  std::vector<double> c(4 * (kNx - 1));
+  DfTask *t = nullptr;
+  zyn_df_kernel_dNewTask1D(&t, kNx, d.x.data(), DF_PARTITION_NON_UNIFORM, 1, d.y.data(), 0, 1);
+  const bool hermite = type == DF_PP_HERMITE;
+  zyn_df_kernel_dEditPPSpline1D(t, 4, type, DF_BC_FREE_END, nullptr, hermite ? DF_IC_1ST_DER : 0,
+                                hermite ? d.slope.data() + 1 : nullptr, c.data(), 0);
+  entry(t, 0, 0, th);  // warm: memory touched
+  for (auto _ : st) {
+    int s = entry(t, 0, 0, th);
+    benchmark::DoNotOptimize(s);
+    benchmark::ClobberMemory();
+  }
+  zyn_df_kernel_DeleteTask(&t);
+}
+void gsl_construct(benchmark::State &st, const gsl_interp_type *type) {
+  Data &d = data();
+  gsl_spline *s = gsl_spline_alloc(type, kNx);
+  gsl_spline_init(s, d.x.data(), d.y.data(), kNx);
+  for (auto _ : st) {
+    gsl_spline_init(s, d.x.data(), d.y.data(), kNx);
+    benchmark::ClobberMemory();
+  }
+  gsl_spline_free(s);
+}
+void BM_Akima_zyn(benchmark::State &st) { construct(st, zyn_df_kernel_dDFAkimaCubicSpline1D, DF_PP_AKIMA, &kSerial); }
+void BM_Akima_zyn_threads(benchmark::State &st) {
+  construct(st, zyn_df_kernel_dDFAkimaCubicSpline1D, DF_PP_AKIMA, &zyn_serv_df_threading);
+}
+void BM_Akima_gsl(benchmark::State &st) { gsl_construct(st, gsl_interp_akima); }
+void BM_Bessel_zyn(benchmark::State &st) { construct(st, zyn_df_kernel_dDFBesselCubicSpline1D, DF_PP_BESSEL, &kSerial); }
+void BM_Hermite_zyn(benchmark::State &st) { construct(st, zyn_df_kernel_dDFHermiteCubicSpline1D, DF_PP_HERMITE, &kSerial); }
+void BM_Hyman_zyn(benchmark::State &st) { construct(st, zyn_df_kernel_dDFHymanCubicSpline1D, DF_PP_HYMAN, &kSerial); }
+void BM_Steffen_gsl(benchmark::State &st) { gsl_construct(st, gsl_interp_steffen); }
+BENCHMARK(BM_Akima_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Akima_zyn_threads)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Akima_gsl)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Bessel_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Hermite_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Hyman_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Steffen_gsl)->Unit(benchmark::kMillisecond);
+
+// ---- integration -------------------------------------------------------------------------------
+void zyn_integrate(benchmark::State &st, const std::vector<double> &a, const std::vector<double> &b) {
+  Task &tk = task();
+  std::vector<double> r(a.size());
+  for (auto _ : st) {
+    int s = zyn_df_kernel_dDFIntegrate1D(tk.t, 0, static_cast<int64_t>(a.size()), a.data(), 0, b.data(), 0,
+                                         nullptr, nullptr, r.data(), 0, nullptr, nullptr, nullptr, nullptr,
+                                         nullptr, nullptr, nullptr, nullptr, &kSerial);
+    benchmark::DoNotOptimize(s);
+    benchmark::ClobberMemory();
+  }
+  per_item(st, static_cast<int64_t>(a.size()));
+}
+void BM_Integrate_zyn(benchmark::State &st) { zyn_integrate(st, data().lo, data().hi); }
+void BM_Integrate3_zyn(benchmark::State &st) { zyn_integrate(st, data().lo3, data().hi3); }
+void BM_Integrate3_gsl(benchmark::State &st) {
+  Data &d = data();
+  gsl_spline *s = gsl_spline_alloc(gsl_interp_cspline, kNx);
+  gsl_spline_init(s, d.x.data(), d.y.data(), kNx);
+  gsl_interp_accel *acc = gsl_interp_accel_alloc();
+  double sum = 0;
+  for (auto _ : st)
+    for (size_t i = 0; i < d.lo3.size(); ++i) sum += gsl_spline_eval_integ(s, d.lo3[i], d.hi3[i], acc);
+  benchmark::DoNotOptimize(sum);
+  gsl_interp_accel_free(acc);
+  gsl_spline_free(s);
+  per_item(st, static_cast<int64_t>(d.lo3.size()));
+}
+BENCHMARK(BM_Integrate_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Integrate3_zyn)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Integrate3_gsl)->Unit(benchmark::kMillisecond);
 
 // ---- interpolation -----------------------------------------------------------------------------
 void zyn_values(benchmark::State &st, const std::vector<double> &sites, int64_t hint,
@@ -248,9 +335,19 @@ int main(int argc, char **argv) {
                 rec.real[anchor] / rec.real[ours], target);
   };
   ratio("natural cubic, 1e6 breakpoints / GSL cspline init", "BM_Construct_gsl", "BM_Construct_zyn", 2.0);
-  if (rec.cpu.count("BM_Construct_zyn"))
-    std::printf("%-56s %7.2fx %7.2fx %7.1fx\n", "natural cubic / SciPy CubicSpline (quoted 77 ms)",
-                77.0 / rec.cpu["BM_Construct_zyn"], 77.0 / rec.real["BM_Construct_zyn"], 10.0);
+  auto quoted = [&](const char *what, double ms, const char *ours, double target) {
+    if (rec.cpu.count(ours))
+      std::printf("%-56s %7.2fx %7.2fx %7.1fx\n", what, ms / rec.cpu[ours], ms / rec.real[ours], target);
+  };
+  quoted("natural cubic / SciPy CubicSpline (quoted 77 ms)", 77.0, "BM_Construct_zyn", 10.0);
+  ratio("Akima, 1e6 breakpoints / GSL akima init", "BM_Akima_gsl", "BM_Akima_zyn", 2.0);
+  ratio("  the same, zyn on the pool's threads (real time counts)", "BM_Akima_gsl", "BM_Akima_zyn_threads", 2.0);
+  quoted("Akima / SciPy Akima1DInterpolator (quoted 60 ms)", 60.0, "BM_Akima_zyn", 0.0);
+  ratio("Bessel / GSL akima init", "BM_Akima_gsl", "BM_Bessel_zyn", 0.0);
+  ratio("Hermite / GSL akima init", "BM_Akima_gsl", "BM_Hermite_zyn", 0.0);
+  ratio("Hyman, 1e6 breakpoints / GSL steffen init", "BM_Steffen_gsl", "BM_Hyman_zyn", 1.0);
+  quoted("integration, 1e6 random intervals / SciPy (quoted 804 ms)", 804.0, "BM_Integrate_zyn", 5.0);
+  ratio("integration, 1e6 intervals of 3 cells / GSL eval_integ", "BM_Integrate3_gsl", "BM_Integrate3_zyn", 5.0);
   ratio("values, 4e6 random sites / GSL eval, no accelerator", "BM_ValuesRandom_gsl", "BM_ValuesRandom_zyn_1thread", 4.0);
   ratio("  the same, zyn on the pool's threads (real time counts)", "BM_ValuesRandom_gsl", "BM_ValuesRandom_zyn", 4.0);
   ratio("values, 4e6 sorted sites / GSL eval with accelerator", "BM_ValuesSorted_gsl", "BM_ValuesSorted_zyn_1thread", 1.5);

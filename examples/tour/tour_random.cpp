@@ -1,5 +1,6 @@
 // The tour's random streams: a seeded stream, uniform numbers, and parallel streams by
-// skip-ahead and leapfrog; then Gaussian numbers drawn from a stream.
+// skip-ahead and leapfrog; then Gaussian, Gamma and Beta numbers drawn from a stream.
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <vector>
@@ -7,6 +8,8 @@
 #include "tour.hpp"
 #include "zyn/dist.h"
 #include "zyn/rng.h"
+
+static void tour_gamma_beta(const uint32_t *seed);
 
 void tour_random() {
   printf("random streams\n");
@@ -58,6 +61,36 @@ void tour_random() {
     }
     for (int b = 0; b < 12; ++b)
       printf("  [%4.1f, %4.1f) %6d %.*s\n", 4.0 + b, 5.0 + b, bins[b], bins[b] / 400,
+             "##################################################");
+  }
+  __rnxDeleteStream(&s);
+  tour_gamma_beta(seed);
+}
+
+// ---- Gamma and Beta: sample moments against the exact ones, and a histogram of Beta(2, 5).
+static void tour_gamma_beta(const uint32_t *seed) {
+  const int n = 100000;
+  std::vector<double> x(n);
+  StreamState *s = nullptr;
+  if (__rnxNewStreamEx(&s, RNX_BRNG_MCG59, 1, seed) != RNX_STATUS_OK) return;
+  const auto moments = [&](const char *name, double mean, double var) {
+    double sum = 0, sq = 0;
+    for (double v : x) sum += v;
+    const double m = sum / n;
+    for (double v : x) sq += (v - m) * (v - m);
+    printf("  %d %s numbers: mean %.4f (exact %.4f), variance %.4f (exact %.4f)\n", n, name, m,
+           mean, sq / (n - 1), var);
+  };
+  // Gamma with shape 2.5 and scale 1: mean and variance are both the shape.
+  if (_rnxdRngGamma(GammaMethodStd, s, n, x.data(), 2.5, 0.0, 1.0) == RNX_STATUS_OK)
+    moments("Gamma(2.5)", 2.5, 2.5);
+  // Beta(p, q): mean p / (p + q), variance p q / ((p + q)^2 (p + q + 1)).
+  if (_rnxdRngBeta(BetaMethodStd, s, n, x.data(), 2.0, 5.0, 0.0, 1.0) == RNX_STATUS_OK) {
+    moments("Beta(2, 5)", 2.0 / 7, 10.0 / (49 * 8));
+    int bins[10] = {};
+    for (double v : x) ++bins[std::min(9, static_cast<int>(v * 10))];
+    for (int b = 0; b < 10; ++b)
+      printf("  [%.1f, %.1f) %6d %.*s\n", b / 10.0, (b + 1) / 10.0, bins[b], bins[b] / 500,
              "##################################################");
   }
   __rnxDeleteStream(&s);

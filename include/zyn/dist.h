@@ -77,6 +77,74 @@ ZYN_API int _rnxdRngGaussianMV(int method, StreamState *stream, int n, double *r
 ZYN_API int _rnxsRngGaussianMV(int method, StreamState *stream, int n, float *r, int dimen,
                                int mstorage, const float *a, const float *t);
 
+/* ==== transformation and gamma families ==================================================== */
+
+/* Each has the one method 0; Lognormal's method picks the Gaussian behind it. */
+#define ExponentialMethodStd 0
+#define LaplaceMethodStd 0
+#define WeibullMethodStd 0
+#define CauchyMethodStd 0
+#define RayleighMethodStd 0
+#define GumbelMethodStd 0
+#define LognormalMethodBoxMuller2 0 /* GaussianMethodBoxMuller2: may leave half a pair pending */
+#define LognormalMethodIcdf 1       /* GaussianMethodIcdf (any method but 0) */
+#define GammaMethodStd 0
+#define BetaMethodStd 0
+#define BetaMethodStdAccurate (BetaMethodStd | RNX_METHOD_ACCURATE) /* results kept in [a, a+beta] */
+#define ChiSquareMethodStd 0
+
+/* Location a, scale beta > 0. Distribution functions as computed (docs/distributions.md):
+ *   Exponential  1 - exp(-(x-a)/beta), x >= a
+ *   Laplace      exp((x-a)/beta)/2 below a, 1 - exp(-(x-a)/beta)/2 above
+ *   Weibull      1 - exp(-((x-a)/beta)^alpha), x >= a
+ *   Cauchy       1/2 + atan((x-a)/beta)/pi
+ *   Rayleigh     1 - exp(-((x-a)/beta)^2), x >= a
+ *   Gumbel       1 - exp(-exp((x-a)/beta)) (the minimum form)
+ *   Lognormal    b + beta exp(N(a, sigma^2)), x >= b */
+ZYN_API int _rnxdRngExponential(int method, StreamState *stream, int n, double *r, double a,
+                                double beta);
+ZYN_API int _rnxsRngExponential(int method, StreamState *stream, int n, float *r, float a,
+                                float beta);
+ZYN_API int _rnxdRngLaplace(int method, StreamState *stream, int n, double *r, double a,
+                            double beta);
+ZYN_API int _rnxsRngLaplace(int method, StreamState *stream, int n, float *r, float a, float beta);
+ZYN_API int _rnxdRngWeibull(int method, StreamState *stream, int n, double *r, double alpha,
+                            double a, double beta);
+ZYN_API int _rnxsRngWeibull(int method, StreamState *stream, int n, float *r, float alpha, float a,
+                            float beta);
+ZYN_API int _rnxdRngCauchy(int method, StreamState *stream, int n, double *r, double a,
+                           double beta);
+ZYN_API int _rnxsRngCauchy(int method, StreamState *stream, int n, float *r, float a, float beta);
+ZYN_API int _rnxdRngRayleigh(int method, StreamState *stream, int n, double *r, double a,
+                             double beta);
+ZYN_API int _rnxsRngRayleigh(int method, StreamState *stream, int n, float *r, float a,
+                             float beta);
+ZYN_API int _rnxdRngLognormal(int method, StreamState *stream, int n, double *r, double a,
+                              double sigma, double b, double beta);
+ZYN_API int _rnxsRngLognormal(int method, StreamState *stream, int n, float *r, float a,
+                              float sigma, float b, float beta);
+ZYN_API int _rnxdRngGumbel(int method, StreamState *stream, int n, double *r, double a,
+                           double beta);
+ZYN_API int _rnxsRngGumbel(int method, StreamState *stream, int n, float *r, float a, float beta);
+
+/* Gamma with shape alpha, displacement a, scale beta: results at least a. A call with alpha > 1
+ * may leave one spare candidate in the stream (chunk RNX_CHUNK_DGAMMA / RNX_CHUNK_SGAMMA) that
+ * the next such call on the stream uses first, whatever its alpha. */
+ZYN_API int _rnxdRngGamma(int method, StreamState *stream, int n, double *r, double alpha,
+                          double a, double beta);
+ZYN_API int _rnxsRngGamma(int method, StreamState *stream, int n, float *r, float alpha, float a,
+                          float beta);
+/* Beta with shapes p, q, displacement a, scale beta: a + beta x, x in [0, 1]. */
+ZYN_API int _rnxdRngBeta(int method, StreamState *stream, int n, double *r, double p, double q,
+                         double a, double beta);
+ZYN_API int _rnxsRngBeta(int method, StreamState *stream, int n, float *r, float p, float q,
+                         float a, float beta);
+/* Chi-square with v degrees of freedom. */
+ZYN_API int _rnxdRngChiSquare(int method, StreamState *stream, int n, double *r, int v);
+ZYN_API int _rnxsRngChiSquare(int method, StreamState *stream, int n, float *r, int v);
+
+/* ==== end of transformation and gamma families ============================================= */
+
 /* ---- discrete family A ------------------------------------------------------------------- */
 
 /* Bernoulli, Geometric, Binomial, Hypergeometric: the only method of each. */

@@ -213,6 +213,13 @@ typedef int (*DfdInterpCallback)(int64_t *n, int64_t *cell, const double *site, 
 typedef int (*DfsInterpCallback)(int64_t *n, int64_t *cell, const float *site, float *r,
                                  void *params);
 
+/* Integration callbacks of the general kind: r[i] gets the integral from lo[i] to hi[i] (lo[i] <
+ * hi[i]) for i < *n, of the pieces left of x[0] (le), right of x[nx-1] (re) or between (inner). */
+typedef int (*DfdIntegrCallback)(int64_t *n, const double *lo, const double *hi, double *r,
+                                 void *params);
+typedef int (*DfsIntegrCallback)(int64_t *n, const float *lo, const float *hi, float *r,
+                                 void *params);
+
 /* ---- task entries ------------------------------------------------------------------------ */
 ZYN_API int zyn_df_kernel_dNewTask1D(DfTask **task, int64_t nx, const double *x, int64_t xHint,
                                      int64_t ny, const double *y, int64_t yHint,
@@ -300,6 +307,20 @@ ZYN_API int zyn_df_kernel_dDFQuadraticSpline1D(DfTask *task, int64_t a, int64_t 
                                                const ZynThreading *threading);
 ZYN_API int zyn_df_kernel_sDFQuadraticSpline1D(DfTask *task, int64_t a, int64_t b,
                                                const ZynThreading *threading);
+/* Cubic splines from slopes at the breakpoints (`b` must be 0): Akima's weighted slopes, the
+ * three-point parabola's (Bessel), the natural spline's filtered to keep monotone data monotone
+ * (Hyman), or the slopes given in ic (Hermite, icType DF_IC_1ST_DER). */
+#define ZYN_DF_SLOPE_CUBIC(P, Name) \
+  ZYN_API int zyn_df_kernel_##P##DF##Name##CubicSpline1D(DfTask *task, int64_t a, int64_t b, \
+                                                         const ZynThreading *threading)
+ZYN_DF_SLOPE_CUBIC(d, Akima);
+ZYN_DF_SLOPE_CUBIC(s, Akima);
+ZYN_DF_SLOPE_CUBIC(d, Bessel);
+ZYN_DF_SLOPE_CUBIC(s, Bessel);
+ZYN_DF_SLOPE_CUBIC(d, Hyman);
+ZYN_DF_SLOPE_CUBIC(s, Hyman);
+ZYN_DF_SLOPE_CUBIC(d, Hermite);
+ZYN_DF_SLOPE_CUBIC(s, Hermite);
 
 /* ---- interpolation ------------------------------------------------------------------------ */
 /* task, type (DF_INTERP | DF_CELL, or DF_INTERP_USER_CELL), method (not read), nsite, site,
@@ -318,6 +339,26 @@ ZYN_API int zyn_df_kernel_sDFInterpolate1D(
     int64_t siteHint, int64_t ndorder, const int64_t *dorder, const float *dataHint, float *r,
     int64_t rHint, void *cell, DfsInterpCallback le, void *leParams, DfsInterpCallback re,
     void *reParams, DfsInterpCallback interp, void *interpParams, DfsSearchCallback search,
+    void *searchParams, const ZynThreading *threading);
+
+/* ---- integration ------------------------------------------------------------------------- */
+/* task, method (not read), nlim, llim, llimHint, rlim, rlimHint (limit hints as site hints),
+ * ldataHint, rdataHint (data hints of the two searches), r, rHint (DF_MATRIX_STORAGE_ROWS:
+ * r[f*nlim + i], also 0 and 0x80; DF_MATRIX_STORAGE_COLS: r[i*ny + f]), the three callbacks of
+ * the general kind with their parameters (left of x[0], right of x[nx-1], between), the search
+ * callback with its parameters, and the threading table. r[i] is the integral from llim[i] to
+ * rlim[i], negative when llim[i] > rlim[i]. */
+ZYN_API int zyn_df_kernel_dDFIntegrate1D(
+    DfTask *task, int64_t method, int64_t nlim, const double *llim, int64_t llimHint,
+    const double *rlim, int64_t rlimHint, const double *ldataHint, const double *rdataHint,
+    double *r, int64_t rHint, DfdIntegrCallback le, void *leParams, DfdIntegrCallback re,
+    void *reParams, DfdIntegrCallback inner, void *innerParams, DfdSearchCallback search,
+    void *searchParams, const ZynThreading *threading);
+ZYN_API int zyn_df_kernel_sDFIntegrate1D(
+    DfTask *task, int64_t method, int64_t nlim, const float *llim, int64_t llimHint,
+    const float *rlim, int64_t rlimHint, const float *ldataHint, const float *rdataHint,
+    float *r, int64_t rHint, DfsIntegrCallback le, void *leParams, DfsIntegrCallback re,
+    void *reParams, DfsIntegrCallback inner, void *innerParams, DfsSearchCallback search,
     void *searchParams, const ZynThreading *threading);
 
 #endif

@@ -29,6 +29,74 @@ std::vector<Sampler> Samplers() {
       {"dGaussianIcdf", Entry(_rnxdRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 0},
       {"sGaussianIcdf", Entry(_rnxsRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 0}});
 #endif
+#ifdef ZYN_DIST_TRANSFORM
+  // The transformation family at location 1 (Lognormal: b = 1), scale 2; its CDFs as computed.
+  using Cdf = std::function<double(double, const Params &)>;
+  const auto both = [&](const std::string &name, Draw d, Draw s, Params p, Cdf cdf, int per, int block) {
+    Params p2 = p;  // another location and scale
+    p2.end()[-2] = -3, p2.end()[-1] = 0.5;
+    rows.push_back({"d" + name, d, p, p2, cdf, false, per, block});
+    rows.push_back({"s" + name, s, p, p2, cdf, false, per, block});
+  };
+  both("Exponential", Entry(_rnxdRngExponential, 0), Entry(_rnxsRngExponential, 0), {1, 2},
+       [](double x, const Params &p) { return gsl_cdf_exponential_P(x - p[0], p[1]); }, 1, 0);
+  both("Laplace", Entry(_rnxdRngLaplace, 0), Entry(_rnxsRngLaplace, 0), {1, 2},
+       [](double x, const Params &p) { return gsl_cdf_laplace_P(x - p[0], p[1]); }, 2, 1024);
+  both("Cauchy", Entry(_rnxdRngCauchy, 0), Entry(_rnxsRngCauchy, 0), {1, 2},
+       [](double x, const Params &p) { return gsl_cdf_cauchy_P(x - p[0], p[1]); }, 1, 0);
+  both("Rayleigh", Entry(_rnxdRngRayleigh, 0), Entry(_rnxsRngRayleigh, 0), {1, 2},
+       [](double x, const Params &p) { return x < p[0] ? 0 : 1 - std::exp(-std::pow((x - p[0]) / p[1], 2)); }, 1, 0);
+  both("Gumbel", Entry(_rnxdRngGumbel, 0), Entry(_rnxsRngGumbel, 0), {1, 2},
+       [](double x, const Params &p) { return 1 - std::exp(-std::exp((x - p[0]) / p[1])); }, 1, 0);
+  for (double alpha : {0.5, 1.0, 3.0})
+    both("Weibull" + std::to_string(alpha), Entry(_rnxdRngWeibull, 0), Entry(_rnxsRngWeibull, 0), {alpha, 1, 2},
+         [](double x, const Params &p) { return gsl_cdf_weibull_P(x - p[1], p[2], p[0]); }, 1, 0);
+  const Cdf lognormal = [](double x, const Params &p) { return gsl_cdf_lognormal_P((x - p[2]) / p[3], p[0], p[1]); };
+  both("LognormalIcdf", Entry(_rnxdRngLognormal, LognormalMethodIcdf), Entry(_rnxsRngLognormal, LognormalMethodIcdf),
+       {0.5, 0.7, 1, 2}, lognormal, 1, 0);
+  both("LognormalBoxMuller2", Entry(_rnxdRngLognormal, LognormalMethodBoxMuller2),
+       Entry(_rnxsRngLognormal, LognormalMethodBoxMuller2), {0.5, 0.7, 1, 2}, lognormal, 1, 1024);
+  rows.end()[-1].consumption = rows.end()[-2].consumption = pairs;
+#endif
+#ifdef ZYN_DIST_GAMMA
+  // Gamma at a = 0 (a value that rounds to a would tie with others), scale 2, at each branch
+  // and both sides of its bounds; the Gamma CDF of GSL is wrong near alpha - 1000 for alpha 10^6,
+  // where Wilson and Hilferty's cube-root normal is exact to far below the test's resolution.
+  const Cdf gamma = [](double x, const Params &p) {
+    const double y = (x - p[1]) / p[2], a = p[0];
+    return a < 1e5 ? gsl_cdf_gamma_P(y, a, 1) : NormalCdf((std::cbrt(y / a) - 1 + 1 / (9 * a)) * std::sqrt(9 * a));
+  };
+  for (double alpha : {0.05, 0.59, 0.6, 0.999, 1.0, 1.0001, 2.5, 1e6}) {
+    const bool exponential = alpha == 1;  // one generator call, and calls join up
+    for (int t = 0; t < (alpha > 0.5 && alpha < 1e6 ? 2 : 1); ++t)  // float has no room below 1e-38 for small shapes
+      rows.push_back({(t ? "sGamma" : "dGamma") + std::to_string(alpha), t ? Entry(_rnxsRngGamma, 0) : Entry(_rnxdRngGamma, 0),
+                      {alpha, 0, 2}, {alpha, 5, 3}, gamma, false, exponential ? 1 : 2, exponential ? 0 : 512, {},
+                      exponential, !exponential});
+  }
+  // Beta, a row per branch: both shapes below 1 on both sides of the Johnk line (0.852 p^2 + q =
+  // 0.956), one below and one above 1 both ways, both above 1, and the rows with a shape of 1.
+  const Cdf beta = [](double x, const Params &p) { return gsl_cdf_beta_P((x - p[2]) / p[3], p[0], p[1]); };
+  const double shapes[][2] = {{0.6, 0.7}, {0.5, 0.7}, {0.2, 0.2}, {0.3, 3}, {3, 0.5}, {2, 5}, {1.5, 1.2},
+                              {1, 1},     {2.5, 1}, {1, 0.4}};
+  for (auto [p, q] : shapes) {
+    const bool direct = p == 1 || q == 1, single = p >= 0.5 && q >= 0.5;
+    for (int t = 0; t < (single ? 2 : 1); ++t)
+      rows.push_back({(t ? "sBeta" : "dBeta") + std::to_string(p) + "," + std::to_string(q),
+                      t ? Entry(_rnxsRngBeta, 0) : Entry(_rnxdRngBeta, 0), {p, q, 0, 1}, {p, q, -1, 3}, beta, false,
+                      direct ? 1 : 2, direct ? 0 : 512, {}, direct, !direct});
+  }
+  // ChiSquare: sums of v squared normals (1, 3), -2 ln of products of v/2 uniforms (2, 16), and
+  // Gamma(v/2, 0, 2) (5, 18, 101). A result depends on its call's size except for v 1.
+  for (int v : {1, 2, 3, 5, 16, 18, 101}) {
+    const int per = v <= 3 ? (v == 2 ? 1 : v) : v / 2;
+    const bool gamma_v = v > 16 || (v % 2 == 1 && v > 3);
+    for (int t = 0; t < 2; ++t)
+      rows.push_back({(t ? "sChiSquare" : "dChiSquare") + std::to_string(v),
+                      t ? Entry(_rnxsRngChiSquare, 0) : Entry(_rnxdRngChiSquare, 0), {double(v)}, {double(v)},
+                      [](double x, const Params &p) { return gsl_cdf_chisq_P(x, p[0]); }, false, gamma_v ? 2 : per,
+                      gamma_v ? 512 : 1024 / per, {}, v == 1, gamma_v});
+  }
+#endif
 #ifdef ZYN_DIST_DISCRETE
   // ---- discrete family A: one row per branch, its corners fitted too. GSL's geometric counts
   // from 1; its hypergeometric takes (k, marked, unmarked, sample).

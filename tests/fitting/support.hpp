@@ -38,6 +38,11 @@ struct Ops;
     static constexpr auto natural = zyn_df_kernel_##P##DFNaturalCubicSpline1D;    \
     static constexpr auto cubic = zyn_df_kernel_##P##DFDefaultCubicSpline1D;      \
     static constexpr auto quadratic = zyn_df_kernel_##P##DFQuadraticSpline1D;     \
+    static constexpr auto akima = zyn_df_kernel_##P##DFAkimaCubicSpline1D;        \
+    static constexpr auto bessel = zyn_df_kernel_##P##DFBesselCubicSpline1D;      \
+    static constexpr auto hyman = zyn_df_kernel_##P##DFHymanCubicSpline1D;        \
+    static constexpr auto hermite = zyn_df_kernel_##P##DFHermiteCubicSpline1D;    \
+    static constexpr auto integrate = zyn_df_kernel_##P##DFIntegrate1D;           \
   };
 ZYN_DF_OPS(d, double)
 ZYN_DF_OPS(s, float)
@@ -117,30 +122,46 @@ LD poly(const C *q, int64_t order, LD t, int d) {
   return acc;
 }
 
-enum Family { kLinear, kNatural, kDefault, kQuadratic, kKnots, kMidKnots, kGeneral };
+enum Family { kLinear, kNatural, kDefault, kQuadratic, kKnots, kMidKnots, kGeneral, kAkima, kBessel, kHyman, kHermite };
 // A constructor: its family, end conditions, and the degree of the polynomials it reproduces
-// when bc and ic come from them. The general kind (order 5) is no constructor: tests fill its
+// when bc and ic come from them. The general kind (order 6) is no constructor: tests fill its
 // coefficients.
 struct Ctor {
   Family family;
   int64_t bcType;
   int exact;
-  int64_t order() const { return family == kLinear ? 2 : family == kGeneral ? 5 : family >= kQuadratic ? 3 : 4; }
+  int64_t order() const { return family == kLinear ? 2 : family == kGeneral ? 6 : knots() || family == kQuadratic ? 3 : 4; }
   int64_t type() const {
-    return family == kNatural ? DF_PP_NATURAL : family == kKnots || family == kMidKnots ? DF_PP_SUBBOTIN : 0;
+    const int64_t types[] = {0, DF_PP_NATURAL, 0, 0, DF_PP_SUBBOTIN, DF_PP_SUBBOTIN, 0, DF_PP_AKIMA, DF_PP_BESSEL, DF_PP_HYMAN, DF_PP_HERMITE};
+    return types[family];
   }
   int64_t icType() const {
     return family == kDefault ? DF_IC_2ND_DER : family == kKnots ? DF_IC_Q_KNOT
-           : family == kMidKnots ? DF_IC_Q_KNOT | DF_IC_Q_KNOT_MIDPOINT : DF_NO_IC;
+           : family == kMidKnots ? DF_IC_Q_KNOT | DF_IC_Q_KNOT_MIDPOINT : family == kHermite ? DF_IC_1ST_DER : DF_NO_IC;
   }
   bool knots() const { return family == kKnots || family == kMidKnots; }
+  bool local() const { return family == kAkima || family == kBessel || family == kHermite; }  // slopes from neighbours
+  bool threaded() const { return family == kLinear || family == kNatural || family >= kAkima; }
+  template <class T>
+  auto entry() const {
+    const decltype(Ops<T>::linear) entries[] = {Ops<T>::linear, Ops<T>::natural, Ops<T>::cubic, Ops<T>::quadratic,
+                                                Ops<T>::quadratic, Ops<T>::quadratic, nullptr, Ops<T>::akima,
+                                                Ops<T>::bessel, Ops<T>::hyman, Ops<T>::hermite};
+    return entries[family];
+  }
 };
 const Ctor kCtors[] = {
     {kLinear, 0, 1},     {kNatural, 1, 3},   {kNatural, 2, 1},   {kNatural, 12, 3},  {kNatural, 36, 3},
     {kNatural, 24, 3},   {kNatural, 48, 3},  {kNatural, 64, 0},  {kDefault, 1, 3},   {kDefault, 2, 1},
     {kDefault, 12, 3},   {kDefault, 36, 3},  {kDefault, 24, 3},  {kDefault, 48, 3},  {kDefault, 64, 0},
     {kQuadratic, 128, 2}, {kKnots, 12, 2},   {kKnots, 36, 2},    {kKnots, 24, 2},    {kKnots, 48, 2},
-    {kMidKnots, 12, 2},  {kMidKnots, 36, 2}, {kMidKnots, 24, 2}, {kMidKnots, 48, 2}};
+    {kMidKnots, 12, 2},  {kMidKnots, 36, 2}, {kMidKnots, 24, 2}, {kMidKnots, 48, 2}, {kAkima, 1, 1},
+    {kAkima, 2, 1},      {kAkima, 12, 1},    {kAkima, 36, 1},    {kAkima, 24, 1},    {kAkima, 48, 1},
+    {kAkima, 64, 0},     {kBessel, 1, 2},    {kBessel, 2, 1},    {kBessel, 12, 2},   {kBessel, 36, 2},
+    {kBessel, 24, 2},    {kBessel, 48, 2},   {kBessel, 64, 0},   {kHyman, 1, 3},     {kHyman, 2, 1},
+    {kHyman, 12, 3},     {kHyman, 36, 3},    {kHyman, 24, 3},    {kHyman, 48, 3},    {kHyman, 64, 0},
+    {kHermite, 1, 3},    {kHermite, 2, 1},   {kHermite, 12, 3},  {kHermite, 36, 3},  {kHermite, 24, 3},
+    {kHermite, 48, 3},   {kHermite, 64, 0}};
 
 using Fn = std::function<LD(LD, int)>;  // derivative d of a function at s
 
@@ -166,9 +187,11 @@ struct Spline {
       for (int64_t i = 0; i < nx; ++i) yt[i * ny + k] = y[k * nx + i];
     auto end = [&](bool right, bool first) { return static_cast<T>(f(right ? x[nx - 1] : x[0], first ? 1 : 2)); };
     if (c.family == kQuadratic) bc = {static_cast<T>(f((x[0] + x[1]) / T(2), 0))};
-    if (c.bcType == DF_BC_PERIODIC && c.family == kDefault) bc = {end(false, false)};
+    if (c.bcType == DF_BC_PERIODIC && (c.family == kDefault || c.family == kHermite)) bc = {end(false, c.family == kHermite)};
     if (c.bcType > 2 && c.bcType < 64) bc = {end(false, c.bcType & 4), end(true, c.bcType & 8)};
-    for (int64_t i = 1; c.family == kDefault && i + 1 < nx; ++i) ic.push_back(static_cast<T>(f(x[i], 2)));
+    for (int64_t i = 1; (c.family == kDefault || c.family == kHermite) && i + 1 < nx; ++i)
+      ic.push_back(static_cast<T>(f(x[i], c.family == kDefault ? 2 : 1)));
+    if (c.family == kHermite) ic.push_back(0);  // a spare: nx 2 gives no slopes, but ic must be there
     for (int64_t i = 0; c.knots() && i + 1 < nx; ++i) ic.push_back(x[i] + T(0.3) * (x[i + 1] - x[i]));
     left.push_back(x[0]);
     for (int64_t i = 0; i + 1 < nx; ++i)
@@ -178,10 +201,8 @@ struct Spline {
                               yHint, 1), 0);
     EXPECT_EQ(Ops<T>::editPP(t, c.order(), c.type(), c.bcType, bc.empty() ? nullptr : bc.data(), c.icType(),
                              ic.empty() ? nullptr : ic.data(), coeff.data(), 0), 0);
-    auto entry = c.family == kLinear ? Ops<T>::linear : c.family == kNatural ? Ops<T>::natural
-                 : c.family == kDefault ? Ops<T>::cubic : Ops<T>::quadratic;
     for (size_t k = 0; c.family == kGeneral && k < coeff.size(); ++k) coeff[k] = static_cast<T>(std::cos(k));
-    status = c.family == kGeneral ? 0 : entry(t, 0, 0, th);
+    status = c.family == kGeneral ? 0 : c.entry<T>()(t, 0, 0, th);
   }
   ~Spline() { zyn_df_kernel_DeleteTask(&t); }
 };

@@ -78,6 +78,16 @@ const Row kRows[] = {
        return _rnxsRngGaussian(GaussianMethodBoxMuller2, f.s, 3, r, 0, 1) + (r[0] != 7);
      }},
 #endif
+#ifdef ZYN_DIST_GAMMA
+    {"dRngGamma", false, 1, [](Fixture &f) {
+       double r[3] = {7, 7, 7};
+       return _rnxdRngGamma(GammaMethodStd, f.s, 3, r, 2.5, 0, 1) + (r[0] != 7);
+     }},
+    {"sRngGamma", false, 1, [](Fixture &f) {
+       float r[3] = {7, 7, 7};
+       return _rnxsRngGamma(GammaMethodStd, f.s, 3, r, 2.5f, 0, 1) + (r[0] != 7);
+     }},
+#endif
 #ifdef ZYN_DIST_DISCRETE
     // The cached set-ups: the block, then the chunk's record.
     {"iRngBinomial", false, 2, [](Fixture &f) {
