@@ -58,8 +58,11 @@ struct View {
   uint32_t dir(int j, int i) const { return v[size_t(j) * vs + i]; }
 };
 
+// A dimension beyond the record's room lives in chunks: without them (deleted by the caller) the
+// view is empty, h null, and the entries refuse the stream rather than read past the record.
 template <class R>
 View record_view(R &s) {
+  if (s.h.dim > R::kRoom) return {};
   return {&s.h, s.x, s.v, 33, s.vT, R::kRow};
 }
 
@@ -341,28 +344,29 @@ inline bool has_block(int n, const uint32_t *p) {
 inline bool within(int n, uint64_t from, uint64_t count) { return from + count <= uint64_t(n); }
 
 // The init entry and the three outputs of a generator with a view function and a seeding function.
-#define ZYN_QUASI_ENTRIES(name, view, seed)                                                    \
-  ZYN_API int __rnxBRng##name##InitStream(int method, StreamState *stream, int n,              \
-                                          const void *params) {                                \
-    switch (method) {                                                                          \
-      case RNX_METHOD_INIT:                                                                    \
-        return seed(stream, n, static_cast<const uint32_t *>(params));                         \
-      case RNX_METHOD_LEAPFROG:                                                                \
-        return zyn::rng::quasi::leapfrog(view(stream), n, zyn::rng::leapfrog_k(params));       \
-      case RNX_METHOD_SKIP:                                                                    \
-        return zyn::rng::quasi::skip(view(stream), n, zyn::rng::skip_count(params));           \
-      default:                                                                                 \
-        return zyn::rng::lacking(method);                                                      \
-    }                                                                                          \
-  }                                                                                            \
-  ZYN_API int __rnxiBRng##name(StreamState *stream, int n, uint32_t *r) {                      \
-    return zyn::rng::quasi::run(view(stream), n, zyn::rng::U32Out{r});                         \
-  }                                                                                            \
-  ZYN_API int __rnxdBRng##name(StreamState *stream, int n, double *r, double a, double b) {    \
-    return zyn::rng::quasi::run(view(stream), n, zyn::rng::quasi::dout(r, a, b));              \
-  }                                                                                            \
-  ZYN_API int __rnxsBRng##name(StreamState *stream, int n, float *r, float a, float b) {       \
-    return zyn::rng::quasi::run(view(stream), n, zyn::rng::quasi::sout(r, a, b));              \
+#define ZYN_QUASI_ENTRIES(name, view, seed)                                                        \
+  ZYN_API int __rnxBRng##name##InitStream(int method, StreamState *stream, int n,                  \
+                                          const void *params) {                                    \
+    if (method == RNX_METHOD_INIT) return seed(stream, n, static_cast<const uint32_t *>(params));  \
+    if (method != RNX_METHOD_LEAPFROG && method != RNX_METHOD_SKIP)                                \
+      return zyn::rng::lacking(method);                                                            \
+    const zyn::rng::quasi::View w = view(stream);                                                  \
+    if (w.h == nullptr) return RNX_STATUS_BAD_BRNG;                                                \
+    return method == RNX_METHOD_LEAPFROG                                                           \
+               ? zyn::rng::quasi::leapfrog(w, n, zyn::rng::leapfrog_k(params))                     \
+               : zyn::rng::quasi::skip(w, n, zyn::rng::skip_count(params));                        \
+  }                                                                                                \
+  ZYN_API int __rnxiBRng##name(StreamState *stream, int n, uint32_t *r) {                          \
+    const zyn::rng::quasi::View w = view(stream);                                                  \
+    return w.h ? zyn::rng::quasi::run(w, n, zyn::rng::U32Out{r}) : RNX_STATUS_BAD_BRNG;            \
+  }                                                                                                \
+  ZYN_API int __rnxdBRng##name(StreamState *stream, int n, double *r, double a, double b) {        \
+    const zyn::rng::quasi::View w = view(stream);                                                  \
+    return w.h ? zyn::rng::quasi::run(w, n, zyn::rng::quasi::dout(r, a, b)) : RNX_STATUS_BAD_BRNG; \
+  }                                                                                                \
+  ZYN_API int __rnxsBRng##name(StreamState *stream, int n, float *r, float a, float b) {           \
+    const zyn::rng::quasi::View w = view(stream);                                                  \
+    return w.h ? zyn::rng::quasi::run(w, n, zyn::rng::quasi::sout(r, a, b)) : RNX_STATUS_BAD_BRNG; \
   }
 
 }  // namespace zyn::rng::quasi

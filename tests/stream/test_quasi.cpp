@@ -246,6 +246,11 @@ TEST(Quasi, CopiesShareTheTable) {
     b.ints(70);
   }
   EXPECT_EQ(a.ints(100), model_points(t, 1, 2));
+  // A table deleted by the caller: the stream is refused, nothing read past its record.
+  uint32_t r[4];
+  __rnxDeleteChunksById(a, RNX_CHUNK_SOBOL_DIRECTIONS);
+  EXPECT_EQ(__rnxiBRngSobol(a, 4, r), RNX_STATUS_BAD_BRNG);
+  EXPECT_EQ(__rnxSkipAheadStream(a, 1), RNX_STATUS_BAD_BRNG);
 }
 
 }  // namespace
