@@ -20,6 +20,8 @@ constexpr BrngEntry kR250 = ZYN_ROW(1024, 252, 1, 4, 32, R250);
 constexpr BrngEntry kMRG32K3A = ZYN_ROW(40, 6, 1, 4, 32, MRG32K3A);
 constexpr BrngEntry kMCG59 = ZYN_ROW(32, 1, 0, 8, 59, MCG59);
 constexpr BrngEntry kWH = ZYN_ROW(48, 4, 1, 16, 24, WH);
+constexpr BrngEntry kSobol = ZYN_ROW(11712, 2604, 0, 4, 32, Sobol);
+constexpr BrngEntry kNiederr = ZYN_ROW(84288, 10498, 0, 4, 32, Niederr);
 constexpr BrngEntry kAbsent{};
 #undef ZYN_ROW
 
@@ -38,12 +40,12 @@ extern "C" {
 const BrngEntry __RegBrngs[RNX_REG_OLD_ROWS] = {
     kMCG31, kR250, kMRG32K3A, kMCG59,
     ZYN_X256(kWH), ZYN_X16(kWH), kWH,
-    kAbsent /* 277 Sobol */, kAbsent /* 278 Niederr */,
+    kSobol, kNiederr,
     kAbsent, kAbsent /* 279, 280: zero rows that count as valid */};
 
 BrngEntry __RegBrngsNew[RNX_REG_NEW_ROWS] = {
-    kMCG31, kR250, kMRG32K3A, kMCG59, kWH,
-    /* rows 5 to 15 (Sobol, Niederr, MT19937, MT2203, the Abstract rows, SFMT19937, TRNG,
+    kMCG31, kR250, kMRG32K3A, kMCG59, kWH, kSobol, kNiederr,
+    /* rows 7 to 15 (MT19937, MT2203, the Abstract rows, SFMT19937, TRNG,
      * ARS5, PHILOX4X32X10) are filled when their generators are built */
 };
 

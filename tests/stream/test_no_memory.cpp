@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <vector>
 
 #include "zyn/vex.h"
 #include "zyn/dist.h"
@@ -44,8 +45,22 @@ struct Row {  // an entry that makes `out` or not, the allocations it makes, the
 };
 const uint64_t kLongCount[11] = {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};  // beyond the fixed buffer
 
+// Quasi-random seeds with finished direction numbers that go to chunks.
+std::vector<uint32_t> table_seed(uint32_t d) {
+  std::vector<uint32_t> p = {d, 1, 4};
+  p.resize(3 + 32 * size_t(d), 0x80000000u);
+  return p;
+}
+const std::vector<uint32_t> kSobolTable = table_seed(50), kNiederrTable = table_seed(319);
+
 const Row kRows[] = {
     {"NewStream", true, 1, [](Fixture &f) { return __rnxNewStreamEx(&f.out, RNX_BRNG_MCG31, 0, nullptr); }},
+    {"NewStream Sobol table", true, 5, [](Fixture &f) {
+       return __rnxNewStreamEx(&f.out, RNX_BRNG_SOBOL, int(kSobolTable.size()), kSobolTable.data());
+     }},
+    {"NewStream Niederr table", true, 3, [](Fixture &f) {
+       return __rnxNewStreamEx(&f.out, RNX_BRNG_NIEDERR, int(kNiederrTable.size()), kNiederrTable.data());
+     }},
     {"AddChunk", false, 1, [](Fixture &f) { return __rnxAddChunk(f.s, 1, nullptr, f.block, 8); }},
     {"CopyStream", true, 7, [](Fixture &f) { return __rnxCopyStream(&f.out, f.s); }},
     {"CopyStreamState", false, 6, [](Fixture &f) { return __rnxCopyStreamState(f.out, f.s); },
