@@ -211,6 +211,7 @@ ZYN_RNX_GENERATOR(R250);
 ZYN_RNX_GENERATOR(MRG32K3A);
 ZYN_RNX_GENERATOR(MCG59);
 ZYN_RNX_GENERATOR(WH);
+ZYN_RNX_GENERATOR(PHILOX4X32X10);
 
 /* ---- modular helpers --------------------------------------------------------------------- */
 
