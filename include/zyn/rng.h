@@ -211,7 +211,14 @@ ZYN_RNX_GENERATOR(R250);
 ZYN_RNX_GENERATOR(MRG32K3A);
 ZYN_RNX_GENERATOR(MCG59);
 ZYN_RNX_GENERATOR(WH);
+ZYN_RNX_GENERATOR(ARS5);
 ZYN_RNX_GENERATOR(PHILOX4X32X10);
+
+/* Processor probes, asked at every call: AES instructions (ARS5), the random-number instruction
+ * (TRNG), and the vector AES instructions of the wide ARS5 path. 1 or 0. */
+ZYN_API int __rnxCPUisAES(void);
+ZYN_API int __rnxCPUisRDRAND(void);
+ZYN_API int __rnxCPUisVAES(void);
 
 /* ---- modular helpers --------------------------------------------------------------------- */
 

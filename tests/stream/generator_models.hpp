@@ -250,7 +250,8 @@ inline std::vector<Gen> all_generators() {
           wh(0, {}), wh(1, {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}),
           wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}),
           wh(6, {42}, 10), wh(2, {9, 8, 7, 6}, -1, -3)};
-  for (const Gen &c : counter_generators(false)) g.push_back(c);
+  for (bool ars : {false, true})
+    for (const Gen &c : counter_generators(ars)) g.push_back(c);
   return g;
 }
 
