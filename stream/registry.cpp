@@ -20,6 +20,9 @@ constexpr BrngEntry kR250 = ZYN_ROW(1024, 252, 1, 4, 32, R250);
 constexpr BrngEntry kMRG32K3A = ZYN_ROW(40, 6, 1, 4, 32, MRG32K3A);
 constexpr BrngEntry kMCG59 = ZYN_ROW(32, 1, 0, 8, 59, MCG59);
 constexpr BrngEntry kWH = ZYN_ROW(48, 4, 1, 16, 24, WH);
+constexpr BrngEntry kIAbstract = ZYN_ROW(48, 0, 1, 4, 32, iAbstract);
+constexpr BrngEntry kDAbstract = ZYN_ROW(64, 0, 1, 4, 32, dAbstract);
+constexpr BrngEntry kSAbstract = ZYN_ROW(56, 0, 1, 4, 32, sAbstract);
 constexpr BrngEntry kTrng = ZYN_ROW(24, 1, 1, 4, 32, TRNG);
 constexpr BrngEntry kArs5 = ZYN_ROW(72, 8, 1, 4, 32, ARS5);
 constexpr BrngEntry kPhilox = ZYN_ROW(64, 8, 1, 4, 32, PHILOX4X32X10);
@@ -46,9 +49,11 @@ const BrngEntry __RegBrngs[RNX_REG_OLD_ROWS] = {
 
 BrngEntry __RegBrngsNew[RNX_REG_NEW_ROWS] = {
     kMCG31, kR250, kMRG32K3A, kMCG59, kWH,
-    /* rows 5 to 12 (Sobol, Niederr, MT19937, MT2203, the Abstract rows, SFMT19937) are
-     * filled when their generators are built */
-    kAbsent, kAbsent, kAbsent, kAbsent, kAbsent, kAbsent, kAbsent, kAbsent,
+    /* rows 5 to 8 and 12 (Sobol, Niederr, MT19937, MT2203, SFMT19937) are filled when their
+     * generators are built */
+    kAbsent, kAbsent, kAbsent, kAbsent,
+    kIAbstract, kDAbstract, kSAbstract,
+    kAbsent,
     kTrng, kArs5, kPhilox,
 };
 static_assert(RNX_BRNG_PHILOX4X32X10 == 16 * RNX_BRNG_INC);
