@@ -46,6 +46,10 @@ const uint64_t kLongCount[11] = {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};  // beyond th
 
 const Row kRows[] = {
     {"NewStream", true, 1, [](Fixture &f) { return __rnxNewStreamEx(&f.out, RNX_BRNG_MCG31, 0, nullptr); }},
+    {"NewAbstractStream", true, 1, [](Fixture &f) {
+       static uint32_t buffer[4];
+       return __rnxiNewAbstractStream(&f.out, 4, buffer, [](StreamState *, int *, uint32_t *, int *, int *, int *) { return 0; });
+     }},
     {"AddChunk", false, 1, [](Fixture &f) { return __rnxAddChunk(f.s, 1, nullptr, f.block, 8); }},
     {"CopyStream", true, 7, [](Fixture &f) { return __rnxCopyStream(&f.out, f.s); }},
     {"CopyStreamState", false, 6, [](Fixture &f) { return __rnxCopyStreamState(f.out, f.s); },
