@@ -1,7 +1,7 @@
 // PHILOX4X32X10: the Philox 4x32 bijection with ten rounds over a 128-bit counter and a 64-bit
-// key. Four blocks run side by side, one block word per register (x0 of blocks 0..3, ...), with
-// the 32 x 32 -> 64 products of even and odd lanes recombined by blends; the ten round keys are
-// fixed once per call.
+// key. Blocks run four side by side, one block word per register (x0 of blocks 0..3, ...), with
+// the 32 x 32 -> 64 products of even and odd lanes recombined by blends, two such groups
+// interleaved; the ten round keys are fixed once per call.
 #include "stream/generators/counter.hpp"
 
 namespace {
@@ -31,42 +31,57 @@ struct Kernel {
       k1[r] = _mm_set1_epi32(static_cast<int>(b));
     }
   }
-  // Four blocks from counters c .. c + 3, stored block after block.
-  void four(u128 c, uint32_t *out) const {
-    uint32_t w[4][4];
+  // Counter words of blocks c .. c + 3, one register per word: broadcasts plus 0..3 in the low
+  // word unless it wraps within the four.
+  static void lanes(u128 c, __m128i *x) {
+    const uint32_t w[4] = {static_cast<uint32_t>(c), static_cast<uint32_t>(c >> 32),
+                           static_cast<uint32_t>(c >> 64), static_cast<uint32_t>(c >> 96)};
+    if (w[0] <= 0xFFFFFFFCu) {
+      x[0] = _mm_add_epi32(_mm_set1_epi32(static_cast<int>(w[0])), _mm_setr_epi32(0, 1, 2, 3));
+      for (int i = 1; i < 4; ++i) x[i] = _mm_set1_epi32(static_cast<int>(w[i]));
+      return;
+    }
+    uint32_t v[4][4];
     for (int j = 0; j < 4; ++j, ++c) {
-      u128 x = c;
-      for (int i = 0; i < 4; ++i, x >>= 32) w[i][j] = static_cast<uint32_t>(x);
+      u128 y = c;
+      for (int i = 0; i < 4; ++i, y >>= 32) v[i][j] = static_cast<uint32_t>(y);
     }
-    __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(w[0]));
-    __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(w[1]));
-    __m128i x2 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(w[2]));
-    __m128i x3 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(w[3]));
+    for (int i = 0; i < 4; ++i) x[i] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(v[i]));
+  }
+  // kGroups * 4 blocks from counters c on, stored block after block: independent groups
+  // interleaved so that the multiplications' latency overlaps.
+  static constexpr int kGroups = 2;
+  void group(u128 c, uint32_t *out) const {
+    __m128i x[kGroups][4];
+    for (int g = 0; g < kGroups; ++g) lanes(c + static_cast<unsigned>(4 * g), x[g]);
     const __m128i m0 = _mm_set1_epi32(static_cast<int>(kM0)), m1 = _mm_set1_epi32(static_cast<int>(kM1));
-    for (int r = 0; r < kRounds; ++r) {
-      __m128i hi0, lo0, hi1, lo1;
-      mul_hi_lo(x0, m0, hi0, lo0);
-      mul_hi_lo(x2, m1, hi1, lo1);
-      x0 = _mm_xor_si128(_mm_xor_si128(hi1, x1), k0[r]);
-      x1 = lo1;
-      x2 = _mm_xor_si128(_mm_xor_si128(hi0, x3), k1[r]);
-      x3 = lo0;
+    for (int r = 0; r < kRounds; ++r)
+      for (int g = 0; g < kGroups; ++g) {
+        __m128i hi0, lo0, hi1, lo1;
+        mul_hi_lo(x[g][0], m0, hi0, lo0);
+        mul_hi_lo(x[g][2], m1, hi1, lo1);
+        x[g][0] = _mm_xor_si128(_mm_xor_si128(hi1, x[g][1]), k0[r]);
+        x[g][1] = lo1;
+        x[g][2] = _mm_xor_si128(_mm_xor_si128(hi0, x[g][3]), k1[r]);
+        x[g][3] = lo0;
+      }
+    for (int g = 0; g < kGroups; ++g) {  // transpose to block order
+      const __m128i t0 = _mm_unpacklo_epi32(x[g][0], x[g][1]), t1 = _mm_unpacklo_epi32(x[g][2], x[g][3]);
+      const __m128i t2 = _mm_unpackhi_epi32(x[g][0], x[g][1]), t3 = _mm_unpackhi_epi32(x[g][2], x[g][3]);
+      auto *o = reinterpret_cast<__m128i *>(out) + 4 * g;
+      _mm_storeu_si128(o + 0, _mm_unpacklo_epi64(t0, t1));
+      _mm_storeu_si128(o + 1, _mm_unpackhi_epi64(t0, t1));
+      _mm_storeu_si128(o + 2, _mm_unpacklo_epi64(t2, t3));
+      _mm_storeu_si128(o + 3, _mm_unpackhi_epi64(t2, t3));
     }
-    // Transpose to block order.
-    const __m128i t0 = _mm_unpacklo_epi32(x0, x1), t1 = _mm_unpacklo_epi32(x2, x3);
-    const __m128i t2 = _mm_unpackhi_epi32(x0, x1), t3 = _mm_unpackhi_epi32(x2, x3);
-    auto *o = reinterpret_cast<__m128i *>(out);
-    _mm_storeu_si128(o + 0, _mm_unpacklo_epi64(t0, t1));
-    _mm_storeu_si128(o + 1, _mm_unpackhi_epi64(t0, t1));
-    _mm_storeu_si128(o + 2, _mm_unpacklo_epi64(t2, t3));
-    _mm_storeu_si128(o + 3, _mm_unpackhi_epi64(t2, t3));
   }
   void blocks(int n, u128 c, uint32_t *out) const {
     int j = 0;
-    for (; j + 4 <= n; j += 4, c += 4) four(c, out + 4 * j);
+    constexpr int step = 4 * kGroups;
+    for (; j + step <= n; j += step, c += step) group(c, out + 4 * j);
     if (j < n) {
-      alignas(16) uint32_t t[16];
-      four(c, t);
+      alignas(16) uint32_t t[4 * step];
+      group(c, t);
       std::copy(t, t + 4 * (n - j), out + 4 * j);
     }
   }
