@@ -2,6 +2,7 @@
 #pragma once
 void tour_vector();
 void tour_random();
+void tour_counter();
 void tour_discrete();
 void tour_stats();
 void tour_fitting();
