@@ -106,16 +106,6 @@ TEST(Hardware, TrngOutputs) {
   EXPECT_TRUE(d[0] == double(y) * 0x1p-62 - 1. && d[1] == double(2 * y) * 0x1p-62 - 1.);
 }
 
-// ARS5 through the seam with AES gives the library's numbers.
-TEST(Hardware, ArsThroughTheSeam) {
-  if (!__rnxCPUisAES()) GTEST_SKIP() << "no AES instructions";
-  Scripted::reset();
-  Stream a(RNX_BRNG_ARS5, {3, 1, 4, 1, 5}), b(a);
-  std::vector<uint32_t> w(300);
-  ASSERT_EQ(rng::ars5::run<Scripted>(a, 300, rng::U32Out{w.data()}), 0);
-  EXPECT_EQ(w, b.ints(300));
-}
-
 // 10^6 bytes of the real instruction: a chi-square of the 256 byte counts, 255 degrees of
 // freedom, against its 1 - 10^-6 quantile (Wilson-Hilferty).
 TEST(Hardware, TrngBytesAreUniform) {
