@@ -22,6 +22,12 @@ constexpr BrngEntry kMCG59 = ZYN_ROW(32, 1, 0, 8, 59, MCG59);
 constexpr BrngEntry kWH = ZYN_ROW(48, 4, 1, 16, 24, WH);
 constexpr BrngEntry kSobol = ZYN_ROW(11712, 2604, 0, 4, 32, Sobol);
 constexpr BrngEntry kNiederr = ZYN_ROW(84288, 10498, 0, 4, 32, Niederr);
+constexpr BrngEntry kIAbstract = ZYN_ROW(48, 0, 1, 4, 32, iAbstract);
+constexpr BrngEntry kDAbstract = ZYN_ROW(64, 0, 1, 4, 32, dAbstract);
+constexpr BrngEntry kSAbstract = ZYN_ROW(56, 0, 1, 4, 32, sAbstract);
+constexpr BrngEntry kTrng = ZYN_ROW(24, 1, 1, 4, 32, TRNG);
+constexpr BrngEntry kArs5 = ZYN_ROW(72, 8, 1, 4, 32, ARS5);
+constexpr BrngEntry kPhilox = ZYN_ROW(64, 8, 1, 4, 32, PHILOX4X32X10);
 constexpr BrngEntry kAbsent{};
 #undef ZYN_ROW
 
@@ -45,9 +51,13 @@ const BrngEntry __RegBrngs[RNX_REG_OLD_ROWS] = {
 
 BrngEntry __RegBrngsNew[RNX_REG_NEW_ROWS] = {
     kMCG31, kR250, kMRG32K3A, kMCG59, kWH, kSobol, kNiederr,
-    /* rows 7 to 15 (MT19937, MT2203, the Abstract rows, SFMT19937, TRNG,
-     * ARS5, PHILOX4X32X10) are filled when their generators are built */
+    /* rows 7, 8 and 12 (MT19937, MT2203, SFMT19937) are filled when their generators are built */
+    kAbsent, kAbsent,
+    kIAbstract, kDAbstract, kSAbstract,
+    kAbsent,
+    kTrng, kArs5, kPhilox,
 };
+static_assert(RNX_BRNG_PHILOX4X32X10 == 16 * RNX_BRNG_INC);
 
 }  // extern "C"
 

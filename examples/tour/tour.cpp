@@ -13,6 +13,7 @@ int main() {
   tour_vector();
   tour_random();
   tour_quasi();
+  tour_counter();
   tour_discrete();
   tour_stats();
   tour_fitting();

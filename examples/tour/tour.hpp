@@ -3,6 +3,7 @@
 void tour_vector();
 void tour_random();
 void tour_quasi();
+void tour_counter();
 void tour_discrete();
 void tour_stats();
 void tour_fitting();

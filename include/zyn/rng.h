@@ -213,6 +213,38 @@ ZYN_RNX_GENERATOR(MCG59);
 ZYN_RNX_GENERATOR(WH);
 ZYN_RNX_GENERATOR(Sobol);
 ZYN_RNX_GENERATOR(Niederr);
+ZYN_RNX_GENERATOR(iAbstract);
+ZYN_RNX_GENERATOR(dAbstract);
+ZYN_RNX_GENERATOR(sAbstract);
+ZYN_RNX_GENERATOR(TRNG);
+ZYN_RNX_GENERATOR(ARS5);
+ZYN_RNX_GENERATOR(PHILOX4X32X10);
+
+/* Processor probes, asked at every call: AES instructions (ARS5), the random-number instruction
+ * (TRNG), and the vector AES instructions of the wide ARS5 path. 1 or 0. */
+ZYN_API int __rnxCPUisAES(void);
+ZYN_API int __rnxCPUisRDRAND(void);
+ZYN_API int __rnxCPUisVAES(void);
+
+/* ---- abstract streams ------------------------------------------------------------------- *
+ * Numbers from the caller's ring buffer of `size` numbers, refilled by the caller's callback when
+ * it runs dry. The callback writes numbers into the buffer from ring index *start on, wrapping at
+ * *size: at least one and at most *free, ideally *count; it returns how many it wrote (0 or a
+ * count outside 1 .. *free fails the draw with RNX_STATUS_CALLBACK_EMPTY or
+ * RNX_STATUS_CALLBACK_COUNT). Buffer and callback must outlive the stream. */
+typedef int (*RnxIAbstractCallback)(StreamState *stream, int *size, uint32_t *buffer, int *count,
+                                    int *free, int *start);
+typedef int (*RnxDAbstractCallback)(StreamState *stream, int *size, double *buffer, int *count,
+                                    int *free, int *start);
+typedef int (*RnxSAbstractCallback)(StreamState *stream, int *size, float *buffer, int *count,
+                                    int *free, int *start);
+/* RNX_STATUS_BAD_ABSTRACT_ARG for size <= 0, a null buffer or callback, or low not below high. */
+ZYN_API int __rnxiNewAbstractStream(StreamState **stream, int size, uint32_t *buffer,
+                                    RnxIAbstractCallback callback);
+ZYN_API int __rnxdNewAbstractStream(StreamState **stream, int size, double *buffer, double low,
+                                    double high, RnxDAbstractCallback callback);
+ZYN_API int __rnxsNewAbstractStream(StreamState **stream, int size, float *buffer, float low,
+                                    float high, RnxSAbstractCallback callback);
 
 /* ---- modular helpers --------------------------------------------------------------------- */
 

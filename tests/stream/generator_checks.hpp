@@ -105,7 +105,7 @@ inline void CheckSplit(const Gen &g) {
   EXPECT_EQ(e.wordSize, 4 * g.words) << g.name;
   for (size_t i = 0; i < ref.size(); i += g.words == 2 ? 2 : 1)
     ASSERT_EQ((g.words == 2 ? ref[i] | uint64_t{ref[i + 1]} << 32 : ref[i]) >> e.bitCount, 0u) << g.name;
-  for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 1000})
+  for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 255, 256, 257, 1000})
     for (Kind first : {kInt, kDouble, kFloat}) {
       Stream st(g);
       int at = ExpectOutputs(st, g, first, 0, n, ref);

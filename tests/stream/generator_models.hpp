@@ -3,6 +3,7 @@
 // rule and reduction. A new generator adds a model and its rows to all_generators().
 #pragma once
 
+#include <array>
 #include <bit>
 
 #include "tests/stream/generator_checks.hpp"
@@ -130,11 +131,117 @@ inline Gen wh(int sub, std::vector<uint32_t> seed, int id = -1, int count = INT_
   return g;
 }
 
+// The counter-based bijections with any number of rounds. Philox 4x32: two multiplications per
+// round, the key bumped by the Weyl constants between rounds. ARS 4x32: v = ctr xor key, then
+// rounds - 1 AES rounds and a last one (no column mixing), the round keys key + i W in 64-bit
+// halves. The AES round is written from its definition: S-box by inversion in GF(2^8) and the
+// affine map, rows shifted, columns mixed.
+using Block = std::array<uint32_t, 4>;
+
+inline Block philox_block(int rounds, Block x, const uint32_t *key) {
+  uint32_t k0 = key[0], k1 = key[1];
+  for (int r = 0; r < rounds; ++r, k0 += 0x9E3779B9, k1 += 0xBB67AE85) {
+    const uint64_t p0 = uint64_t{0xD2511F53} * x[0], p1 = uint64_t{0xCD9E8D57} * x[2];
+    x = {uint32_t(p1 >> 32) ^ x[1] ^ k0, uint32_t(p1), uint32_t(p0 >> 32) ^ x[3] ^ k1, uint32_t(p0)};
+  }
+  return x;
+}
+
+inline uint8_t gf_mul(uint8_t a, uint8_t b) {
+  uint8_t p = 0;
+  for (; b; b >>= 1, a = uint8_t(a << 1 ^ (a & 0x80 ? 0x1B : 0)))
+    if (b & 1) p ^= a;
+  return p;
+}
+
+inline uint8_t sbox(uint8_t x) {
+  uint8_t inv = 0;
+  for (int y = 1; x && y < 256; ++y)
+    if (gf_mul(x, uint8_t(y)) == 1) inv = uint8_t(y);
+  uint8_t s = 0x63;
+  for (int i = 0; i < 5; ++i) s ^= std::rotl(inv, i);
+  return s;
+}
+
+inline Block ars_block(int rounds, const Block &c, const uint32_t *key) {
+  static const auto table = [] {
+    std::array<uint8_t, 256> t{};
+    for (int i = 0; i < 256; ++i) t[i] = sbox(uint8_t(i));
+    return t;
+  }();
+  auto bytes = [](const Block &b) {
+    std::array<uint8_t, 16> v;
+    for (int i = 0; i < 16; ++i) v[i] = uint8_t(b[i / 4] >> 8 * (i % 4));
+    return v;
+  };
+  u128 k = u128{key[3]} << 96 | u128{key[2]} << 64 | u128{key[1]} << 32 | key[0];
+  std::array<uint8_t, 16> v = bytes(c), kb = bytes({key[0], key[1], key[2], key[3]});
+  for (int i = 0; i < 16; ++i) v[i] ^= kb[i];
+  for (int r = 1; r <= rounds; ++r) {
+    const uint64_t lo = uint64_t(k) + 0x9E3779B97F4A7C15, hi = uint64_t(k >> 64) + 0xBB67AE8584CAA73B;
+    k = u128{hi} << 64 | lo;
+    std::array<uint8_t, 16> t;
+    for (int i = 0; i < 16; ++i) t[i] = table[v[(i % 4) + 4 * ((i / 4 + i % 4) % 4)]];
+    for (int col = 0; col < 4 && r < rounds; ++col) {
+      uint8_t *a = &t[4 * col], b[4] = {a[0], a[1], a[2], a[3]};
+      for (int i = 0; i < 4; ++i)
+        a[i] = gf_mul(b[i], 2) ^ gf_mul(b[(i + 1) % 4], 3) ^ b[(i + 2) % 4] ^ b[(i + 3) % 4];
+    }
+    for (int i = 0; i < 16; ++i) v[i] = t[i] ^ uint8_t(k >> 8 * i);
+  }
+  Block out{};
+  for (int i = 0; i < 16; ++i) out[i / 4] |= uint32_t{v[i]} << 8 * (i % 4);
+  return out;
+}
+
+// A stream seeded (key, counter): word j is word j mod 4 of the block of counter ctr + j / 4
+// (mod 2^128); a skip reads at most three count words.
+inline Gen counter_gen(bool ars, std::vector<uint32_t> seed) {
+  Gen g{ars ? "ARS5" : "PHILOX4X32X10", ars ? RNX_BRNG_ARS5 : RNX_BRNG_PHILOX4X32X10, seed, 1, 0, false, true, true};
+  const int nk = ars ? 4 : 2;
+  g.raw = [ars, nk, seed](int count, const Count &skip) {
+    std::vector<uint32_t> w(nk + 4, 0);
+    std::copy(seed.begin(), seed.begin() + std::min(seed.size(), w.size()), w.begin());
+    u128 ctr = u128{w[nk + 3]} << 96 | u128{w[nk + 2]} << 64 | u128{w[nk + 1]} << 32 | w[nk];
+    const uint64_t s0 = skip.empty() ? 0 : skip[0], s1 = skip.size() > 1 ? skip[1] : 0, s2 = skip.size() > 2 ? skip[2] : 0;
+    ctr += (u128{s1} << 64 | s0) >> 2 | u128{s2 & 3} << 126;
+    std::vector<uint32_t> r;
+    for (int j = int(s0 & 3); int(r.size()) < count; j = 0, ++ctr) {
+      const Block b = ars ? ars_block(5, {uint32_t(ctr), uint32_t(ctr >> 32), uint32_t(ctr >> 64), uint32_t(ctr >> 96)}, w.data())
+                          : philox_block(10, {uint32_t(ctr), uint32_t(ctr >> 32), uint32_t(ctr >> 64), uint32_t(ctr >> 96)}, w.data());
+      for (; j < 4 && int(r.size()) < count; ++j) r.push_back(b[j]);
+    }
+    return r;
+  };
+  g.d = [](const uint32_t *w, double a, double b) { return double(int32_t(w[0])) * ((b - a) * 0x1p-32) + (a + b) * 0.5; };
+  g.s = [](const uint32_t *w, float a, float b) { return float(int32_t(w[0])) * ((b - a) * 0x1p-32f) + (a + b) * 0.5f; };
+  return g;
+}
+
+// Seeds of the counter generators: none, short, a counter about to carry at 2^64 and one about
+// to wrap at 2^128.
+inline std::vector<Gen> counter_generators(bool ars) {
+  const uint32_t m = 0xFFFFFFFF;
+  std::vector<Gen> g;
+  for (std::vector<uint32_t> key : {std::vector<uint32_t>{}, {7}, {0x243F6A88, 0x85A308D3, 0x13198A2E, 0x03707344}}) {
+    key.resize(ars ? std::min<size_t>(key.size(), 4) : std::min<size_t>(key.size(), 2));
+    g.push_back(counter_gen(ars, key));
+    if (key.empty()) continue;
+    key.resize(ars ? 4 : 2);
+    for (std::vector<uint32_t> c : {std::vector<uint32_t>{m - 40, m, 5, 0}, {m - 30, m, m, m}}) {
+      std::vector<uint32_t> s = key;
+      s.insert(s.end(), c.begin(), c.end());
+      g.push_back(counter_gen(ars, s));
+    }
+  }
+  return g;
+}
+
 inline std::vector<Gen> all_generators() {
   std::vector<uint32_t> seed250(250);
   for (int i = 0; i < 250; ++i) seed250[i] = 0x9E3779B9u * (i + 1);
   const std::vector<uint32_t> seed249(seed250.begin(), seed250.end() - 1);
-  return {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {0xFFFFFFFF}), mcg(false, {0x7FFFFFFE, 9}),
+  std::vector<Gen> g = {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {0xFFFFFFFF}), mcg(false, {0x7FFFFFFE, 9}),
           mcg(true, {}), mcg(true, {0xFFFFFFFF}), mcg(true, {0xFFFFFFFF, 0xFFFFFFFF}), mcg(true, {0, 0x08000000}),
           mcg(true, {0x12345678, 0x9ABCDEF}),
           r250({}), r250({0}), r250({0xFFFFFFFF}), r250(seed249), r250(seed250),
@@ -143,6 +250,9 @@ inline std::vector<Gen> all_generators() {
           wh(0, {}), wh(1, {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}),
           wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}),
           wh(6, {42}, 10), wh(2, {9, 8, 7, 6}, -1, -3)};
+  for (bool ars : {false, true})
+    for (const Gen &c : counter_generators(ars)) g.push_back(c);
+  return g;
 }
 
 }  // namespace zyn::test

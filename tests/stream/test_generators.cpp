@@ -43,6 +43,52 @@ TEST(Generators, LeapfrogEqualsEveryNth) {
   for (const Gen &g : all_generators()) CheckLeapfrog(g);
 }
 
+// Every known answer checks the round-parameterised models; those of the generators' round
+// counts also check the first block of a stream seeded (key, counter).
+TEST(CounterGenerators, KnownAnswers) {
+  for (const CounterKat &k : kCounterKats) {
+    const Block ctr{k.ctr[0], k.ctr[1], k.ctr[2], k.ctr[3]}, out{k.out[0], k.out[1], k.out[2], k.out[3]};
+    EXPECT_EQ(k.ars ? ars_block(k.rounds, ctr, k.key) : philox_block(k.rounds, ctr, k.key), out) << k.ars << " " << k.rounds;
+    if (k.rounds != (k.ars ? 5 : 10)) continue;
+    std::vector<uint32_t> seed(k.key, k.key + (k.ars ? 4 : 2));
+    seed.insert(seed.end(), k.ctr, k.ctr + 4);
+    Stream st(k.ars ? RNX_BRNG_ARS5 : RNX_BRNG_PHILOX4X32X10, seed);
+    EXPECT_EQ(st.ints(4), std::vector<uint32_t>(out.begin(), out.end()));
+  }
+}
+
+// Skips from every position in a block equal drawing, by one-word and multi-word counts (across
+// 2^64, with bits beyond the counter's), and `left` follows each generator's rule.
+TEST(CounterGenerators, SkipsFromInsideBlocks) {
+  std::vector<Gen> gens = counter_generators(false);
+  for (const Gen &c : counter_generators(true)) gens.push_back(c);
+  for (const Gen &g : gens) {
+    const bool ars = g.id == RNX_BRNG_ARS5;
+    const int left_word = ars ? 8 : 6;
+    for (int drawn = 0; drawn < 9; ++drawn)
+      for (const Count &k : std::vector<Count>{{0}, {1}, {2}, {3}, {4}, {5}, {8}, {~uint64_t{0} - 2, 1}, {5, 0, 7}, {3, 0}})
+        for (bool ex : {false, true}) {
+          if (!ex && k.size() > 1) continue;
+          Stream st(g);
+          st.ints(drawn);
+          const uint32_t left = st.state<uint32_t>(left_word);
+          const std::vector<uint32_t> ctr(&st.state<uint32_t>(left_word - 4), &st.state<uint32_t>(left_word));
+          ASSERT_EQ(ex ? __rnxSkipAheadStreamEx(st, int(k.size()), k.data()) : __rnxSkipAheadStream(st, k[0]), 0);
+          if (k.size() == 1 && k[0] <= left) {
+            EXPECT_EQ(st.state<uint32_t>(left_word), left - k[0]);
+            EXPECT_EQ(std::vector<uint32_t>(&st.state<uint32_t>(left_word - 4), &st.state<uint32_t>(left_word)), ctr);
+          } else if (k.size() == 1) {
+            const uint32_t r = uint32_t((k[0] - left) % 4);
+            EXPECT_EQ(st.state<uint32_t>(left_word), ars || ex ? 4 - r : (4 - r) % 4) << g.name;
+          }
+          Count at = k;
+          at.resize(3);
+          at[1] += (at[0] += drawn) < uint64_t(drawn);
+          ASSERT_EQ(st.ints(9), g.raw(9, at)) << g.name << " drawn " << drawn << " skip " << k[0] << " ex " << ex;
+        }
+  }
+}
+
 // Every row: distinct primes of the range, multipliers in range that generate the multiplicative
 // group of their moduli (a^((p-1)/q) != 1 for each prime q of p - 1), exact reciprocals; and the
 // published rows.

@@ -39,7 +39,7 @@ TEST(Registry, IdResolutionAndValidity) {
 TEST(Registry, UnknownGeneratorsAreRefused) {
   for (int id : {RNX_BRNG_WH + 273, RNX_BRNG_MCG31 + 1, int{RNX_BRNG_IABSTRACT}, int{RNX_BRNG_DABSTRACT},
                  int{RNX_BRNG_SABSTRACT}, RNX_BRNG_IABSTRACT + 1, RNX_BRNG_SOBOL + 1, int{RNX_BRNG_MT19937},
-                 RNX_BRNG_MT2203 + 6023, int{RNX_BRNG_PHILOX4X32X10}, 279, 280, -5}) {
+                 RNX_BRNG_MT2203 + 6023, RNX_BRNG_PHILOX4X32X10 + 1, 279, 280, -5}) {
     StreamState *s = nullptr;
     EXPECT_EQ(__rnxNewStreamEx(&s, id, 0, nullptr), RNX_STATUS_BAD_BRNG) << id;
     EXPECT_EQ(s, nullptr);
