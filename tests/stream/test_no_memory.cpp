@@ -60,6 +60,7 @@ const Row kRows[] = {
      }},
     {"NewStream Niederr table", true, 3, [](Fixture &f) {
        return __rnxNewStreamEx(&f.out, RNX_BRNG_NIEDERR, int(kNiederrTable.size()), kNiederrTable.data());
+     }},
     {"NewAbstractStream", true, 1, [](Fixture &f) {
        static uint32_t buffer[4];
        return __rnxiNewAbstractStream(&f.out, 4, buffer, [](StreamState *, int *, uint32_t *, int *, int *, int *) { return 0; });
