@@ -170,4 +170,17 @@ ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *
 
 /* ---- end of discrete family A ------------------------------------------------------------ */
 
+/* ---- discrete family B ------------------------------------------------------------------- */
+
+/* Unlike the entries above, these check their parameters first: a bad one gives
+ * RNX_STATUS_BAD_PARAM with r, the stream and its chunks untouched. */
+#define RNX_STATUS_BAD_PARAM RNX_STATUS_BAD_ABSTRACT_ARG
+#define PoissonMethodPTPE 0
+
+/* Poisson: P(k) = lambda^k e^-lambda / k!, 0 <= lambda <= 2^30 (0 gives zeros with no draw).
+ * Inversion below lambda 30, PTPE from 30; the set-up is kept in RNX_CHUNK_POISSON. */
+ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, double lambda);
+
+/* ---- end of discrete family B ------------------------------------------------------------ */
+
 #endif

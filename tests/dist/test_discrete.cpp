@@ -8,30 +8,20 @@
 namespace zyn::test {
 namespace {
 
-using Call = std::function<int(StreamState *, int, int *)>;
 Call Binomial(int ntrial, double p) {
   return [=](StreamState *s, int n, int *r) { return _rnxiRngBinomial(BinomialMethodStd, s, n, r, ntrial, p); };
 }
 Call Hyper(int l, int s, int m) {
   return [=](StreamState *st, int n, int *r) { return _rnxiRngHypergeometric(HypergeometricMethodStd, st, n, r, l, s, m); };
 }
-long double LnChoose(long double n, long double k) { return lgammal(n + 1) - lgammal(k + 1) - lgammal(n - k + 1); }
+#ifdef ZYN_DIST_DISCRETEB
+Call Poisson(double lambda) {
+  return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(PoissonMethodPTPE, s, n, r, lambda); };
+}
+#endif
 
-// An inversion case: the support lo..hi, its exact pmf, and whether the set-up's cumulative sums
-// run down from hi (a reduction that maps k to a decreasing function of k).
-struct Inversion {
-  Call call;
-  int lo, hi;
-  std::function<long double(int)> pmf;
-  bool down;
-};
-
-// Each result is the first value, walking the support, at which the long-double cumulative sum
-// passes u; it may differ only where u lies within 1e-7 (relative, of the sum or of its
-// complement, and at least 1e-13) of a sum passed between the two values.
+// Results against a long-double inversion of the same uniforms (CheckInversion).
 TEST(Discrete, InversionEqualsLongDoubleInversion) {
-  std::vector<double> u = {0, 1e-300, 1 - 0x1p-53, 1 - 1e-12, 1 - 1e-10, 1 - 1e-9, 1 - 1e-8};
-  for (int i = 0; i < 4000; ++i) u.push_back((i + 0.5) / 4000);
   const auto binomial = [](int n, double p) {
     return Inversion{Binomial(n, p), 0, n, [=](int k) { return expl(LnChoose(n, k) + k * logl(p) + (n - k) * log1pl(-p)); }, p >= 0.5};
   };
@@ -41,20 +31,8 @@ TEST(Discrete, InversionEqualsLongDoubleInversion) {
   };
   for (const Inversion &c : {binomial(20, 0.3), binomial(100, 0.1), binomial(59, 0.5), binomial(1000, 0.999), binomial(1000, 0.0299),
                              hyper(1000, 100, 300, false), hyper(1000, 900, 300, true), hyper(1000, 100, 700, true),
-                             hyper(1000, 900, 700, false)}) {
-    std::vector<long double> sum;  // cumulative sums in walking order
-    for (int i = 0; i <= c.hi - c.lo; ++i) sum.push_back((i ? sum.back() : 0) + c.pmf(c.down ? c.hi - i : c.lo + i));
-    ScriptedStream s(u);
-    std::vector<int> r(u.size());
-    ASSERT_EQ(c.call(s, int(r.size()), r.data()), 0);
-    for (size_t j = 0; j < u.size(); ++j) {
-      const long double x = u[j];
-      const size_t want = std::upper_bound(sum.begin(), sum.end(), x) - sum.begin(), got = c.down ? c.hi - r[j] : r[j] - c.lo;
-      bool near = got == std::min(want, sum.size() - 1);
-      for (size_t i = std::min(want, got); i < std::max(want, got) && i < sum.size(); ++i) near |= fabsl(sum[i] - x) <= std::max(1e-7 * std::min(sum[i], 1 - sum[i]), 1e-13L);
-      EXPECT_TRUE(near) << "case lo " << c.lo << " hi " << c.hi << " u " << u[j] << " got " << r[j];
-    }
-  }
+                             hyper(1000, 900, 700, false)})
+    CheckInversion(c);
 }
 
 // Inversion draws one double per result, rejection pairs of singles; a single value draws nothing.
@@ -64,10 +42,14 @@ TEST(Discrete, WhatEachBranchDraws) {
     int value;  // the one value, or -1
     bool doubles;
   };
-  for (const Case &c : {Case{Binomial(0, 0.3), 0, false}, Case{Hyper(10, 0, 5), 0, false}, Case{Hyper(10, 10, 5), 5, false},
+  std::vector<Case> cases = {Case{Binomial(0, 0.3), 0, false}, Case{Hyper(10, 0, 5), 0, false}, Case{Hyper(10, 10, 5), 5, false},
                         Case{Hyper(10, 4, 10), 4, false}, Case{Hyper(10, 7, 0), 0, false}, Case{Binomial(20, 0.3), -1, true},
                         Case{Binomial(100, 0.4), -1, false}, Case{Hyper(1000, 100, 300), -1, true},
-                        Case{Hyper(1000, 200, 400), -1, false}}) {
+                        Case{Hyper(1000, 200, 400), -1, false}};
+#ifdef ZYN_DIST_DISCRETEB
+  cases.insert(cases.end(), {Case{Poisson(0), 0, false}, Case{Poisson(29.99), -1, true}});
+#endif
+  for (const Case &c : cases) {
     ScriptedStream s({0.3, 0.6, 0.9, 0.1, 0.45, 0.7});
     std::vector<int> r(1500, -7);
     ASSERT_EQ(c.call(s, 1500, r.data()), 0);
@@ -90,10 +72,16 @@ TEST(Discrete, SetUpsCachedInTheStream) {
   };
   constexpr int kB = RNX_CHUNK_BINOMIAL, kH = RNX_CHUNK_HYPERGEOMETRIC;
   Stream s(RNX_BRNG_MCG59, {5});
-  for (const Step &step : {Step{Binomial(20, 0.3), kB, 544}, Step{Binomial(20, 0.31), kB, 544}, Step{Binomial(100, 0.4), kB, 544},
+  std::vector<Step> steps = {Step{Binomial(20, 0.3), kB, 544}, Step{Binomial(20, 0.31), kB, 544}, Step{Binomial(100, 0.4), kB, 544},
                            Step{Binomial(100, 0.6), kB, 544}, Step{Binomial(20, 0.3), kB, 544},
                            Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}, Step{Hyper(1000, 200, 400), kH, 600}, Step{Hyper(1000, 250, 400), kH, 600},
-                           Step{Hyper(1000, 97, 400), kH, 48 + 8 * 98}, Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}}) {
+                           Step{Hyper(1000, 97, 400), kH, 48 + 8 * 98}, Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}};
+#ifdef ZYN_DIST_DISCRETEB
+  constexpr int kP = RNX_CHUNK_POISSON;
+  steps.insert(steps.end(), {Step{Poisson(10), kP, 696}, Step{Poisson(10.5), kP, 696}, Step{Poisson(1000), kP, 696},
+                             Step{Poisson(30), kP, 696}, Step{Poisson(10), kP, 696}});
+#endif
+  for (const Step &step : steps) {
     Stream fresh(s);
     ASSERT_EQ(__rnxDeleteChunks(fresh), 0);
     std::vector<int> a(300), b(300);
@@ -114,15 +102,61 @@ TEST(Discrete, SetUpsCachedInTheStream) {
   }
 }
 
-// Above 2^24 the mode is not a float: results of Binomial(2^30, 0.5) are not quantised.
-TEST(Discrete, LargeBinomialIsNotQuantised) {
-  Stream s(RNX_BRNG_MCG59, {9});
-  std::vector<int> r(64 * 200);
-  ASSERT_EQ(_rnxiRngBinomial(BinomialMethodStd, s, int(r.size()), r.data(), 1 << 30, 0.5), 0);
-  std::vector<double> observed(64), expected(64, double(r.size()) / 64);
-  for (int k : r) ++observed[k % 64];
-  EXPECT_GT(ChiSquarePValue(observed, expected), kAlpha);
+// Above 2^24 the mode is not a float: results at 2^30 are not quantised (residues mod 64 uniform),
+// and their mean and variance are within 5 standard errors.
+TEST(Discrete, LargeParametersAreNotQuantised) {
+  struct Case {
+    Call call;
+    double mean, variance;
+  };
+  std::vector<Case> cases = {{Binomial(1 << 30, 0.5), 0x1p29, 0x1p28}};
+#ifdef ZYN_DIST_DISCRETEB
+  cases.push_back({Poisson(0x1p30), 0x1p30, 0x1p30});
+#endif
+  for (const Case &c : cases) {
+    Stream s(RNX_BRNG_MCG59, {9});
+    std::vector<int> r(64 * 200);
+    ASSERT_EQ(c.call(s, int(r.size()), r.data()), 0);
+    std::vector<double> observed(64), expected(64, double(r.size()) / 64);
+    double sum = 0, sum2 = 0;
+    for (int k : r) ++observed[k % 64], sum += k - c.mean, sum2 += (k - c.mean) * (k - c.mean);
+    const double n = double(r.size()), mean = sum / n, variance = sum2 / n - mean * mean;
+    EXPECT_GT(ChiSquarePValue(observed, expected), kAlpha);
+    EXPECT_LT(std::fabs(mean), 5 * std::sqrt(c.variance / n));
+    EXPECT_LT(std::fabs(variance - c.variance), 5 * c.variance * std::sqrt(2 / n));
+  }
 }
+
+#ifdef ZYN_DIST_DISCRETEB
+// ---- discrete family B
+
+TEST(DiscreteB, PoissonInversionEqualsLongDoubleInversion) {
+  for (double lambda : {1e-6, 0.5, 10.0, 29.99})
+    CheckInversion({Poisson(lambda), 0, 200, [=](int k) { return expl(k * logl(lambda) - lambda - lgammal(k + 1)); }, false});
+}
+
+// Bad parameters: RNX_STATUS_BAD_PARAM, nothing written, the stream's position and chunks as they
+// were. Chunk memory failures are in tests/stream/test_no_memory.cpp.
+TEST(DiscreteB, BadParametersTouchNothing) {
+  const double nan = std::nan("");
+  const auto poisson = [](int method, double lambda) -> Call {
+    return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(method, s, n, r, lambda); };
+  };
+  for (const Call &call : {poisson(1, 10), poisson(0, -1e-300), poisson(0, nan), poisson(0, 0x1p30 * (1 + 0x1p-52)),
+                           poisson(0, INFINITY)}) {
+    Stream s(RNX_BRNG_MCG59, {5}), ref(s);
+    ASSERT_EQ(Poisson(10)(s, 1, std::vector<int>(1).data()) | Poisson(10)(ref, 1, std::vector<int>(1).data()), 0);
+    const StreamChunk *chunks = s.s->chunks;
+    std::vector<int> r(9, -7);
+    EXPECT_EQ(call(s, 8, r.data()), RNX_STATUS_BAD_PARAM);
+    EXPECT_EQ(std::count(r.begin(), r.end(), -7), 9);
+    EXPECT_TRUE(s.s->chunks == chunks && chunks->next == nullptr);
+    double a, b;
+    ASSERT_EQ(_rnxdRngUniform(0, s, 1, &a, 0, 1) | _rnxdRngUniform(0, ref, 1, &b, 0, 1), 0);
+    EXPECT_EQ(a, b);
+  }
+}
+#endif
 
 }  // namespace
 }  // namespace zyn::test

@@ -127,6 +127,17 @@ std::vector<Sampler> Samplers() {
        .corners = {{1000, 99, 400}, {100000, 20000, 30000}, {1000, 800, 400}, {1000, 200, 600}, {1000, 800, 600}}}});
   // ----
 #endif
+#ifdef ZYN_DIST_DISCRETEB
+  // ---- discrete family B: Poisson by inversion below lambda 30, PTPE from 30.
+  const auto poisson = [](int64_t k, const Params &p) { return k >= 0 ? gsl_ran_poisson_pdf(unsigned(k), p[0]) : 0; };
+  const Draw pois = Entry(_rnxiRngPoisson, PoissonMethodPTPE);
+  rows.insert(rows.end(), {
+      {.name = "iPoissonTable", .draw = pois, .p1 = {10}, .p2 = {3}, .discrete = true, .pmf = poisson,
+       .corners = {{1e-6}, {0.5}, {29.99}}},
+      {.name = "iPoissonPtpe", .draw = pois, .p1 = {1000}, .p2 = {1000}, .discrete = true, .per_output = 0, .block = 0,
+       .pmf = poisson, .corners = {{30}, {1e7}, {0x1p30}}}});
+  // ----
+#endif
   return rows;
 }
 
