@@ -1,6 +1,6 @@
 // Poisson: table inversion of double uniforms below lambda 30, PTPE (Schmeiser and
 // Kachitvichyanukul: BTPE's hat in the Poisson limit) from 30 on, the set-up cached in the
-// stream's chunk RNX_CHUNK_POISSON.
+// stream's chunk RNX_CHUNK_POISSON. PoissonV: a lambda per element, no chunk.
 #include <cmath>
 
 #include "dist/discrete.hpp"
@@ -10,6 +10,8 @@ namespace {
 
 constexpr double kMaxLambda = 0x1p30;
 constexpr double kPtpeFrom = 30;
+
+bool BadLambda(double lambda) { return !(lambda >= 0 && lambda <= kMaxLambda); }
 
 // Inversion: cumulative probabilities of 0 to 80 (P(k > 80) < 1e-14 for lambda below 30); terms
 // below 2^-1000 are dropped, so no subnormal enters the sums.
@@ -159,8 +161,6 @@ int DrawPoisson(StreamState *stream, int n, int *r, const PoissonSetUp &s) {
   });
 }
 
-bool BadLambda(double lambda) { return !(lambda >= 0 && lambda <= kMaxLambda); }
-
 int Poisson(int method, StreamState *stream, int n, int *r, double lambda) {
   if (method != PoissonMethodPTPE || BadLambda(lambda)) return RNX_STATUS_BAD_PARAM;
   if (lambda == 0) {
@@ -184,6 +184,87 @@ int Poisson(int method, StreamState *stream, int n, int *r, double lambda) {
   });
 }
 
+
+// ---- PoissonV ------------------------------------------------------------------------------
+
+constexpr double kPtrsFrom = 10;
+
+// Poisson(lambda[i]) into r[i] for m <= kBlock elements, inside the frame. Elements below 10 by
+// inversion from 0 (one uniform each, drawn first, e^-lambda by one Exp call), the rest by PTRS
+// (Hoermann 1993: transformed rejection with squeeze), in rounds of one pair of uniforms per
+// element still pending. lambda 0 gives 0 with no draw.
+int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
+  alignas(16) double x[kBlock], u[2 * kBlock];
+  int at[kBlock], small = 0, large = 0;
+  for (int i = 0; i < m; ++i)
+    if (lambda[i] == 0)
+      r[i] = 0;
+    else if (lambda[i] < kPtrsFrom)
+      at[small++] = i;
+  int status = RNX_STATUS_OK;
+  if (small > 0) {
+    for (int j = 0; j < small; ++j) x[j] = -lambda[at[j]];
+    CallKernel(row::Exp<double>(), small, x, x);
+    if ((status = Uniform<double>(0, stream, small, u, 0.0, 1.0)) < 0) return status;
+    for (int j = 0; j < small; ++j) {
+      // Terms below 2^-900 end the walk: u is then within rounding of the total.
+      const double l = lambda[at[j]];
+      double f = x[j], sum = f;
+      int k = 0;
+      while (sum <= u[j] && f > 0x1p-900) sum += (f *= l / ++k);
+      r[at[j]] = k;
+    }
+  }
+  for (int i = 0; i < m; ++i)
+    if (lambda[i] >= kPtrsFrom) at[large++] = i;
+  if (large == 0) return status;
+  // Per-element constants: sqrt(lambda) and ln(lambda) by vector calls; then b, a, the
+  // acceptance bound vr and ln(1/alpha) (one more Ln call).
+  alignas(16) double root[kBlock], ln_lambda[kBlock], ln_inv_alpha[kBlock];
+  for (int j = 0; j < large; ++j) x[j] = lambda[at[j]];
+  CallKernel(row::Sqrt<double>(), large, x, root);
+  CallKernel(row::Ln<double>(), large, x, ln_lambda);
+  for (int j = 0; j < large; ++j) ln_inv_alpha[j] = 1.1239 + 1.1328 / (0.931 + 2.53 * root[j] - 3.4);
+  CallKernel(row::Ln<double>(), large, ln_inv_alpha, ln_inv_alpha);
+  int pending[kBlock];
+  for (int j = 0; j < large; ++j) pending[j] = j;
+  for (int left = large; left > 0;) {
+    if ((status = Uniform<double>(0, stream, 2 * left, u, 0.0, 1.0)) < 0) return status;
+    int still = 0;
+    for (int t = 0; t < left; ++t) {
+      const int j = pending[t];
+      const double l = x[j], b = 0.931 + 2.53 * root[j], a = -0.059 + 0.02483 * b, vr = 0.9277 - 3.6224 / (b - 2);
+      const double uu = u[2 * t] - 0.5, v = u[2 * t + 1], us = 0.5 - std::fabs(uu);
+      bool accept = false;
+      int64_t k = -1;
+      if (us > 0) {
+        const double kd = std::floor((2 * a / us + b) * uu + l + 0.43);
+        k = kd >= 0 && kd <= 0x1p31 - 1 ? static_cast<int64_t>(kd) : -1;
+        if (us >= 0.07 && v <= vr)
+          accept = true;
+        else if (k >= 0 && !(us < 0.013 && v > us))
+          accept = ScalarLn(v) + ln_inv_alpha[j] - ScalarLn(a / (us * us) + b) <= -l + double(k) * ln_lambda[j] - LnFactorial(k);
+      }
+      if (accept)
+        r[at[j]] = static_cast<int>(k);
+      else
+        pending[still++] = j;
+    }
+    left = still;
+  }
+  return status;
+}
+
+int PoissonV(int method, StreamState *stream, int n, int *r, const double *lambda) {
+  if (method != PoissonVMethodPTRS || std::any_of(lambda, lambda + n, BadLambda)) return RNX_STATUS_BAD_PARAM;
+  return Framed(ExponentialCallback<double>, [&] {
+    int status = RNX_STATUS_OK;
+    for (int done = 0; done < n; done += kBlock)
+      if ((status = PoissonBlock(stream, std::min(n - done, kBlock), lambda + done, r + done)) < 0) return status;
+    return status;
+  });
+}
+
 }  // namespace
 }  // namespace zyn::dist::discrete
 
@@ -191,4 +272,8 @@ using namespace zyn::dist::discrete;
 
 ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, double lambda) {
   return Poisson(method, stream, n, r, lambda);
+}
+
+ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, const double *lambda) {
+  return PoissonV(method, stream, n, r, lambda);
 }

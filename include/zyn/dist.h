@@ -176,10 +176,14 @@ ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *
  * RNX_STATUS_BAD_PARAM with r, the stream and its chunks untouched. */
 #define RNX_STATUS_BAD_PARAM RNX_STATUS_BAD_ABSTRACT_ARG
 #define PoissonMethodPTPE 0
+#define PoissonVMethodPTRS 0
 
 /* Poisson: P(k) = lambda^k e^-lambda / k!, 0 <= lambda <= 2^30 (0 gives zeros with no draw).
  * Inversion below lambda 30, PTPE from 30; the set-up is kept in RNX_CHUNK_POISSON. */
 ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, double lambda);
+/* PoissonV: r[i] from Poisson(lambda[i]); every lambda[i] is checked before any draw. Inversion
+ * below 10, PTRS from 10; no chunk. */
+ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, const double *lambda);
 
 /* ---- end of discrete family B ------------------------------------------------------------ */
 

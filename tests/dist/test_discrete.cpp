@@ -142,8 +142,16 @@ TEST(DiscreteB, BadParametersTouchNothing) {
   const auto poisson = [](int method, double lambda) -> Call {
     return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(method, s, n, r, lambda); };
   };
+  // PoissonV: the bad lambda last, after good ones.
+  const auto poissonv = [](int method, double lambda) -> Call {
+    return [=](StreamState *s, int n, int *r) {
+      std::vector<double> l(n, 10);
+      l.back() = lambda;
+      return _rnxiRngPoissonV(method, s, n, r, l.data());
+    };
+  };
   for (const Call &call : {poisson(1, 10), poisson(0, -1e-300), poisson(0, nan), poisson(0, 0x1p30 * (1 + 0x1p-52)),
-                           poisson(0, INFINITY)}) {
+                           poisson(0, INFINITY), poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31)}) {
     Stream s(RNX_BRNG_MCG59, {5}), ref(s);
     ASSERT_EQ(Poisson(10)(s, 1, std::vector<int>(1).data()) | Poisson(10)(ref, 1, std::vector<int>(1).data()), 0);
     const StreamChunk *chunks = s.s->chunks;

@@ -136,6 +136,29 @@ std::vector<Sampler> Samplers() {
        .corners = {{1e-6}, {0.5}, {29.99}}},
       {.name = "iPoissonPtpe", .draw = pois, .p1 = {1000}, .p2 = {1000}, .discrete = true, .per_output = 0, .block = 0,
        .pmf = poisson, .corners = {{30}, {1e7}, {0x1p30}}}});
+  // PoissonV with lambda[i] cycling through the parameters: inversion below 10, PTRS from 10, and
+  // both in one call. PTRS draws in rounds over the pending elements of a block, so only the
+  // inversion row's calls join up.
+  const Draw poisv = [](StreamState *s, int n, double *r, const Params &p) {
+    std::vector<double> lambda(n);
+    std::vector<int> t(r, r + n);
+    for (int i = 0; i < n; ++i) lambda[i] = p[i % p.size()];
+    const int status = _rnxiRngPoissonV(PoissonVMethodPTRS, s, n, t.data(), lambda.data());
+    std::copy(t.begin(), t.end(), r);
+    return status;
+  };
+  const auto mixture = [=](int64_t k, const Params &p) {
+    double f = 0;
+    for (double l : p) f += poisson(k, {l}) / double(p.size());
+    return f;
+  };
+  rows.insert(rows.end(), {
+      {.name = "iPoissonVInversion", .draw = poisv, .p1 = {3}, .p2 = {0.5}, .discrete = true, .pmf = mixture,
+       .corners = {{1e-6}, {3, 9.99}}},
+      {.name = "iPoissonVPtrs", .draw = poisv, .p1 = {10, 1000}, .p2 = {10, 1000}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = mixture, .corners = {{10}, {1e5}, {0x1p30}}},
+      {.name = "iPoissonVMixed", .draw = poisv, .p1 = {9.99, 10}, .p2 = {9.99, 10}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = mixture, .corners = {{0.5, 30}}}});
   // ----
 #endif
   return rows;
