@@ -1,9 +1,13 @@
 // Poisson: table inversion of double uniforms below lambda 30, PTPE (Schmeiser and
 // Kachitvichyanukul: BTPE's hat in the Poisson limit) from 30 on, the set-up cached in the
 // stream's chunk RNX_CHUNK_POISSON. PoissonV: a lambda per element, no chunk.
+// Negbinomial: table inversion or the Gamma-Poisson mixture, the set-up in RNX_CHUNK_NEGBINOMIAL.
+#include <climits>
+#include <cfloat>
 #include <cmath>
 
 #include "dist/discrete.hpp"
+#include "dist/gamma.hpp"
 
 namespace zyn::dist::discrete {
 namespace {
@@ -188,17 +192,20 @@ int Poisson(int method, StreamState *stream, int n, int *r, double lambda) {
 // ---- PoissonV ------------------------------------------------------------------------------
 
 constexpr double kPtrsFrom = 10;
+constexpr double kSaturated = 0x1p31 + 0x1p20;
 
 // Poisson(lambda[i]) into r[i] for m <= kBlock elements, inside the frame. Elements below 10 by
 // inversion from 0 (one uniform each, drawn first, e^-lambda by one Exp call), the rest by PTRS
 // (Hoermann 1993: transformed rejection with squeeze), in rounds of one pair of uniforms per
-// element still pending. lambda 0 gives 0 with no draw.
+// element still pending. lambda 0 gives 0 with no draw; values above 2^31 - 1 (lambda from a
+// Gamma mixture) are stored as 2^31 - 1, and lambda above 2^31 + 2^20 (22 standard deviations)
+// gives that value with no draw.
 int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
   alignas(16) double x[kBlock], u[2 * kBlock];
   int at[kBlock], small = 0, large = 0;
   for (int i = 0; i < m; ++i)
-    if (lambda[i] == 0)
-      r[i] = 0;
+    if (lambda[i] == 0 || lambda[i] > kSaturated)
+      r[i] = lambda[i] == 0 ? 0 : INT_MAX;
     else if (lambda[i] < kPtrsFrom)
       at[small++] = i;
   int status = RNX_STATUS_OK;
@@ -216,7 +223,7 @@ int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
     }
   }
   for (int i = 0; i < m; ++i)
-    if (lambda[i] >= kPtrsFrom) at[large++] = i;
+    if (lambda[i] >= kPtrsFrom && lambda[i] <= kSaturated) at[large++] = i;
   if (large == 0) return status;
   // Per-element constants: sqrt(lambda) and ln(lambda) by vector calls; then b, a, the
   // acceptance bound vr and ln(1/alpha) (one more Ln call).
@@ -239,14 +246,14 @@ int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
       int64_t k = -1;
       if (us > 0) {
         const double kd = std::floor((2 * a / us + b) * uu + l + 0.43);
-        k = kd >= 0 && kd <= 0x1p31 - 1 ? static_cast<int64_t>(kd) : -1;
+        k = kd >= 0 && kd < 0x1p40 ? static_cast<int64_t>(kd) : -1;
         if (us >= 0.07 && v <= vr)
           accept = true;
         else if (k >= 0 && !(us < 0.013 && v > us))
           accept = ScalarLn(v) + ln_inv_alpha[j] - ScalarLn(a / (us * us) + b) <= -l + double(k) * ln_lambda[j] - LnFactorial(k);
       }
       if (accept)
-        r[at[j]] = static_cast<int>(k);
+        r[at[j]] = static_cast<int>(std::min<int64_t>(k, INT_MAX));
       else
         pending[still++] = j;
     }
@@ -265,6 +272,80 @@ int PoissonV(int method, StreamState *stream, int n, int *r, const double *lambd
   });
 }
 
+// ---- Negbinomial ---------------------------------------------------------------------------
+
+// Inversion: f(0) = p^a, f(k + 1) = f(k) (a + k)(1 - p)/(k + 1), 160 cumulative sums searched
+// from the mode. Used when the mean a(1 - p)/p is below 30 and the table holds all but 2^-40 of
+// the mass (so that the walk past it is short and rare); otherwise the Gamma-Poisson mixture,
+// Poisson(Gamma(a) (1 - p)/p).
+constexpr int kNegbinomialEntries = 160;
+struct NegbinomialSetUp {
+  double a, p;  // the key
+  int32_t table, start;
+  double scale, last, reserved;  // (1 - p)/p; the term f(159)
+  double cum[kNegbinomialEntries];
+};
+static_assert(sizeof(NegbinomialSetUp) == 1328);
+
+void SetUpNegbinomial(NegbinomialSetUp &s, double a, double p) {
+  s.a = a, s.p = p;
+  const double q = 1 - p, mean = a * q / p;
+  s.scale = q / p;
+  s.table = 0;
+  if (!(mean < 30)) return;
+  double f = SetupExp(a * SetupLn(p)), sum = f;
+  s.cum[0] = f;
+  for (int k = 1; k < kNegbinomialEntries; ++k) {
+    f *= (a + (k - 1)) * q / k;
+    if (f < 0x1p-1000) f = 0;
+    s.cum[k] = (sum += f);
+  }
+  s.last = f;
+  s.table = sum >= 1 - 0x1p-40;
+  s.start = static_cast<int32_t>(std::min<double>(a > 1 ? std::floor((a - 1) * s.scale) : 0, kNegbinomialEntries - 1));
+}
+
+int Negbinomial(int method, StreamState *stream, int n, int *r, double a, double p) {
+  if (method != NegbinomialMethodMixture || !(a > 0 && a <= DBL_MAX) || !(p > 0 && p <= 1)) return RNX_STATUS_BAD_PARAM;
+  return Framed(LogCallback<double>, [&] {
+    void *block;
+    if (const int status = SizedChunk(stream, RNX_CHUNK_NEGBINOMIAL, sizeof(NegbinomialSetUp), 2, &block); status < 0)
+      return status;
+    if (p == 1) {
+      std::fill(r, r + n, 0);
+      return int{RNX_STATUS_OK};
+    }
+    auto &s = *static_cast<NegbinomialSetUp *>(block);
+    if (!(s.a == a && s.p == p)) SetUpNegbinomial(s, a, p);
+    if (s.table) {
+      const double q = 1 - p;
+      return InversionBlocks(stream, n, r, Map{}, [&](double u) {
+        int64_t k = SearchTable(s.cum, kNegbinomialEntries, s.start, u);
+        if (k < kNegbinomialEntries) return int(k);
+        double f = s.last, sum = s.cum[kNegbinomialEntries - 1];
+        for (--k; sum <= u && f > 0x1p-900 && k < INT_MAX;) {
+          f *= (a + double(k)) * q / double(k + 1);
+          ++k;
+          sum += f;
+        }
+        return int(k);
+      });
+    }
+    alignas(16) double lambda[kBlock];
+    int status = RNX_STATUS_OK;
+    for (int done = 0; done < n;) {
+      const int m = std::min(n - done, kBlock);
+      int made = 0;
+      status = GammaStandard<double>(stream, m, lambda, a, &made, false);
+      if (status < 0) return status;
+      for (int i = 0; i < m; ++i) lambda[i] *= s.scale;
+      if ((status = PoissonBlock(stream, m, lambda, r + done)) < 0) return status;
+      done += m;
+    }
+    return status;
+  });
+}
+
 }  // namespace
 }  // namespace zyn::dist::discrete
 
@@ -276,4 +357,8 @@ ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, doub
 
 ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, const double *lambda) {
   return PoissonV(method, stream, n, r, lambda);
+}
+
+ZYN_API int _rnxiRngNegbinomial(int method, StreamState *stream, int n, int *r, double a, double p) {
+  return Negbinomial(method, stream, n, r, a, p);
 }

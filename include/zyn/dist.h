@@ -177,6 +177,7 @@ ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *
 #define RNX_STATUS_BAD_PARAM RNX_STATUS_BAD_ABSTRACT_ARG
 #define PoissonMethodPTPE 0
 #define PoissonVMethodPTRS 0
+#define NegbinomialMethodMixture 0
 
 /* Poisson: P(k) = lambda^k e^-lambda / k!, 0 <= lambda <= 2^30 (0 gives zeros with no draw).
  * Inversion below lambda 30, PTPE from 30; the set-up is kept in RNX_CHUNK_POISSON. */
@@ -184,6 +185,10 @@ ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, doub
 /* PoissonV: r[i] from Poisson(lambda[i]); every lambda[i] is checked before any draw. Inversion
  * below 10, PTRS from 10; no chunk. */
 ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, const double *lambda);
+/* Negbinomial: failures before the a-th success, P(k) = G(a+k)/(G(a) k!) p^a (1-p)^k, a > 0 finite,
+ * 0 < p <= 1 (1 gives zeros with no draw); values above 2147483647 are stored as 2147483647.
+ * Inversion for means below 30, else Poisson(Gamma(a) (1-p)/p); set-up in RNX_CHUNK_NEGBINOMIAL. */
+ZYN_API int _rnxiRngNegbinomial(int method, StreamState *stream, int n, int *r, double a, double p);
 
 /* ---- end of discrete family B ------------------------------------------------------------ */
 

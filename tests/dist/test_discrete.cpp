@@ -18,6 +18,9 @@ Call Hyper(int l, int s, int m) {
 Call Poisson(double lambda) {
   return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(PoissonMethodPTPE, s, n, r, lambda); };
 }
+Call Negbinomial(double a, double p, int method = NegbinomialMethodMixture) {
+  return [=](StreamState *s, int n, int *r) { return _rnxiRngNegbinomial(method, s, n, r, a, p); };
+}
 #endif
 
 // Results against a long-double inversion of the same uniforms (CheckInversion).
@@ -47,7 +50,8 @@ TEST(Discrete, WhatEachBranchDraws) {
                         Case{Binomial(100, 0.4), -1, false}, Case{Hyper(1000, 100, 300), -1, true},
                         Case{Hyper(1000, 200, 400), -1, false}};
 #ifdef ZYN_DIST_DISCRETEB
-  cases.insert(cases.end(), {Case{Poisson(0), 0, false}, Case{Poisson(29.99), -1, true}});
+  cases.insert(cases.end(), {Case{Poisson(0), 0, false}, Case{Poisson(29.99), -1, true},
+                             Case{Negbinomial(3, 1), 0, false}, Case{Negbinomial(29, 0.5), -1, true}});
 #endif
   for (const Case &c : cases) {
     ScriptedStream s({0.3, 0.6, 0.9, 0.1, 0.45, 0.7});
@@ -77,9 +81,11 @@ TEST(Discrete, SetUpsCachedInTheStream) {
                            Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}, Step{Hyper(1000, 200, 400), kH, 600}, Step{Hyper(1000, 250, 400), kH, 600},
                            Step{Hyper(1000, 97, 400), kH, 48 + 8 * 98}, Step{Hyper(1000, 100, 300), kH, 48 + 8 * 101}};
 #ifdef ZYN_DIST_DISCRETEB
-  constexpr int kP = RNX_CHUNK_POISSON;
+  constexpr int kP = RNX_CHUNK_POISSON, kN = RNX_CHUNK_NEGBINOMIAL;
   steps.insert(steps.end(), {Step{Poisson(10), kP, 696}, Step{Poisson(10.5), kP, 696}, Step{Poisson(1000), kP, 696},
-                             Step{Poisson(30), kP, 696}, Step{Poisson(10), kP, 696}});
+                             Step{Poisson(30), kP, 696}, Step{Poisson(10), kP, 696},
+                             Step{Negbinomial(5, 0.5), kN, 1328}, Step{Negbinomial(5, 0.6), kN, 1328},
+                             Step{Negbinomial(0.5, 0.01), kN, 1328}, Step{Negbinomial(5, 0.5), kN, 1328}});
 #endif
   for (const Step &step : steps) {
     Stream fresh(s);
@@ -133,6 +139,9 @@ TEST(Discrete, LargeParametersAreNotQuantised) {
 TEST(DiscreteB, PoissonInversionEqualsLongDoubleInversion) {
   for (double lambda : {1e-6, 0.5, 10.0, 29.99})
     CheckInversion({Poisson(lambda), 0, 200, [=](int k) { return expl(k * logl(lambda) - lambda - lgammal(k + 1)); }, false});
+  for (auto [a, p] : {std::pair{5.0, 0.5}, {0.3, 0.9}, {29.0, 0.5}, {2.5, 0.2}})
+    CheckInversion({Negbinomial(a, p), 0, 600,
+                    [=](int k) { return expl(lgammal(a + k) - lgammal(a) - lgammal(k + 1) + a * logl(p) + k * log1pl(-p)); }, false});
 }
 
 // Bad parameters: RNX_STATUS_BAD_PARAM, nothing written, the stream's position and chunks as they
@@ -151,7 +160,9 @@ TEST(DiscreteB, BadParametersTouchNothing) {
     };
   };
   for (const Call &call : {poisson(1, 10), poisson(0, -1e-300), poisson(0, nan), poisson(0, 0x1p30 * (1 + 0x1p-52)),
-                           poisson(0, INFINITY), poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31)}) {
+                           poisson(0, INFINITY), poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31),
+                           Negbinomial(5, 0.5, 1), Negbinomial(0, 0.5), Negbinomial(-1, 0.5), Negbinomial(INFINITY, 0.5),
+                           Negbinomial(nan, 0.5), Negbinomial(5, 0), Negbinomial(5, 1 + 0x1p-52), Negbinomial(5, nan)}) {
     Stream s(RNX_BRNG_MCG59, {5}), ref(s);
     ASSERT_EQ(Poisson(10)(s, 1, std::vector<int>(1).data()) | Poisson(10)(ref, 1, std::vector<int>(1).data()), 0);
     const StreamChunk *chunks = s.s->chunks;
@@ -163,6 +174,14 @@ TEST(DiscreteB, BadParametersTouchNothing) {
     ASSERT_EQ(_rnxdRngUniform(0, s, 1, &a, 0, 1) | _rnxdRngUniform(0, ref, 1, &b, 0, 1), 0);
     EXPECT_EQ(a, b);
   }
+}
+
+// Negbinomial values past 2^31 - 1 are stored as 2^31 - 1.
+TEST(DiscreteB, NegbinomialSaturates) {
+  Stream s(RNX_BRNG_MCG59, {5});
+  std::vector<int> r(3000);
+  ASSERT_EQ(Negbinomial(1e3, 1e-9)(s, 3000, r.data()), 0);
+  EXPECT_EQ(std::count(r.begin(), r.end(), INT_MAX), 3000);
 }
 #endif
 

@@ -159,6 +159,17 @@ std::vector<Sampler> Samplers() {
        .block = 0, .joins = false, .pmf = mixture, .corners = {{10}, {1e5}, {0x1p30}}},
       {.name = "iPoissonVMixed", .draw = poisv, .p1 = {9.99, 10}, .p2 = {9.99, 10}, .discrete = true, .per_output = 0,
        .block = 0, .joins = false, .pmf = mixture, .corners = {{0.5, 30}}}});
+  // Negbinomial (a, p): inversion for means below 30, the Gamma-Poisson mixture from 30 (and for
+  // tails the table can't hold).
+  const auto negbin = [](int64_t k, const Params &p) {
+    return k < 0 ? 0 : p[1] == 1 ? double(k == 0) : gsl_ran_negative_binomial_pdf(unsigned(k), p[1], p[0]);
+  };
+  const Draw nb = Entry(_rnxiRngNegbinomial, NegbinomialMethodMixture);
+  rows.insert(rows.end(), {
+      {.name = "iNegbinomialTable", .draw = nb, .p1 = {5, 0.5}, .p2 = {1, 0.5}, .discrete = true, .pmf = negbin,
+       .corners = {{1, 0.5}, {0.3, 0.9}, {29, 0.5}, {3, 1}}},
+      {.name = "iNegbinomialMixture", .draw = nb, .p1 = {0.5, 0.01}, .p2 = {0.5, 0.01}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = negbin, .corners = {{31, 0.5}, {0.01, 1e-4}, {1e4, 0.5}, {0.3, 0.01}}}});
   // ----
 #endif
   return rows;

@@ -89,6 +89,10 @@ const Row kRows[] = {
        int r[3] = {7, 7, 7};
        return _rnxiRngPoisson(PoissonMethodPTPE, f.s, 3, r, 1000) + (r[0] != 7);
      }},
+    {"iRngNegbinomial", false, 2, [](Fixture &f) {
+       int r[3] = {7, 7, 7};
+       return _rnxiRngNegbinomial(NegbinomialMethodMixture, f.s, 3, r, 5, 0.5) + (r[0] != 7);
+     }},
 #endif
 };
 
