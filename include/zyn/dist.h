@@ -178,6 +178,7 @@ ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *
 #define PoissonMethodPTPE 0
 #define PoissonVMethodPTRS 0
 #define NegbinomialMethodMixture 0
+#define MultinomialMethodConditional 0
 
 /* Poisson: P(k) = lambda^k e^-lambda / k!, 0 <= lambda <= 2^30 (0 gives zeros with no draw).
  * Inversion below lambda 30, PTPE from 30; the set-up is kept in RNX_CHUNK_POISSON. */
@@ -189,6 +190,10 @@ ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, con
  * 0 < p <= 1 (1 gives zeros with no draw); values above 2147483647 are stored as 2147483647.
  * Inversion for means below 30, else Poisson(Gamma(a) (1-p)/p); set-up in RNX_CHUNK_NEGBINOMIAL. */
 ZYN_API int _rnxiRngNegbinomial(int method, StreamState *stream, int n, int *r, double a, double p);
+/* Multinomial: n vectors of k counts, vector i at r[i*k], each summing to ntrial >= 0; p has k
+ * non-negative finite weights, not all 0, that need no normalising. No chunk. */
+ZYN_API int _rnxiRngMultinomial(int method, StreamState *stream, int n, int *r, int ntrial, int k,
+                                const double *p);
 
 /* ---- end of discrete family B ------------------------------------------------------------ */
 

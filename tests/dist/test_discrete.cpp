@@ -1,5 +1,7 @@
 // Discrete family A beyond the shared properties: the inversion branches against a long-double
 // inversion of the same uniforms, what each branch draws, and the set-ups cached in the stream.
+#include <gsl/gsl_randist.h>
+
 #include <cmath>
 #include <cstring>
 
@@ -17,6 +19,9 @@ Call Hyper(int l, int s, int m) {
 #ifdef ZYN_DIST_DISCRETEB
 Call Poisson(double lambda) {
   return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(PoissonMethodPTPE, s, n, r, lambda); };
+}
+Call Multinomial(int ntrial, std::vector<double> p, int method = MultinomialMethodConditional) {
+  return [=](StreamState *s, int n, int *r) { return _rnxiRngMultinomial(method, s, n, r, ntrial, int(p.size()), p.data()); };
 }
 Call Negbinomial(double a, double p, int method = NegbinomialMethodMixture) {
   return [=](StreamState *s, int n, int *r) { return _rnxiRngNegbinomial(method, s, n, r, a, p); };
@@ -162,18 +167,52 @@ TEST(DiscreteB, BadParametersTouchNothing) {
   for (const Call &call : {poisson(1, 10), poisson(0, -1e-300), poisson(0, nan), poisson(0, 0x1p30 * (1 + 0x1p-52)),
                            poisson(0, INFINITY), poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31),
                            Negbinomial(5, 0.5, 1), Negbinomial(0, 0.5), Negbinomial(-1, 0.5), Negbinomial(INFINITY, 0.5),
-                           Negbinomial(nan, 0.5), Negbinomial(5, 0), Negbinomial(5, 1 + 0x1p-52), Negbinomial(5, nan)}) {
+                           Negbinomial(nan, 0.5), Negbinomial(5, 0), Negbinomial(5, 1 + 0x1p-52), Negbinomial(5, nan),
+                           Multinomial(5, {1, 1}, 1), Multinomial(-1, {1, 1}), Multinomial(5, {}), Multinomial(5, {1, -0.1}),
+                           Multinomial(5, {nan, 1}), Multinomial(5, {0, 0}), Multinomial(5, {1, INFINITY})}) {
     Stream s(RNX_BRNG_MCG59, {5}), ref(s);
     ASSERT_EQ(Poisson(10)(s, 1, std::vector<int>(1).data()) | Poisson(10)(ref, 1, std::vector<int>(1).data()), 0);
     const StreamChunk *chunks = s.s->chunks;
-    std::vector<int> r(9, -7);
+    std::vector<int> r(17, -7);  // up to 8 results, or 8 multinomial vectors of 2
     EXPECT_EQ(call(s, 8, r.data()), RNX_STATUS_BAD_PARAM);
-    EXPECT_EQ(std::count(r.begin(), r.end(), -7), 9);
+    EXPECT_EQ(std::count(r.begin(), r.end(), -7), 17);
     EXPECT_TRUE(s.s->chunks == chunks && chunks->next == nullptr);
     double a, b;
     ASSERT_EQ(_rnxdRngUniform(0, s, 1, &a, 0, 1) | _rnxdRngUniform(0, ref, 1, &b, 0, 1), 0);
     EXPECT_EQ(a, b);
   }
+}
+
+// Multinomial vectors against the exact pmf (ntrial 4, k 3: 15 outcomes); each vector sums to
+// ntrial; the weights times 4 give the same numbers; a zero weight gives a zero column; k 1 and
+// ntrial 0 need no draw; no chunk is made.
+TEST(DiscreteB, MultinomialVectors) {
+  const std::vector<double> p = {0.2, 0.3, 0.5}, p4 = {0.8, 1.2, 2.0};
+  Stream s(RNX_BRNG_MCG59, {7}), s4(s);
+  std::vector<int> r(3 * 20000), r4(r.size());
+  ASSERT_EQ(Multinomial(4, p)(s, 20000, r.data()) | Multinomial(4, p4)(s4, 20000, r4.data()), 0);
+  EXPECT_EQ(r, r4);
+  EXPECT_EQ(s.s->chunks, nullptr);
+  std::vector<double> observed(25), expected(25);
+  for (unsigned a = 0; a <= 4; ++a)
+    for (unsigned b = 0; a + b <= 4; ++b) {
+      const unsigned x[3] = {a, b, 4 - a - b};
+      expected[a * 5 + b] = 20000 * gsl_ran_multinomial_pdf(3, p.data(), x);
+    }
+  for (size_t i = 0; i < r.size(); i += 3) {
+    ASSERT_TRUE(r[i] >= 0 && r[i + 1] >= 0 && r[i] + r[i + 1] + r[i + 2] == 4) << i;
+    ++observed[r[i] * 5 + r[i + 1]];
+  }
+  std::erase_if(observed, [&, i = 0](double) mutable { return expected[i++] == 0; });
+  std::erase(expected, 0.0);
+  EXPECT_GT(ChiSquarePValue(observed, expected), kAlpha);
+  std::vector<int> z(4 * 500);
+  ASSERT_EQ(Multinomial(1000, {1, 0, 2, 0})(s, 500, z.data()), 0);
+  for (size_t i = 0; i < z.size(); i += 4) EXPECT_TRUE(z[i + 1] == 0 && z[i + 3] == 0 && z[i] + z[i + 2] == 1000);
+  ScriptedStream none({0.5});
+  ASSERT_EQ(Multinomial(7, {3})(none, 100, z.data()) | Multinomial(0, {1, 2})(none, 100, z.data() + 100), 0);
+  EXPECT_TRUE(g_script.drawn == 0 && std::count(z.begin(), z.begin() + 100, 7) == 100 &&
+              std::count(z.begin() + 100, z.begin() + 300, 0) == 200);
 }
 
 // Negbinomial values past 2^31 - 1 are stored as 2^31 - 1.

@@ -170,6 +170,27 @@ std::vector<Sampler> Samplers() {
        .corners = {{1, 0.5}, {0.3, 0.9}, {29, 0.5}, {3, 1}}},
       {.name = "iNegbinomialMixture", .draw = nb, .p1 = {0.5, 0.01}, .p2 = {0.5, 0.01}, .discrete = true, .per_output = 0,
        .block = 0, .joins = false, .pmf = negbin, .corners = {{31, 0.5}, {0.01, 1e-4}, {1e4, 0.5}, {0.3, 0.01}}}});
+  // Multinomial (ntrial, column, p...): the counts of one column, Binomial(ntrial, p_column / sum
+  // p). The first column is a plain binomial; later ones depend on the earlier columns' draws.
+  const Draw column = [](StreamState *s, int n, double *r, const Params &p) {
+    const int ntrial = int(p[0]), c = int(p[1]), k = int(p.size()) - 2;
+    std::vector<int> t(size_t(n) * k, -777);
+    for (int i = 0; i < n; ++i) t[size_t(i) * k + c] = int(r[i]);
+    const int status = _rnxiRngMultinomial(MultinomialMethodConditional, s, n, t.data(), ntrial, k, p.data() + 2);
+    for (int i = 0; i < n; ++i) r[i] = t[size_t(i) * k + c];
+    return status;
+  };
+  const auto marginal = [=](int64_t k, const Params &p) {
+    double sum = 0;
+    for (size_t j = 2; j < p.size(); ++j) sum += p[j];
+    return binomial(k, {p[0], p[2 + size_t(p[1])] / sum});
+  };
+  rows.insert(rows.end(), {
+      {.name = "iMultinomialFirst", .draw = column, .p1 = {20, 0, 0.3, 0.7}, .p2 = {50, 0, 2, 1, 1}, .discrete = true,
+       .pmf = marginal, .corners = {{1000, 0, 1, 1}, {5, 0, 1}}},
+      {.name = "iMultinomialLater", .draw = column, .p1 = {100, 2, 1, 2, 3, 4}, .p2 = {100, 2, 1, 2, 3, 4}, .discrete = true,
+       .per_output = 0, .block = 0, .joins = false, .pmf = marginal,
+       .corners = {{100, 3, 1, 2, 3, 4}, {1000, 1, 0.3, 0.5, 0.2}, {100, 1, 1, 0, 1}}}});
   // ----
 #endif
   return rows;
