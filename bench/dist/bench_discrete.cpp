@@ -39,6 +39,8 @@ const std::vector<double> &LogUniform() {
   return lambda;
 }
 
+constexpr double kMultinomialP[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+
 struct Case {
   std::string name;  // also the anchors' suffix
   Entry zyn;
@@ -87,7 +89,17 @@ std::vector<Case> Cases() {
            [i = 0](gsl_rng *g) mutable { return int(gsl_ran_poisson(g, LogUniform()[i++ % kN])); },
            [d = std::poisson_distribution<int>(), i = 0](std::mt19937_64 &g) mutable {
              return d(g, std::poisson_distribution<int>::param_type(LogUniform()[i++ % kN]));
-           }}};
+           }},
+          // Vectors of 10 counts of 100 trials, timed per count: the ratio is that per vector.
+          {"Multinomial(100,10)",
+           [](StreamState *s, int n, int *r) {
+             return _rnxiRngMultinomial(MultinomialMethodConditional, s, n / 10, r, 100, 10, kMultinomialP);
+           },
+           [x = std::vector<unsigned>(10), i = 0](gsl_rng *g) mutable {
+             if (i % 10 == 0) gsl_ran_multinomial(g, 10, 100, kMultinomialP, x.data());
+             return int(x[i++ % 10]);
+           },
+           {}}};
 }
 
 struct Stream {
