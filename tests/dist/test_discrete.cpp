@@ -1,5 +1,6 @@
-// Discrete family A beyond the shared properties: the inversion branches against a long-double
-// inversion of the same uniforms, what each branch draws, and the set-ups cached in the stream.
+// Discrete families A and B beyond the shared properties: the inversion branches against a
+// long-double inversion of the same uniforms, what each branch draws, the set-ups cached in the
+// stream, large parameters, bad parameters, and multinomial vectors.
 #include <gsl/gsl_randist.h>
 
 #include <cmath>
@@ -17,8 +18,8 @@ Call Hyper(int l, int s, int m) {
   return [=](StreamState *st, int n, int *r) { return _rnxiRngHypergeometric(HypergeometricMethodStd, st, n, r, l, s, m); };
 }
 #ifdef ZYN_DIST_DISCRETEB
-Call Poisson(double lambda) {
-  return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(PoissonMethodPTPE, s, n, r, lambda); };
+Call Poisson(double lambda, int method = PoissonMethodPTPE) {
+  return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(method, s, n, r, lambda); };
 }
 Call Multinomial(int ntrial, std::vector<double> p, int method = MultinomialMethodConditional) {
   return [=](StreamState *s, int n, int *r) { return _rnxiRngMultinomial(method, s, n, r, ntrial, int(p.size()), p.data()); };
@@ -153,9 +154,6 @@ TEST(DiscreteB, PoissonInversionEqualsLongDoubleInversion) {
 // were. Chunk memory failures are in tests/stream/test_no_memory.cpp.
 TEST(DiscreteB, BadParametersTouchNothing) {
   const double nan = std::nan("");
-  const auto poisson = [](int method, double lambda) -> Call {
-    return [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(method, s, n, r, lambda); };
-  };
   // PoissonV: the bad lambda last, after good ones.
   const auto poissonv = [](int method, double lambda) -> Call {
     return [=](StreamState *s, int n, int *r) {
@@ -164,8 +162,8 @@ TEST(DiscreteB, BadParametersTouchNothing) {
       return _rnxiRngPoissonV(method, s, n, r, l.data());
     };
   };
-  for (const Call &call : {poisson(1, 10), poisson(0, -1e-300), poisson(0, nan), poisson(0, 0x1p30 * (1 + 0x1p-52)),
-                           poisson(0, INFINITY), poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31),
+  for (const Call &call : {Poisson(10, 1), Poisson(-1e-300), Poisson(nan), Poisson(0x1p30 * (1 + 0x1p-52)), Poisson(INFINITY),
+                           poissonv(1, 10), poissonv(0, -1), poissonv(0, nan), poissonv(0, 0x1p31),
                            Negbinomial(5, 0.5, 1), Negbinomial(0, 0.5), Negbinomial(-1, 0.5), Negbinomial(INFINITY, 0.5),
                            Negbinomial(nan, 0.5), Negbinomial(5, 0), Negbinomial(5, 1 + 0x1p-52), Negbinomial(5, nan),
                            Multinomial(5, {1, 1}, 1), Multinomial(-1, {1, 1}), Multinomial(5, {}), Multinomial(5, {1, -0.1}),
