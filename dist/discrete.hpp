@@ -84,6 +84,18 @@ int Rejection(StreamState *stream, int n, int *r, Map map, const Hat &hat) {
   return status;
 }
 
+// ---- PTPE's squeeze -------------------------------------------------------------------------
+
+// For a Poisson law of mean lambda (rlambda = 1 / lambda) and mode m = int(lambda), ln(f(m + j) /
+// f(m)) lies within rho of tt = -k^2 / (2 lambda), k = |j|, for k from 21 to lambda/2 - 1 (BTPE's
+// squeeze with npq = lambda).
+struct Squeeze {
+  double tt, rho;
+};
+inline Squeeze PtpeSqueeze(double rlambda, double k) {
+  return {-k * k * 0.5 * rlambda, k * rlambda * (((k / 3 + 0.625) * k + 1.0 / 6) * rlambda + 0.5)};
+}
+
 // ---- helpers of the set-ups ----------------------------------------------------------------
 
 // The block of the stream's chunk `id`, `bytes` long: as found; or a new chunk, any chunk of the

@@ -131,10 +131,8 @@ struct PtpeHat {
     const int64_t dist = y > e.m ? y - e.m : e.m - y;
     if (double(dist) >= e.far) return Recurrence(y, w);
     if (w <= 0.0) return true;
-    // Squeeze: ln(f(y) / f(m)) lies within rho of -k^2 / (2 lambda).
-    const double kd = double(dist), alv = std::log(w);
-    const double rho = kd * e.rlambda * (((kd / 3 + 0.625) * kd + 1.0 / 6) * e.rlambda + 0.5);
-    const double tt = -kd * kd * 0.5 * e.rlambda;
+    const double alv = std::log(w);
+    const auto [tt, rho] = PtpeSqueeze(e.rlambda, double(dist));
     if (alv < tt - rho) return true;
     if (alv > tt + rho) return false;
     // ln(f(y) / f(m)) = (m + 1/2) ln((m + 1)/(y + 1)) + (y - m) ln(lambda / (y + 1)) + (y - m)

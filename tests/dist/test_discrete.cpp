@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "dist/discrete.hpp"
 #include "tests/dist/sampler_checks.hpp"
 
 namespace zyn::test {
@@ -148,6 +149,28 @@ TEST(DiscreteB, PoissonInversionEqualsLongDoubleInversion) {
   for (auto [a, p] : {std::pair{5.0, 0.5}, {0.3, 0.9}, {29.0, 0.5}, {2.5, 0.2}})
     CheckInversion({Negbinomial(a, p), 0, 600,
                     [=](int k) { return expl(lgammal(a + k) - lgammal(a) - lgammal(k + 1) + a * logl(p) + k * log1pl(-p)); }, false});
+}
+
+// PTPE's squeeze brackets the exact log-ratio wherever it is used: 20 < k < lambda/2 - 1 on both
+// sides of the mode, lambda from 30 to 2^30. The margin near the mode is about k^2 / lambda^2, so
+// the log-ratio is a long-double sum of log1p terms up to k = 10^5 (lgamma differences lose 2e-9
+// at 2^30), lgamma differences beyond.
+TEST(DiscreteB, PtpeSqueezeBracketsTheLogRatio) {
+  for (double lambda : {30.0, 60.5, 1000.0, 123456.7, 1e7, 0x1p30}) {
+    const long double m = std::floor(lambda), l = lambda;
+    long double up = 0, down = 0;  // ln f(m + i) / f(m), ln f(m - i) / f(m)
+    for (double k = 1, next = 21; k < lambda / 2 - 1; ++k) {
+      if (k <= 1e5) up -= log1pl((m + k - l) / l), down += log1pl((m - k + 1 - l) / l);
+      if (k < next) continue;
+      next = std::ceil(k * 1.05);
+      const auto [tt, rho] = zyn::dist::discrete::PtpeSqueeze(1 / lambda, k);
+      for (long double y : {m + k, m - k}) {
+        const long double exact = k <= 1e5 ? (y > m ? up : down) : (y - m) * logl(l) - lgammal(y + 1) + lgammal(m + 1);
+        EXPECT_TRUE(tt - rho <= exact && exact <= tt + rho) << lambda << " " << double(y - m);
+      }
+      if (k > 1e5) k = next - 1;
+    }
+  }
 }
 
 // Bad parameters: RNX_STATUS_BAD_PARAM, nothing written, the stream's position and chunks as they
