@@ -223,13 +223,17 @@ int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
   for (int i = 0; i < m; ++i)
     if (lambda[i] >= kPtrsFrom && lambda[i] <= kSaturated) at[large++] = i;
   if (large == 0) return status;
-  // Per-element constants: sqrt(lambda) and ln(lambda) by vector calls; then b, a, the
-  // acceptance bound vr and ln(1/alpha) (one more Ln call).
-  alignas(16) double root[kBlock], ln_lambda[kBlock], ln_inv_alpha[kBlock];
+  // Per-element constants: sqrt(lambda) and ln(lambda) by vector calls; then b, the acceptance
+  // bound vr and ln(1/alpha) (one more Ln call).
+  alignas(16) double b[kBlock], vr[kBlock], ln_lambda[kBlock], ln_inv_alpha[kBlock];
   for (int j = 0; j < large; ++j) x[j] = lambda[at[j]];
-  CallKernel(row::Sqrt<double>(), large, x, root);
+  CallKernel(row::Sqrt<double>(), large, x, b);
   CallKernel(row::Ln<double>(), large, x, ln_lambda);
-  for (int j = 0; j < large; ++j) ln_inv_alpha[j] = 1.1239 + 1.1328 / (0.931 + 2.53 * root[j] - 3.4);
+  for (int j = 0; j < large; ++j) {
+    b[j] = 0.931 + 2.53 * b[j];
+    vr[j] = 0.9277 - 3.6224 / (b[j] - 2);
+    ln_inv_alpha[j] = 1.1239 + 1.1328 / (b[j] - 3.4);
+  }
   CallKernel(row::Ln<double>(), large, ln_inv_alpha, ln_inv_alpha);
   int pending[kBlock];
   for (int j = 0; j < large; ++j) pending[j] = j;
@@ -238,17 +242,17 @@ int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
     int still = 0;
     for (int t = 0; t < left; ++t) {
       const int j = pending[t];
-      const double l = x[j], b = 0.931 + 2.53 * root[j], a = -0.059 + 0.02483 * b, vr = 0.9277 - 3.6224 / (b - 2);
+      const double l = x[j], a = -0.059 + 0.02483 * b[j];
       const double uu = u[2 * t] - 0.5, v = u[2 * t + 1], us = 0.5 - std::fabs(uu);
       bool accept = false;
       int64_t k = -1;
       if (us > 0) {
-        const double kd = std::floor((2 * a / us + b) * uu + l + 0.43);
+        const double kd = std::floor((2 * a / us + b[j]) * uu + l + 0.43);
         k = kd >= 0 && kd < 0x1p40 ? static_cast<int64_t>(kd) : -1;
-        if (us >= 0.07 && v <= vr)
+        if (us >= 0.07 && v <= vr[j])
           accept = true;
         else if (k >= 0 && !(us < 0.013 && v > us))
-          accept = ScalarLn(v) + ln_inv_alpha[j] - ScalarLn(a / (us * us) + b) <= -l + double(k) * ln_lambda[j] - LnFactorial(k);
+          accept = ScalarLn(v) + ln_inv_alpha[j] - ScalarLn(a / (us * us) + b[j]) <= -l + double(k) * ln_lambda[j] - LnFactorial(k);
       }
       if (accept)
         r[at[j]] = static_cast<int>(std::min<int64_t>(k, INT_MAX));
