@@ -236,6 +236,17 @@ TEST(DiscreteB, MultinomialVectors) {
               std::count(z.begin() + 100, z.begin() + 300, 0) == 200);
 }
 
+// PoissonV adds no chunk; Negbinomial's mixture (Gamma shape above 1) none but its own.
+TEST(DiscreteB, OnlyTheirOwnChunks) {
+  Stream s(RNX_BRNG_MCG59, {5});
+  std::vector<int> r(100);
+  const std::vector<double> lambda(100, 50.0);
+  ASSERT_EQ(_rnxiRngPoissonV(PoissonVMethodPTRS, s, 100, r.data(), lambda.data()), 0);
+  EXPECT_EQ(s.s->chunks, nullptr);
+  ASSERT_EQ(Negbinomial(40, 0.5)(s, 100, r.data()), 0);
+  EXPECT_TRUE(s.s->chunks != nullptr && s.s->chunks->id == RNX_CHUNK_NEGBINOMIAL && s.s->chunks->next == nullptr);
+}
+
 // Negbinomial values past 2^31 - 1 are stored as 2^31 - 1.
 TEST(DiscreteB, NegbinomialSaturates) {
   Stream s(RNX_BRNG_MCG59, {5});
