@@ -235,26 +235,42 @@ int PoissonBlock(StreamState *stream, int m, const double *lambda, int *r) {
     ln_inv_alpha[j] = 1.1239 + 1.1328 / (b[j] - 3.4);
   }
   CallKernel(row::Ln<double>(), large, ln_inv_alpha, ln_inv_alpha);
-  int pending[kBlock];
+  int pending[kBlock], test[kBlock];
+  int64_t ks[kBlock];
+  alignas(16) double logs[2 * kBlock];  // v and the hat's height of the candidates left to the final test
   for (int j = 0; j < large; ++j) pending[j] = j;
   for (int left = large; left > 0;) {
     if ((status = Uniform<double>(0, stream, 2 * left, u, 0.0, 1.0)) < 0) return status;
-    int still = 0;
+    // First pass: the squeeze accepts or rejects most candidates; the rest take their two
+    // logarithms in one Ln call, then the final test.
+    int still = 0, tests = 0;
     for (int t = 0; t < left; ++t) {
       const int j = pending[t];
       const double l = x[j], a = -0.059 + 0.02483 * b[j];
       const double uu = u[2 * t] - 0.5, v = u[2 * t + 1], us = 0.5 - std::fabs(uu);
-      bool accept = false;
       int64_t k = -1;
       if (us > 0) {
         const double kd = std::floor((2 * a / us + b[j]) * uu + l + 0.43);
         k = kd >= 0 && kd < 0x1p40 ? static_cast<int64_t>(kd) : -1;
-        if (us >= 0.07 && v <= vr[j])
-          accept = true;
-        else if (k >= 0 && !(us < 0.013 && v > us))
-          accept = ScalarLn(v) + ln_inv_alpha[j] - ScalarLn(a / (us * us) + b[j]) <= -l + double(k) * ln_lambda[j] - LnFactorial(k);
+        if (us >= 0.07 && v <= vr[j]) {
+          r[at[j]] = static_cast<int>(std::min<int64_t>(k, INT_MAX));
+          continue;
+        }
       }
-      if (accept)
+      if (k >= 0 && !(us < 0.013 && v > us)) {
+        logs[2 * tests] = v;
+        logs[2 * tests + 1] = a / (us * us) + b[j];
+        ks[tests] = k;
+        test[tests++] = j;
+      } else {
+        pending[still++] = j;
+      }
+    }
+    if (tests > 0) CallKernel(row::Ln<double>(), 2 * tests, logs, logs);  // ln 0 gives kLnZero
+    for (int i = 0; i < tests; ++i) {
+      const int j = test[i];
+      const int64_t k = ks[i];
+      if (logs[2 * i] + ln_inv_alpha[j] - logs[2 * i + 1] <= -x[j] + double(k) * ln_lambda[j] - LnFactorial(k))
         r[at[j]] = static_cast<int>(std::min<int64_t>(k, INT_MAX));
       else
         pending[still++] = j;
