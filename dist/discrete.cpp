@@ -15,10 +15,8 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// The block of the stream's chunk `id`, `bytes` long: as found; or a new chunk, any chunk of the
-// id with another size dropped first. A new block is zero but for `keys` leading NaN doubles, a
-// key that no parameters match. RNX_STATUS_NO_MEMORY with the stream untouched, or the status of
-// __rnxAddChunk (an old chunk of the id is then gone: a cache, the stream stays whole).
+}  // namespace
+
 int SizedChunk(StreamState *stream, int id, int bytes, int keys, void **block) {
   StreamChunk *c = stream->chunks;
   while (c != nullptr && c->id != id) c = c->next;
@@ -38,6 +36,8 @@ int SizedChunk(StreamState *stream, int id, int bytes, int keys, void **block) {
   *block = fresh;
   return RNX_STATUS_OK;
 }
+
+namespace {
 
 inline int64_t Floor(float x) { return static_cast<int64_t>(std::floor(x)); }
 
@@ -60,7 +60,11 @@ constexpr double kLnSqrt2Pi = 0.91893853320467274;
 // Stirling's series of ln x! without its constant; from x = 16 on the next term, 1/(1260 x^5),
 // is below 8e-10.
 inline double StirlingPart(double x) { return (x + 0.5) * std::log(x) - x + (1.0 / 12 - 1.0 / 360 / (x * x)) / x; }
-inline double LnFactorial(int64_t x) { return x < 16 ? kLnFactorial[x] : kLnSqrt2Pi + StirlingPart(double(x)); }
+}  // namespace
+
+double LnFactorial(int64_t x) { return x < 16 ? kLnFactorial[x] : kLnSqrt2Pi + StirlingPart(double(x)); }
+
+namespace {
 
 // ln(a! b! c! d!): the sum the hypergeometric set-ups and exact tests need; with all four from
 // 16 on, the four constants are one.
@@ -71,12 +75,14 @@ double LnFactorials(int64_t a, int64_t b, int64_t c, int64_t d) {
   return LnFactorial(a) + LnFactorial(b) + LnFactorial(c) + LnFactorial(d);
 }
 
-// Stirling's correction ln x! - ((x + 1/2) ln x - x + ln sqrt(2 pi)) in terms of x1 = x + 1, the
-// series 1/(12 x1) - 1/(360 x1^3) + ... to its fifth term (BTPE's final test).
-inline double StirlingCorrection(double x1) {
+}  // namespace
+
+double StirlingCorrection(double x1) {
   const double x2 = x1 * x1;
   return (0.083333336 - (0.0027777778 - (0.0007936508 - (0.0005952381 - 0.0008417508 / x2) / x2) / x2) / x2) / x1;
 }
+
+namespace {
 
 // ---- Bernoulli and Geometric ---------------------------------------------------------------
 

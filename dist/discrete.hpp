@@ -55,24 +55,25 @@ int InversionBlocks(StreamState *stream, int n, int *r, Map map, Invert invert) 
 // decides the candidate (lnv is meaningful for tails only, and v = 0 never gets a logarithm;
 // others see some finite logarithm).
 //
-// Candidates are pairs of single uniforms, drawn only as many as results are still wanted, so
-// that the stream is consumed candidate by candidate: calls of 7 then 1 give the numbers of one
-// call of 8. The tails' logarithms of one block go through one sLn call at LA.
-template <class Hat>
+// Candidates are pairs of uniforms of T (single for the binomial family, double where the hat
+// needs tails below 2^-24), drawn only as many as results are still wanted, so that the stream is
+// consumed candidate by candidate: calls of 7 then 1 give the numbers of one call of 8. The tails'
+// logarithms of one block go through one Ln call at the sampler level of T.
+template <class T = float, class Hat>
 int Rejection(StreamState *stream, int n, int *r, Map map, const Hat &hat) {
-  alignas(16) float uv[2 * kBlock], lnv[kBlock + 1];
+  alignas(16) T uv[2 * kBlock], lnv[kBlock + 1];
   int status = RNX_STATUS_OK;
   for (int done = 0; done < n;) {
     const int m = std::min(n - done, kBlock);
-    status = Uniform<float>(0, stream, 2 * m, uv, 0.0f, 1.0f);
+    status = Uniform<T>(0, stream, 2 * m, uv, T(0), T(1));
     if (status < 0) return status;
     int tails = 0;
     for (int i = 0; i < m; ++i)
-      if (hat.Tail(uv[2 * i])) lnv[tails++] = uv[2 * i + 1] > 0.0f ? uv[2 * i + 1] : 1.0f;
-    if (tails > 0) CallKernel(row::Ln<float>(kLA), tails, lnv, lnv);
-    lnv[tails] = 0.0f;  // what the candidates after the last tail read
+      if (hat.Tail(uv[2 * i])) lnv[tails++] = uv[2 * i + 1] > T(0) ? uv[2 * i + 1] : T(1);
+    if (tails > 0) CallKernel(row::Ln<T>(kSamplerLevel<T>), tails, lnv, lnv);
+    lnv[tails] = T(0);  // what the candidates after the last tail read
     for (int i = 0, t = 0; i < m; ++i) {
-      const float u = uv[2 * i], v = uv[2 * i + 1];
+      const T u = uv[2 * i], v = uv[2 * i + 1];
       int64_t k = 0;
       const bool accept = hat.Accept(u, v, lnv[t], &k);
       t += hat.Tail(u);
@@ -82,6 +83,34 @@ int Rejection(StreamState *stream, int n, int *r, Map map, const Hat &hat) {
   }
   return status;
 }
+
+// ---- PTPE's squeeze -------------------------------------------------------------------------
+
+// For a Poisson law of mean lambda (rlambda = 1 / lambda) and mode m = int(lambda), ln(f(m + j) /
+// f(m)) lies within rho of tt = -k^2 / (2 lambda), k = |j|, for k from 21 to lambda/2 - 1 (BTPE's
+// squeeze with npq = lambda).
+struct Squeeze {
+  double tt, rho;
+};
+inline Squeeze PtpeSqueeze(double rlambda, double k) {
+  return {-k * k * 0.5 * rlambda, k * rlambda * (((k / 3 + 0.625) * k + 1.0 / 6) * rlambda + 0.5)};
+}
+
+// ---- helpers of the set-ups ----------------------------------------------------------------
+
+// The block of the stream's chunk `id`, `bytes` long: as found; or a new chunk, any chunk of the
+// id with another size dropped first. A new block is zero but for `keys` leading NaN doubles, a
+// key that no parameters match. RNX_STATUS_NO_MEMORY with the stream untouched, or the status of
+// __rnxAddChunk (an old chunk of the id is then gone: a cache, the stream stays whole).
+int SizedChunk(StreamState *stream, int id, int bytes, int keys, void **block);
+
+// ln x!: a table below 16, Stirling's series to its 1/(360 x^3) term from 16 on (error below
+// 8e-10).
+double LnFactorial(int64_t x);
+
+// Stirling's correction ln x! - ((x + 1/2) ln(x + 1) - (x + 1) + ln sqrt(2 pi)) in terms of
+// x1 = x + 1: the series 1/(12 x1) - 1/(360 x1^3) + ... to its fifth term.
+double StirlingCorrection(double x1);
 
 // ---- binomial ------------------------------------------------------------------------------
 

@@ -102,10 +102,10 @@ void Squeeze(int m, const T *__restrict z, const T *__restrict u, T c, T *__rest
 // u < 1 - 0.0331 z^4, else when z^2 / 2 + (1 - v + ln v) d > ln u; the value is d v. About 8% of
 // the values need the logarithms, for any alpha.
 template <class T>
-int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done) {
+int GammaMarsagliaTsang(StreamState *stream, int n, T *r, T alpha, int *done, bool carry) {
   *done = 0;
-  T *spare;
-  int status = CarryChunk<T>(stream, kGammaChunk<T>, 2, T(-1), &spare);
+  T none[2] = {T(-1), T(0)}, *spare = none;
+  int status = carry ? CarryChunk<T>(stream, kGammaChunk<T>, 2, T(-1), &spare) : RNX_STATUS_OK;
   if (status < 0) return status;
   const T d = alpha - T(0.3333333333333333), c = T(1) / std::sqrt(T(9) * alpha - T(3));
   const auto log_test = [&](T u, T z, T v) {
@@ -208,8 +208,8 @@ int GammaWeibullReject(StreamState *stream, int n, T *r, T alpha, int *done) {
 }
 
 template <class T>
-int GammaStandard(StreamState *stream, int n, T *r, T alpha, int *done) {
-  if (alpha > T(1)) return GammaMarsagliaTsang(stream, n, r, alpha, done);
+int GammaStandard(StreamState *stream, int n, T *r, T alpha, int *done, bool carry) {
+  if (alpha > T(1)) return GammaMarsagliaTsang(stream, n, r, alpha, done, carry);
   if (alpha == T(1)) {
     const int status = RngExponential(0, stream, n, r, T(0), T(1));
     *done = status < 0 ? 0 : std::max(n, 0);
@@ -220,8 +220,8 @@ int GammaStandard(StreamState *stream, int n, T *r, T alpha, int *done) {
 }
 
 #define ZYN_GAMMA_INSTANTIATE(T)                                            \
-  template int GammaStandard<T>(StreamState *, int, T *, T, int *);        \
-  template int GammaMarsagliaTsang<T>(StreamState *, int, T *, T, int *);  \
+  template int GammaStandard<T>(StreamState *, int, T *, T, int *, bool);        \
+  template int GammaMarsagliaTsang<T>(StreamState *, int, T *, T, int *, bool);  \
   template int GammaSmallShape<T>(StreamState *, int, T *, T, int *);      \
   template int GammaWeibullReject<T>(StreamState *, int, T *, T, int *);
 ZYN_GAMMA_INSTANTIATE(float)

@@ -1,13 +1,15 @@
-// Throughput of the discrete samplers (Bernoulli, Geometric, Binomial, Hypergeometric): one call
+// Throughput of the discrete samplers (Bernoulli, Geometric, Binomial, Hypergeometric, Poisson,
+// PoissonV, Negbinomial): one call
 // for 10^6 numbers into one buffer, on MCG59 and R250 streams, and 10^6 calls for one number each
 // with unchanged parameters (the cached set-up paid once). Anchors in the same run: GSL's
-// gsl_ran_* over gsl_rng_taus2, and std::bernoulli_distribution, geometric_distribution and
-// binomial_distribution over std::mt19937_64. The reporter prints the ratios the targets name,
+// gsl_ran_* over gsl_rng_taus2, and the std:: distributions over std::mt19937_64 (PoissonV's
+// anchors change the mean per element). The reporter prints the ratios the targets name,
 // from processor time (the machine is shared).
 #include <benchmark/benchmark.h>
 #include <gsl/gsl_randist.h>
 #include <gsl/gsl_rng.h>
 
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <random>
@@ -25,6 +27,19 @@ constexpr int kN = 1000000;
 
 // An entry at fixed parameters: (stream, n, r).
 using Entry = std::function<int(StreamState *, int, int *)>;
+
+// kN means log-uniform on [0.1, 1000], the same each run.
+const std::vector<double> &LogUniform() {
+  static const std::vector<double> lambda = [] {
+    std::vector<double> l(kN);
+    std::mt19937_64 g(7);
+    for (double &x : l) x = 0.1 * std::pow(1e4, std::uniform_real_distribution<double>()(g));
+    return l;
+  }();
+  return lambda;
+}
+
+constexpr double kMultinomialP[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
 
 struct Case {
   std::string name;  // also the anchors' suffix
@@ -46,6 +61,19 @@ std::vector<Case> Cases() {
             [=](gsl_rng *g) { return int(gsl_ran_hypergeometric(g, m, l - m, s)); },
             {}};
   };
+  const auto poisson = [](double lambda) -> Case {
+    return {"Poisson(" + std::to_string(int(lambda)) + ")",
+            [=](StreamState *s, int n, int *r) { return _rnxiRngPoisson(PoissonMethodPTPE, s, n, r, lambda); },
+            [=](gsl_rng *g) { return int(gsl_ran_poisson(g, lambda)); },
+            [d = std::poisson_distribution<int>(lambda)](std::mt19937_64 &g) mutable { return d(g); }};
+  };
+  const auto negbin = [](double a, double p) -> Case {
+    const Entry zyn = [=](StreamState *s, int n, int *r) { return _rnxiRngNegbinomial(NegbinomialMethodMixture, s, n, r, a, p); };
+    const auto gsl = [=](gsl_rng *g) { return int(gsl_ran_negative_binomial(g, p, a)); };
+    const std::string name = "Negbinomial(" + std::to_string(a).substr(0, 3) + "," + std::to_string(p).substr(0, 4) + ")";
+    if (a != int(a)) return {name, zyn, gsl, {}};  // std's takes an integer count of successes
+    return {name, zyn, gsl, [d = std::negative_binomial_distribution<int>(int(a), p)](std::mt19937_64 &g) mutable { return d(g); }};
+  };
   return {{"Bernoulli(0.3)", [](StreamState *s, int n, int *r) { return _rnxiRngBernoulli(BernoulliMethodStd, s, n, r, 0.3); },
            [](gsl_rng *g) { return int(gsl_ran_bernoulli(g, 0.3)); },
            [d = std::bernoulli_distribution(0.3)](std::mt19937_64 &g) mutable { return int(d(g)); }},
@@ -53,7 +81,25 @@ std::vector<Case> Cases() {
            [](gsl_rng *g) { return int(gsl_ran_geometric(g, 0.1)) - 1; },
            [d = std::geometric_distribution<int>(0.1)](std::mt19937_64 &g) mutable { return d(g); }},
           binomial(100, 0.4), binomial(20, 0.3), binomial(1000000, 0.5),
-          hyper(1000, 100, 300), hyper(1000, 200, 400), hyper(100, 10, 30)};
+          hyper(1000, 100, 300), hyper(1000, 200, 400), hyper(100, 10, 30),
+          // ---- discrete family B
+          poisson(10), poisson(1000), negbin(5, 0.5), negbin(0.5, 0.01),
+          {"PoissonV(logU[0.1,1000])",
+           [](StreamState *s, int n, int *r) { return _rnxiRngPoissonV(PoissonVMethodPTRS, s, n, r, LogUniform().data()); },
+           [i = 0](gsl_rng *g) mutable { return int(gsl_ran_poisson(g, LogUniform()[i++ % kN])); },
+           [d = std::poisson_distribution<int>(), i = 0](std::mt19937_64 &g) mutable {
+             return d(g, std::poisson_distribution<int>::param_type(LogUniform()[i++ % kN]));
+           }},
+          // Vectors of 10 counts of 100 trials, timed per count: the ratio is that per vector.
+          {"Multinomial(100,10)",
+           [](StreamState *s, int n, int *r) {
+             return _rnxiRngMultinomial(MultinomialMethodConditional, s, n / 10, r, 100, 10, kMultinomialP);
+           },
+           [x = std::vector<unsigned>(10), i = 0](gsl_rng *g) mutable {
+             if (i % 10 == 0) gsl_ran_multinomial(g, 10, 100, kMultinomialP, x.data());
+             return int(x[i++ % 10]);
+           },
+           {}}};
 }
 
 struct Stream {

@@ -1,5 +1,5 @@
-// The tour's discrete samplers: Binomial and Hypergeometric histograms beside their exact
-// probabilities.
+// The tour's discrete samplers: Binomial, Hypergeometric, Poisson and Negbinomial histograms
+// beside their exact probabilities, and one multinomial vector.
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -44,5 +44,19 @@ void tour_discrete() {
     printf("  Hypergeometric(l = 1000, s = 100, m = 300), %zu numbers:\n", x.size());
     Histogram(x, 18, 41, 2, [](int k) { return std::exp(LnChoose(300, k) + LnChoose(700, 100 - k) - LnChoose(1000, 100)); });
   }
+  // Poisson with mean 10, and failures before the 5th success of probability 0.5.
+  if (_rnxiRngPoisson(PoissonMethodPTPE, s, int(x.size()), x.data(), 10) == RNX_STATUS_OK) {
+    printf("  Poisson(10), %zu numbers:\n", x.size());
+    Histogram(x, 2, 19, 1, [](int k) { return std::exp(k * std::log(10.0) - 10 - std::lgamma(k + 1.0)); });
+  }
+  if (_rnxiRngNegbinomial(NegbinomialMethodMixture, s, int(x.size()), x.data(), 5, 0.5) == RNX_STATUS_OK) {
+    printf("  Negbinomial(a = 5, p = 0.5), %zu numbers:\n", x.size());
+    Histogram(x, 0, 15, 1, [](int k) { return std::exp(LnChoose(k + 4, k) + 5 * std::log(0.5) + k * std::log(0.5)); });
+  }
+  // One vector of counts of 100 trials over 4 categories of weights 1 to 4 (no normalising).
+  const double weights[4] = {1, 2, 3, 4};
+  int counts[4];
+  if (_rnxiRngMultinomial(MultinomialMethodConditional, s, 1, counts, 100, 4, weights) == RNX_STATUS_OK)
+    printf("  Multinomial(100 trials, weights 1 2 3 4): %d %d %d %d\n", counts[0], counts[1], counts[2], counts[3]);
   __rnxDeleteStream(&s);
 }

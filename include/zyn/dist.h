@@ -170,4 +170,31 @@ ZYN_API int _rnxiRngHypergeometric(int method, StreamState *stream, int n, int *
 
 /* ---- end of discrete family A ------------------------------------------------------------ */
 
+/* ---- discrete family B ------------------------------------------------------------------- */
+
+/* Unlike the entries above, these check their parameters first: a bad one gives
+ * RNX_STATUS_BAD_PARAM with r, the stream and its chunks untouched. */
+#define RNX_STATUS_BAD_PARAM RNX_STATUS_BAD_ABSTRACT_ARG
+#define PoissonMethodPTPE 0
+#define PoissonVMethodPTRS 0
+#define NegbinomialMethodMixture 0
+#define MultinomialMethodConditional 0
+
+/* Poisson: P(k) = lambda^k e^-lambda / k!, 0 <= lambda <= 2^30 (0 gives zeros with no draw).
+ * Inversion below lambda 30, PTPE from 30; the set-up is kept in RNX_CHUNK_POISSON. */
+ZYN_API int _rnxiRngPoisson(int method, StreamState *stream, int n, int *r, double lambda);
+/* PoissonV: r[i] from Poisson(lambda[i]); every lambda[i] is checked before any draw. Inversion
+ * below 10, PTRS from 10; no chunk. */
+ZYN_API int _rnxiRngPoissonV(int method, StreamState *stream, int n, int *r, const double *lambda);
+/* Negbinomial: failures before the a-th success, P(k) = G(a+k)/(G(a) k!) p^a (1-p)^k, a > 0 finite,
+ * 0 < p <= 1 (1 gives zeros with no draw); values above 2147483647 are stored as 2147483647.
+ * Inversion for means below 30, else Poisson(Gamma(a) (1-p)/p); set-up in RNX_CHUNK_NEGBINOMIAL. */
+ZYN_API int _rnxiRngNegbinomial(int method, StreamState *stream, int n, int *r, double a, double p);
+/* Multinomial: n vectors of k counts, vector i at r[i*k], each summing to ntrial >= 0; p has k
+ * non-negative finite weights, not all 0, that need no normalising. No chunk. */
+ZYN_API int _rnxiRngMultinomial(int method, StreamState *stream, int n, int *r, int ntrial, int k,
+                                const double *p);
+
+/* ---- end of discrete family B ------------------------------------------------------------ */
+
 #endif

@@ -243,4 +243,41 @@ inline void CheckConsumption(const Sampler &row) {
   }
 }
 
+// ---- inversion samplers of integers ----------------------------------------------------------
+
+using Call = std::function<int(StreamState *, int, int *)>;
+inline long double LnChoose(long double n, long double k) { return lgammal(n + 1) - lgammal(k + 1) - lgammal(n - k + 1); }
+
+// An inversion case: the support lo..hi (hi past any value the uniforms reach), its exact pmf,
+// and whether the set-up's cumulative sums run down from hi (a reduction that maps k to a
+// decreasing function of k).
+struct Inversion {
+  Call call;
+  int lo, hi;
+  std::function<long double(int)> pmf;
+  bool down;
+};
+
+// Each result is the first value, walking the support, at which the long-double cumulative sum
+// passes u; it may differ only where u lies within 1e-7 (relative, of the sum or of its
+// complement, and at least 1e-13) of a sum passed between the two values. The uniforms reach
+// below 2^-24 and within 2^-53 of 1.
+inline void CheckInversion(const Inversion &c) {
+  std::vector<double> u = {0, 1e-300, 1 - 0x1p-53, 1 - 1e-12, 1 - 1e-10, 1 - 1e-9, 1 - 1e-8, 1e-9};
+  for (int i = 0; i < 4000; ++i) u.push_back((i + 0.5) / 4000);
+  std::vector<long double> sum;  // cumulative sums in walking order
+  for (int i = 0; i <= c.hi - c.lo; ++i) sum.push_back((i ? sum.back() : 0) + c.pmf(c.down ? c.hi - i : c.lo + i));
+  ScriptedStream s(u);
+  std::vector<int> r(u.size());
+  ASSERT_EQ(c.call(s, int(r.size()), r.data()), 0);
+  for (size_t j = 0; j < u.size(); ++j) {
+    const long double x = u[j];
+    const size_t want = std::upper_bound(sum.begin(), sum.end(), x) - sum.begin(), got = c.down ? c.hi - r[j] : r[j] - c.lo;
+    bool near = got == std::min(want, sum.size() - 1);
+    for (size_t i = std::min(want, got); i < std::max(want, got) && i < sum.size(); ++i)
+      near |= fabsl(sum[i] - x) <= std::max(1e-7 * std::min(sum[i], 1 - sum[i]), 1e-13L);
+    EXPECT_TRUE(near) << "case lo " << c.lo << " hi " << c.hi << " u " << u[j] << " got " << r[j];
+  }
+}
+
 }  // namespace zyn::test

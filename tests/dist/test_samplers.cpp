@@ -3,6 +3,7 @@
 #include <gsl/gsl_randist.h>
 
 #include <climits>
+#include <numeric>
 
 #include "tests/dist/sampler_checks.hpp"
 
@@ -125,6 +126,65 @@ std::vector<Sampler> Samplers() {
       {.name = "iHypergeometricH2pe", .draw = hyp, .p1 = {1000, 200, 400}, .p2 = {1000, 200, 400}, .discrete = true,
        .per_output = 0, .block = 0, .pmf = hyper,
        .corners = {{1000, 99, 400}, {100000, 20000, 30000}, {1000, 800, 400}, {1000, 200, 600}, {1000, 800, 600}}}});
+  // ----
+#endif
+#ifdef ZYN_DIST_DISCRETEB
+  // ---- discrete family B: Poisson by inversion below lambda 30, PTPE from 30.
+  const auto poisson = [](int64_t k, const Params &p) { return k >= 0 ? gsl_ran_poisson_pdf(unsigned(k), p[0]) : 0; };
+  const Draw pois = Entry(_rnxiRngPoisson, PoissonMethodPTPE);
+  // PoissonV with lambda[i] cycling through the parameters: inversion below 10, PTRS from 10, and
+  // both in one call. PTRS draws in rounds over the pending elements of a block, so only the
+  // inversion row's calls join up.
+  const Draw poisv = [](StreamState *s, int n, double *r, const Params &p) {
+    std::vector<double> lambda(n);
+    std::vector<int> t(r, r + n);
+    for (int i = 0; i < n; ++i) lambda[i] = p[i % p.size()];
+    const int status = _rnxiRngPoissonV(PoissonVMethodPTRS, s, n, t.data(), lambda.data());
+    std::copy(t.begin(), t.end(), r);
+    return status;
+  };
+  const auto mixture = [=](int64_t k, const Params &p) {
+    return std::accumulate(p.begin(), p.end(), 0.0, [&](double f, double l) { return f + poisson(k, {l}); }) / double(p.size());
+  };
+  // Negbinomial (a, p): inversion for means below 30, the Gamma-Poisson mixture from 30 (and for
+  // tails the table can't hold).
+  const auto negbin = [](int64_t k, const Params &p) {
+    return k < 0 ? 0 : p[1] == 1 ? double(k == 0) : gsl_ran_negative_binomial_pdf(unsigned(k), p[1], p[0]);
+  };
+  const Draw nb = Entry(_rnxiRngNegbinomial, NegbinomialMethodMixture);
+  // Multinomial (ntrial, column, p...): the counts of one column, Binomial(ntrial, p_column / sum
+  // p). The first column is a plain binomial; later ones depend on the earlier columns' draws.
+  const Draw column = [](StreamState *s, int n, double *r, const Params &p) {
+    const int ntrial = int(p[0]), c = int(p[1]), k = int(p.size()) - 2;
+    std::vector<int> t(size_t(n) * k, -777);
+    for (int i = 0; i < n; ++i) t[size_t(i) * k + c] = int(r[i]);
+    const int status = _rnxiRngMultinomial(MultinomialMethodConditional, s, n, t.data(), ntrial, k, p.data() + 2);
+    for (int i = 0; i < n; ++i) r[i] = t[size_t(i) * k + c];
+    return status;
+  };
+  const auto marginal = [=](int64_t k, const Params &p) {
+    return binomial(k, {p[0], p[2 + size_t(p[1])] / std::accumulate(p.begin() + 2, p.end(), 0.0)});
+  };
+  rows.insert(rows.end(), {
+      {.name = "iPoissonTable", .draw = pois, .p1 = {10}, .p2 = {3}, .discrete = true, .pmf = poisson,
+       .corners = {{1e-6}, {0.5}, {29.99}}},
+      {.name = "iPoissonPtpe", .draw = pois, .p1 = {1000}, .p2 = {1000}, .discrete = true, .per_output = 0, .block = 0,
+       .pmf = poisson, .corners = {{30}, {1e7}, {0x1p30}}},
+      {.name = "iPoissonVInversion", .draw = poisv, .p1 = {3}, .p2 = {0.5}, .discrete = true, .pmf = mixture,
+       .corners = {{1e-6}, {3, 9.99}}},
+      {.name = "iPoissonVPtrs", .draw = poisv, .p1 = {10, 1000}, .p2 = {10, 1000}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = mixture, .corners = {{10}, {1e5}, {0x1p30}}},
+      {.name = "iPoissonVMixed", .draw = poisv, .p1 = {9.99, 10}, .p2 = {9.99, 10}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = mixture, .corners = {{0.5, 30}}},
+      {.name = "iNegbinomialTable", .draw = nb, .p1 = {5, 0.5}, .p2 = {1, 0.5}, .discrete = true, .pmf = negbin,
+       .corners = {{1, 0.5}, {0.3, 0.9}, {29, 0.5}, {3, 1}}},
+      {.name = "iNegbinomialMixture", .draw = nb, .p1 = {0.5, 0.01}, .p2 = {0.5, 0.01}, .discrete = true, .per_output = 0,
+       .block = 0, .joins = false, .pmf = negbin, .corners = {{31, 0.5}, {0.01, 1e-4}, {1e4, 0.5}, {0.3, 0.01}}},
+      {.name = "iMultinomialFirst", .draw = column, .p1 = {20, 0, 0.3, 0.7}, .p2 = {50, 0, 2, 1, 1}, .discrete = true,
+       .pmf = marginal, .corners = {{1000, 0, 1, 1}, {5, 0, 1}}},
+      {.name = "iMultinomialLater", .draw = column, .p1 = {100, 2, 1, 2, 3, 4}, .p2 = {100, 2, 1, 2, 3, 4}, .discrete = true,
+       .per_output = 0, .block = 0, .joins = false, .pmf = marginal,
+       .corners = {{100, 3, 1, 2, 3, 4}, {1000, 1, 0.3, 0.5, 0.2}, {100, 1, 1, 0, 1}}}});
   // ----
 #endif
   return rows;

@@ -103,6 +103,16 @@ const Row kRows[] = {
        return _rnxiRngHypergeometric(HypergeometricMethodStd, f.s, 3, r, 1000, 100, 300) + (r[0] != 7);
      }},
 #endif
+#ifdef ZYN_DIST_DISCRETEB
+    {"iRngPoisson", false, 2, [](Fixture &f) {
+       int r[3] = {7, 7, 7};
+       return _rnxiRngPoisson(PoissonMethodPTPE, f.s, 3, r, 1000) + (r[0] != 7);
+     }},
+    {"iRngNegbinomial", false, 2, [](Fixture &f) {
+       int r[3] = {7, 7, 7};
+       return _rnxiRngNegbinomial(NegbinomialMethodMixture, f.s, 3, r, 5, 0.5) + (r[0] != 7);
+     }},
+#endif
 };
 
 TEST(NoMemory, EveryPointOfFailureOfEveryEntry) {
