@@ -20,6 +20,11 @@ constexpr BrngEntry kR250 = ZYN_ROW(1024, 252, 1, 4, 32, R250);
 constexpr BrngEntry kMRG32K3A = ZYN_ROW(40, 6, 1, 4, 32, MRG32K3A);
 constexpr BrngEntry kMCG59 = ZYN_ROW(32, 1, 0, 8, 59, MCG59);
 constexpr BrngEntry kWH = ZYN_ROW(48, 4, 1, 16, 24, WH);
+// ---- twister rows ----
+constexpr BrngEntry kMT19937 = ZYN_ROW(2520, 625, 1, 4, 32, MT19937);
+constexpr BrngEntry kMT2203 = ZYN_ROW(312, 70, 1, 4, 32, MT2203);
+constexpr BrngEntry kSFMT19937 = ZYN_ROW(2536, 625, 1, 4, 32, SFMT19937);
+// ---- end of the twister rows ----
 constexpr BrngEntry kAbsent{};
 #undef ZYN_ROW
 
@@ -43,8 +48,15 @@ const BrngEntry __RegBrngs[RNX_REG_OLD_ROWS] = {
 
 BrngEntry __RegBrngsNew[RNX_REG_NEW_ROWS] = {
     kMCG31, kR250, kMRG32K3A, kMCG59, kWH,
-    /* rows 5 to 15 (Sobol, Niederr, MT19937, MT2203, the Abstract rows, SFMT19937, TRNG,
-     * ARS5, PHILOX4X32X10) are filled when their generators are built */
+    kAbsent /* 5 Sobol */,
+    kAbsent /* 6 Niederr */,
+    kMT19937 /* 7 */,
+    kMT2203 /* 8 */,
+    kAbsent /* 9 iAbstract */,
+    kAbsent /* 10 dAbstract */,
+    kAbsent /* 11 sAbstract */,
+    kSFMT19937 /* 12 */,
+    /* rows 13 to 15 (TRNG, ARS5, PHILOX4X32X10) are filled when their generators are built */
 };
 
 }  // extern "C"

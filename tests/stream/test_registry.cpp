@@ -66,13 +66,13 @@ TEST(Registry, Validity) {
                  RNX_BRNG_IABSTRACT + 1})
     EXPECT_EQ(make(id, &s), RNX_STATUS_BAD_BRNG) << id;
   // generators not in this build are unknown, never a stand-in
-  for (int id : {int{RNX_BRNG_SOBOL}, int{RNX_BRNG_MT19937}, RNX_BRNG_MT2203 + 6023,
+  for (int id : {int{RNX_BRNG_SOBOL}, int{RNX_BRNG_NONDETERM}, RNX_BRNG_MT2203 + 6024,
                  int{RNX_BRNG_PHILOX4X32X10}, 277, 278, 279, 280, -5}) {
     EXPECT_EQ(make(id, &s), RNX_STATUS_BAD_BRNG) << id;
     EXPECT_EQ(s, nullptr);
   }
   BrngEntry e{};
-  EXPECT_EQ(__rnxGetBrngProperties(RNX_BRNG_MT19937, &e), RNX_STATUS_BAD_BRNG);
+  EXPECT_EQ(__rnxGetBrngProperties(RNX_BRNG_NONDETERM, &e), RNX_STATUS_BAD_BRNG);
   EXPECT_EQ(__rnxGetBrngProperties(RNX_BRNG_WH + 273, &e), RNX_STATUS_BAD_BRNG);
   ASSERT_EQ(__rnxGetBrngProperties(RNX_BRNG_WH + 3, &e), 0);
   EXPECT_EQ(e.stateSize, 48);
