@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int kAlign = 128;
-constexpr int kWindow = 8;                     // bits of a window, the top one set
+constexpr int kWindow = 8;                      // bits of a window, the top one set
 constexpr int kTableSize = 1 << (kWindow - 1);  // window polynomials t^7 + x, x below 2^7
 
 uint64_t *allocate_words(size_t words) {
@@ -54,10 +54,10 @@ void square(uint64_t *out, int d) {
 struct Reduction {
   int degree, termCount;
   const int32_t *terms;
-  int width;          // bits of a block
-  int stride;         // words of a row: two zero words, the shifted block, two zero words
-  int wordCount;      // words of out
-  uint64_t *rows;     // 8 rows
+  int width;       // bits of a block
+  int stride;      // words of a row: two zero words, the shifted block, two zero words
+  int wordCount;   // words of out
+  uint64_t *rows;  // 8 rows
 };
 
 void reduce(uint64_t *out, int hi, const Reduction &m) {
@@ -113,8 +113,7 @@ void reduce(uint64_t *out, int hi, const Reduction &m) {
 // allocations. Records of the twisters fit; a larger one is not restored.
 class Snapshot {
  public:
-  Snapshot(const StreamState *stream, int bytes)
-      : bytes_(bytes <= int(sizeof copy_) ? bytes : 0) {
+  Snapshot(const StreamState *stream, int bytes) : bytes_(bytes <= int(sizeof copy_) ? bytes : 0) {
     std::memcpy(copy_, stream, size_t(bytes_));
   }
   void restore(StreamState *stream) const { std::memcpy(stream, copy_, size_t(bytes_)); }
@@ -150,8 +149,8 @@ struct Skip {
 
 // Prepares the skip, allocates the polynomial and `states` work records, and finds the
 // polynomial. 1 to go on, 0 when done, or RNX_STATUS_NO_MEMORY with the stream as it was.
-int begin(StreamState *stream, const Skip &k, uint64_t nskip, int states, Blocks &b,
-          int *remainder, int *top) {
+int begin(StreamState *stream, const Skip &k, uint64_t nskip, int states, Blocks &b, int *remainder,
+          int *top) {
   if (nskip == 0) return 0;
   const Snapshot before(stream, k.stateBytes);
   *remainder = 0;
@@ -177,8 +176,8 @@ StreamState *record(const Blocks &b, int stateBytes, int i) {
 
 extern "C" {
 
-ZYN_API int __rnxPolyRem(uint64_t e, int degree, int termCount, const int32_t *terms,
-                         int wordCount, uint64_t *out) {
+ZYN_API int __rnxPolyRem(uint64_t e, int degree, int termCount, const int32_t *terms, int wordCount,
+                         uint64_t *out) {
   std::memset(out, 0, size_t(wordCount) * sizeof(uint64_t));
   if (e < uint64_t(degree)) {
     out[e >> 6] = uint64_t{1} << (e & 63);
@@ -229,10 +228,9 @@ ZYN_API int __rnxPolyRem(uint64_t e, int degree, int termCount, const int32_t *t
 ZYN_API int __rnx_SkipAheadHorner(StreamState *stream, RnxSkipZeroFn zero, RnxSkipAddFn add,
                                   RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
                                   RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount,
-                                  int degree, int stateBytes, int termCount,
-                                  const int32_t *terms) {
-  const Skip k{zero, add, copy, step, store, prepare, wordCount, degree, stateBytes, termCount,
-               terms};
+                                  int degree, int stateBytes, int termCount, const int32_t *terms) {
+  const Skip k{zero,      add,    copy,       step,      store, prepare,
+               wordCount, degree, stateBytes, termCount, terms};
   Blocks b;
   int remainder, top;
   if (int go = begin(stream, k, nskip, 1, b, &remainder, &top); go <= 0) return go;
@@ -243,18 +241,20 @@ ZYN_API int __rnx_SkipAheadHorner(StreamState *stream, RnxSkipZeroFn zero, RnxSk
     if (bit(b.poly, i)) add(work, stream);
     step(work);
   }
-  if (top == 0) copy(work, stream);  // p = 1: only a skip of zero transitions comes here
-  else if (bit(b.poly, 0)) add(work, stream);
+  if (top == 0)
+    copy(work, stream);  // p = 1: only a skip of zero transitions comes here
+  else if (bit(b.poly, 0))
+    add(work, stream);
   store(stream, work, remainder);
   return RNX_STATUS_OK;
 }
 
 ZYN_API int __rnx_SkipAheadSWin(StreamState *stream, RnxSkipZeroFn zero, RnxSkipAddFn add,
                                 RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
-                                RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount,
-                                int degree, int stateBytes, int termCount, const int32_t *terms) {
-  const Skip k{zero, add, copy, step, store, prepare, wordCount, degree, stateBytes, termCount,
-               terms};
+                                RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount, int degree,
+                                int stateBytes, int termCount, const int32_t *terms) {
+  const Skip k{zero,      add,    copy,       step,      store, prepare,
+               wordCount, degree, stateBytes, termCount, terms};
   Blocks b;
   int remainder, top;
   // One work state, the table, the accumulator.

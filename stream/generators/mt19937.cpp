@@ -78,8 +78,7 @@ int prepare(StreamState *stream, uint64_t *nskip, int *remainder) {
 
 extern "C" {
 
-ZYN_API int __rnxBRngMT19937InitStream(int method, StreamState *stream, int n,
-                                       const void *params) {
+ZYN_API int __rnxBRngMT19937InitStream(int method, StreamState *stream, int n, const void *params) {
   State &s = state_of<State>(stream);
   switch (method) {
     case RNX_METHOD_INIT:

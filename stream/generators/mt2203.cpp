@@ -48,8 +48,7 @@ constexpr uint32_t kSignFlip = 0x80000000;
 
 extern "C" {
 
-ZYN_API int __rnxBRngMT2203InitStream(int method, StreamState *stream, int n,
-                                      const void *params) {
+ZYN_API int __rnxBRngMT2203InitStream(int method, StreamState *stream, int n, const void *params) {
   if (method != RNX_METHOD_INIT) return lacking(method);
   const Row &row = kTable[size_t(resolve(stream->brngId).sub)];
   if (row.a == 0) return RNX_STATUS_BAD_BRNG;

@@ -25,8 +25,7 @@ inline void ring_zero(StreamState *state) {
 }
 
 inline void ring_copy(StreamState *state, const StreamState *other) {
-  std::memcpy(&state_of<Ring624>(state), &state_of<Ring624>(other),
-              sizeof(Ring624));
+  std::memcpy(&state_of<Ring624>(state), &state_of<Ring624>(other), sizeof(Ring624));
 }
 
 // state ^= other, word j after the origin of one on word j after the origin of the other.

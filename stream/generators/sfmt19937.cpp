@@ -36,8 +36,8 @@ inline __m128i element(const uint32_t *w, int e) {
 // a ^ (a << 8 as 128 bits) ^ ((b >> 11) & mask) ^ (c >> 8 as 128 bits) ^ (d << 18), with c and
 // d the two elements made last.
 inline __m128i recursion(__m128i a, __m128i b, __m128i c, __m128i d) {
-  const __m128i mask = _mm_set_epi32(int(0xBFFFFFF6), int(0xBFFAFFFF), int(0xDDFECB7F),
-                                     int(0xDFFFFFEF));
+  const __m128i mask =
+      _mm_set_epi32(int(0xBFFFFFF6), int(0xBFFAFFFF), int(0xDDFECB7F), int(0xDFFFFFEF));
   const __m128i y = _mm_and_si128(_mm_srli_epi32(b, 11), mask);
   const __m128i x = _mm_xor_si128(_mm_slli_si128(a, 1), _mm_srli_si128(c, 1));
   return _mm_xor_si128(_mm_xor_si128(a, x), _mm_xor_si128(y, _mm_slli_epi32(d, 18)));
@@ -164,7 +164,7 @@ int prepare(StreamState *stream, uint64_t *nskip, int *remainder) {
   }
   count -= left;
   s.idx = kRingWords;
-  *nskip = (count + 3) / 4;
+  *nskip = count / 4 + (count % 4 != 0);  // (count + 3) / 4 would wrap near 2^64
   *remainder = int(count % 4);
   return 1;
 }

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "zyn/rng.h"
 
@@ -28,11 +29,11 @@ const Core &core() {
   return c;
 }
 
-StreamState *make() {
+StreamState *make(int id = RNX_BRNG_MCG31) {
   StreamState *s = nullptr;
   const uint32_t seed[1] = {9};
   core().fail_after(-1);
-  EXPECT_EQ(__rnxNewStreamEx(&s, RNX_BRNG_MCG31, 1, seed), 0);
+  EXPECT_EQ(__rnxNewStreamEx(&s, id, 1, seed), 0);
   return s;
 }
 
@@ -109,6 +110,30 @@ TEST(NoMemory, LongExponents) {
   EXPECT_EQ(__rnxSkipAheadStreamEx(s, 11, e), RNX_STATUS_NO_MEMORY);
   core().fail_after(-1);
   __rnxDeleteStream(&s);
+}
+
+// Polynomial skip-ahead: each of its allocations (the remainder's work area only from t^degree
+// on) fails in turn, with the stream (position, words, SFMT's tail) as it was.
+TEST(NoMemory, PolynomialSkipLeavesTheStream) {
+  const uint64_t cases[][3] = {{RNX_BRNG_MT19937, uint64_t{1} << 40, 3},
+                               {RNX_BRNG_SFMT19937, 5001, 2},
+                               {RNX_BRNG_SFMT19937, 1000001, 3}};
+  for (const auto &c : cases) {
+    StreamState *s = make(int(c[0]));
+    BrngEntry e;
+    uint32_t w[5];
+    __rnxGetBrngProperties(int(c[0]), &e);
+    e.iGen(s, 5, w);  // inside a block, and an element: a tail
+    const std::vector<char> before(reinterpret_cast<char *>(s),
+                                   reinterpret_cast<char *>(s) + e.stateSize);
+    for (uint64_t ok = 0; ok <= c[2]; ++ok) {
+      core().fail_after(long(ok));
+      EXPECT_EQ(__rnxSkipAheadStream(s, c[1]), ok < c[2] ? RNX_STATUS_NO_MEMORY : 0) << ok;
+      EXPECT_TRUE(ok == c[2] || std::memcmp(before.data(), s, before.size()) == 0) << ok;
+    }
+    core().fail_after(-1);
+    __rnxDeleteStream(&s);
+  }
 }
 
 }  // namespace

@@ -38,8 +38,8 @@ std::vector<uint8_t> sfmt19937_bits(size_t count) {
   uint32_t w[n][4];
   for (int i = 0; i < n * 4; ++i) w[i / 4][i % 4] = 0x12345u * uint32_t(i + 1) ^ 0x9E3779B9u;
   auto as128 = [](const uint32_t *e) {
-    return (unsigned __int128)e[0] | (unsigned __int128)e[1] << 32 |
-           (unsigned __int128)e[2] << 64 | (unsigned __int128)e[3] << 96;
+    return (unsigned __int128)e[0] | (unsigned __int128)e[1] << 32 | (unsigned __int128)e[2] << 64 |
+           (unsigned __int128)e[3] << 96;
   };
   std::vector<uint8_t> bits;
   for (size_t k = 0; k < count; ++k) {
@@ -64,9 +64,11 @@ struct Expected {
 bool check(const Expected &e, const std::vector<int> &p) {
   bool ok = p.size() == size_t(e.terms) && p.back() == e.degree;
   for (size_t i = 0; ok && i < e.first.size(); ++i) ok = p[i] == e.first[i];
-  for (size_t i = 0; ok && i < e.last.size(); ++i) ok = p[p.size() - e.last.size() + i] == e.last[i];
+  for (size_t i = 0; ok && i < e.last.size(); ++i)
+    ok = p[p.size() - e.last.size() + i] == e.last[i];
   if (!ok)
-    fprintf(stderr, "twister_poly: %s gives degree %d with %zu terms, not the expected polynomial\n",
+    fprintf(stderr,
+            "twister_poly: %s gives degree %d with %zu terms, not the expected polynomial\n",
             e.name, p.empty() ? -1 : p.back(), p.size());
   return ok;
 }
@@ -85,13 +87,18 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: %s OUTPUT\n", argv[0]);
     return 2;
   }
-  const Expected mt{"MT19937", 19937, 135, {0, 1189, 1416, 1585, 1643, 1870, 2493},
+  const Expected mt{"MT19937",
+                    19937,
+                    135,
+                    {0, 1189, 1416, 1585, 1643, 1870, 2493},
                     {18691, 18860, 19087, 19314, 19937}};
-  const Expected sfmt{"SFMT19937", 19968, 6711, {0, 1041, 1195, 1197, 1232, 1260, 1349},
+  const Expected sfmt{"SFMT19937",
+                      19968,
+                      6711,
+                      {0, 1041, 1195, 1197, 1232, 1260, 1349},
                       {19380, 19393, 19437, 19968}};
   const std::vector<int> pm = zyn::tools::berlekamp_massey(mt19937_bits(2 * size_t(mt.degree)));
-  const std::vector<int> ps =
-      zyn::tools::berlekamp_massey(sfmt19937_bits(2 * size_t(sfmt.degree)));
+  const std::vector<int> ps = zyn::tools::berlekamp_massey(sfmt19937_bits(2 * size_t(sfmt.degree)));
   if (!check(mt, pm) || !check(sfmt, ps)) return 1;
   FILE *f = fopen(argv[1], "w");
   if (f == nullptr) {
