@@ -12,6 +12,7 @@ int main() {
   printf("  threads available to the core layer: %d\n", zyn_rnx_serv_threader_get_num_threads_limit());
   tour_vector();
   tour_random();
+  tour_twister();
   tour_stats();
   tour_fitting();
   return 0;

@@ -2,5 +2,6 @@
 #pragma once
 void tour_vector();
 void tour_random();
+void tour_twister();
 void tour_stats();
 void tour_fitting();
