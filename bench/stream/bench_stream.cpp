@@ -144,9 +144,9 @@ void Anchor_gsl_mt19937(benchmark::State &state) {
 
 constexpr uint64_t kFar = uint64_t{1} << 63;
 
-void MT19937_skip_2p63(benchmark::State &state) {
-  Stream st(RNX_BRNG_MT19937);
-  for (auto _ : state) benchmark::DoNotOptimize(__rnxSkipAheadStream(st.s, kFar));
+void Skip(benchmark::State &state, int id, uint64_t count) {
+  Stream st(id);
+  for (auto _ : state) benchmark::DoNotOptimize(__rnxSkipAheadStream(st.s, count));
 }
 
 // The word transition of MT19937 as skip-ahead callbacks, built from the module's own ring
@@ -262,7 +262,18 @@ int main(int argc, char **argv) {
   benchmark::RegisterBenchmark("Anchor_scalar_MRG32K3A_dGen", Anchor_scalar_MRG32K3A_dGen);
   benchmark::RegisterBenchmark("Anchor_std_mt19937", Anchor_std_mt19937);
   benchmark::RegisterBenchmark("Anchor_gsl_mt19937", Anchor_gsl_mt19937);
-  benchmark::RegisterBenchmark("MT19937_skip_2p63", MT19937_skip_2p63);
+  const struct {
+    const char *name;
+    int id;
+    uint64_t count;
+  } skips[] = {{"MT19937_skip_2p20m1", RNX_BRNG_MT19937, (uint64_t{1} << 20) - 1},
+               {"MT19937_skip_2p20", RNX_BRNG_MT19937, uint64_t{1} << 20},
+               {"MT19937_skip_2p32", RNX_BRNG_MT19937, uint64_t{1} << 32},
+               {"MT19937_skip_2p63", RNX_BRNG_MT19937, kFar},
+               {"SFMT19937_skip_2p20", RNX_BRNG_SFMT19937, uint64_t{1} << 20},
+               {"SFMT19937_skip_2p32", RNX_BRNG_SFMT19937, uint64_t{1} << 32},
+               {"SFMT19937_skip_2p63", RNX_BRNG_SFMT19937, kFar}};
+  for (const auto &k : skips) benchmark::RegisterBenchmark(k.name, Skip, k.id, k.count);
   benchmark::RegisterBenchmark("MT19937_Horner_2p63", MT19937_routine<false>);
   benchmark::RegisterBenchmark("MT19937_SWin_2p63", MT19937_routine<true>);
   benchmark::RegisterBenchmark("MT19937_PolyRem_2p63", MT19937_PolyRem_2p63);
