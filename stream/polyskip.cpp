@@ -123,18 +123,21 @@ class Snapshot {
   alignas(16) unsigned char copy_[4096];
 };
 
-// The blocks of one skip, released on every path.
+// The blocks of one skip: the polynomial, a work state, and for the window its table of 128
+// states and the accumulator; released on every path.
 struct Blocks {
-  uint64_t *poly = nullptr;
-  unsigned char *states = nullptr;
+  void *block[4] = {};
+  size_t stride = 0;  // bytes from one table entry to the next, a multiple of the alignment
   ~Blocks() {
-    if (poly != nullptr) zyn::core::zyn_serv_deallocate(poly);
-    if (states != nullptr) zyn::core::zyn_serv_deallocate(states);
+    for (void *p : block)
+      if (p != nullptr) zyn::core::zyn_serv_deallocate(p);
+  }
+  const uint64_t *poly() const { return static_cast<const uint64_t *>(block[0]); }
+  StreamState *state(int i) const { return static_cast<StreamState *>(block[i]); }
+  StreamState *entry(int x) const {
+    return reinterpret_cast<StreamState *>(static_cast<unsigned char *>(block[2]) + stride * x);
   }
 };
-
-// Record stride in a block of states: a multiple of the alignment.
-size_t stride(int stateBytes) { return (size_t(stateBytes) + kAlign - 1) / kAlign * kAlign; }
 
 struct Skip {
   RnxSkipZeroFn zero;
@@ -147,29 +150,31 @@ struct Skip {
   const int32_t *terms;
 };
 
-// Prepares the skip, allocates the polynomial and `states` work records, and finds the
-// polynomial. 1 to go on, 0 when done, or RNX_STATUS_NO_MEMORY with the stream as it was.
-int begin(StreamState *stream, const Skip &k, uint64_t nskip, int states, Blocks &b, int *remainder,
-          int *top) {
+// Prepares the skip, allocates the blocks (the table and accumulator for the window only) and
+// finds the polynomial. 1 to go on, 0 when done, or RNX_STATUS_NO_MEMORY with the stream as it
+// was.
+int begin(StreamState *stream, const Skip &k, uint64_t nskip, bool window, Blocks &b,
+          int *remainder, int *top) {
   if (nskip == 0) return 0;
   const Snapshot before(stream, k.stateBytes);
   *remainder = 0;
   if (k.prepare(stream, &nskip, remainder) == 0) return 0;
-  b.poly = allocate_words(size_t(k.wordCount));
-  b.states = static_cast<unsigned char *>(
-      zyn::core::zyn_serv_allocate(stride(k.stateBytes) * size_t(states), kAlign));
-  if (b.poly == nullptr || b.states == nullptr ||
-      __rnxPolyRem(nskip, k.degree, k.termCount, k.terms, k.wordCount, b.poly) != 0) {
+  b.stride = (size_t(k.stateBytes) + kAlign - 1) / kAlign * kAlign;
+  const size_t bytes[4] = {sizeof(uint64_t) * size_t(k.wordCount), size_t(k.stateBytes),
+                           window ? b.stride * kTableSize : 0, window ? size_t(k.stateBytes) : 0};
+  for (int i = 0; i < 4; ++i)
+    if (bytes[i] != 0 && (b.block[i] = zyn::core::zyn_serv_allocate(bytes[i], kAlign)) == nullptr) {
+      before.restore(stream);
+      return RNX_STATUS_NO_MEMORY;
+    }
+  uint64_t *poly = static_cast<uint64_t *>(b.block[0]);
+  if (__rnxPolyRem(nskip, k.degree, k.termCount, k.terms, k.wordCount, poly) != 0) {
     before.restore(stream);
     return RNX_STATUS_NO_MEMORY;
   }
   *top = k.degree - 1;
-  while (*top > 0 && !bit(b.poly, *top)) --*top;
+  while (*top > 0 && !bit(poly, *top)) --*top;
   return 1;
-}
-
-StreamState *record(const Blocks &b, int stateBytes, int i) {
-  return reinterpret_cast<StreamState *>(b.states + stride(stateBytes) * size_t(i));
 }
 
 }  // namespace
@@ -229,21 +234,21 @@ ZYN_API int __rnx_SkipAheadHorner(StreamState *stream, RnxSkipZeroFn zero, RnxSk
                                   RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
                                   RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount,
                                   int degree, int stateBytes, int termCount, const int32_t *terms) {
-  const Skip k{zero,      add,    copy,       step,      store, prepare,
-               wordCount, degree, stateBytes, termCount, terms};
+  const Skip k{zero, add, copy, step, store, prepare, wordCount, degree, stateBytes, termCount,
+               terms};
   Blocks b;
   int remainder, top;
-  if (int go = begin(stream, k, nskip, 1, b, &remainder, &top); go <= 0) return go;
-  StreamState *work = record(b, stateBytes, 0);
+  if (int go = begin(stream, k, nskip, false, b, &remainder, &top); go <= 0) return go;
+  StreamState *work = b.state(1);
   copy(work, stream);
   step(work);
   for (int i = top - 1; i >= 1; --i) {
-    if (bit(b.poly, i)) add(work, stream);
+    if (bit(b.poly(), i)) add(work, stream);
     step(work);
   }
   if (top == 0)
     copy(work, stream);  // p = 1: only a skip of zero transitions comes here
-  else if (bit(b.poly, 0))
+  else if (bit(b.poly(), 0))
     add(work, stream);
   store(stream, work, remainder);
   return RNX_STATUS_OK;
@@ -253,14 +258,13 @@ ZYN_API int __rnx_SkipAheadSWin(StreamState *stream, RnxSkipZeroFn zero, RnxSkip
                                 RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
                                 RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount, int degree,
                                 int stateBytes, int termCount, const int32_t *terms) {
-  const Skip k{zero,      add,    copy,       step,      store, prepare,
-               wordCount, degree, stateBytes, termCount, terms};
+  const Skip k{zero, add, copy, step, store, prepare, wordCount, degree, stateBytes, termCount,
+               terms};
   Blocks b;
   int remainder, top;
-  // One work state, the table, the accumulator.
-  if (int go = begin(stream, k, nskip, kTableSize + 2, b, &remainder, &top); go <= 0) return go;
-  StreamState *work = record(b, stateBytes, 0), *acc = record(b, stateBytes, kTableSize + 1);
-  auto entry = [&](int x) { return record(b, stateBytes, 1 + x); };
+  if (int go = begin(stream, k, nskip, true, b, &remainder, &top); go <= 0) return go;
+  StreamState *work = b.state(1), *acc = b.state(3);
+  auto entry = [&](int x) { return b.entry(x); };
 
   // Reflected Gray code on 7 bits: neighbours differ in one bit, so each entry is the one
   // before plus the stream stepped by that bit's exponent (at most 6 steps).
@@ -279,20 +283,20 @@ ZYN_API int __rnx_SkipAheadSWin(StreamState *stream, RnxSkipZeroFn zero, RnxSkip
   zero(acc);
   int i = top;
   while (i >= kWindow - 1) {
-    if (!bit(b.poly, i)) {
+    if (!bit(b.poly(), i)) {
       step(acc);
       --i;
       continue;
     }
     for (int s = 0; s < kWindow; ++s) step(acc);
     int x = 0;
-    for (int j = 1; j < kWindow; ++j) x = x << 1 | int(bit(b.poly, i - j));
+    for (int j = 1; j < kWindow; ++j) x = x << 1 | int(bit(b.poly(), i - j));
     add(acc, entry(x));
     i -= kWindow;
   }
   for (; i >= 0; --i) {
     step(acc);
-    if (bit(b.poly, i)) add(acc, stream);
+    if (bit(b.poly(), i)) add(acc, stream);
   }
   store(stream, acc, remainder);
   return RNX_STATUS_OK;
