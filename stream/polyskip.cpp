@@ -49,8 +49,8 @@ void square(uint64_t *out, int d) {
 // least one block lower and it never re-enters itself; the top term removes it. Each term is a
 // run of xors of 16-byte chunks of out: the block is kept at the 8 bit offsets within a byte,
 // with zero bytes around it, so that a chunk of the block at any bit offset is one unaligned
-// load, and the chunks of out are 16-byte aligned so that the stores of successive terms meet
-// the loads of the next at the same addresses.
+// load, and the chunks of out start at even words so that the stores of one term meet the loads
+// of the next at the same addresses (store forwarding).
 struct Reduction {
   int degree, termCount;
   const int32_t *terms;
