@@ -317,14 +317,29 @@ uint32_t temper(uint32_t y, uint32_t b, uint32_t c) {
 // degree P; k(v) is the least degree (the maximum over the components) of a non-zero relation,
 // the least row degree of a reduced basis.
 
+// A row of the basis: v polynomial components stored word by word, word i of every component
+// side by side, so that adding a shifted row is one pass over the words of all components at
+// once. Degrees stay below P + 1 and the shifts never carry a component past its row's degree.
+constexpr int kCols = kLevels;
 struct LRow {
-  std::vector<Poly> f;
-  std::vector<int> deg;
+  std::array<std::array<uint64_t, kCols>, kW + 1> w{};
   int d = -1, pivot = -1;  // row degree; last component of that degree
-  void update() {
+
+  // The degree and pivot, looking from word `from` down.
+  void update(int from) {  // components past v are zero
+    for (int i = from; i >= 0; --i) {
+      uint64_t any = 0;
+      for (int j = 0; j < kCols; ++j) any |= w[i][j];
+      if (any == 0) continue;
+      const int top = 63 - std::countl_zero(any);
+      d = 64 * i + top;
+      for (int j = kCols - 1; j >= 0; --j)
+        if ((w[i][j] >> top) & 1) {
+          pivot = j;
+          return;
+        }
+    }
     d = -1;
-    for (size_t j = 0; j < f.size(); ++j)
-      if (deg[j] >= d) d = deg[j], pivot = int(j);
   }
 };
 
@@ -336,35 +351,23 @@ struct Lattice {
   // Adds the component of output bit H (given as g = H / H_top) and reduces.
   int extend(const Poly &g) {
     ++v;
-    for (LRow &r : rows) {
-      r.f.push_back(Poly{});
-      r.deg.push_back(-1);
-    }
     owner.push_back(-1);
     LRow n;
-    n.f.assign(v, Poly{});
-    n.deg.assign(v, -1);
-    if (v == 1) {
-      n.f[0] = g;
-    } else {
-      n.f[0] = g;
-      flip(n.f[v - 1], 0);
-      n.deg[v - 1] = 0;
-    }
-    n.deg[0] = degree(n.f[0]);
-    n.update();
-    insert(std::move(n));
+    for (int i = 0; i <= kW; ++i) n.w[i][0] = g[i];
+    if (v > 1) n.w[0][v - 1] ^= 1;
+    n.update(kW);
+    insert(n);
     int k = kP;
     for (const LRow &r : rows) k = std::min(k, r.d);
     return k;
   }
 
-  void insert(LRow n) {
+  void insert(LRow &n) {
     for (;;) {
       const int o = owner[n.pivot];
       if (o < 0) {
         owner[n.pivot] = int(rows.size());
-        rows.push_back(std::move(n));
+        rows.push_back(n);
         return;
       }
       if (n.d < 0) {
@@ -373,31 +376,19 @@ struct Lattice {
       }
       if (n.d < rows[o].d) std::swap(n, rows[o]);
       const LRow &r = rows[o];
-      const int s = n.d - r.d;
-      const int q = s / 64, b = s % 64;
-      for (int j = 0; j < v; ++j) {
-        if (r.deg[j] < 0) continue;
-        // r.deg[j] + s <= n.d < P: the words written stay below kW + 1.
-        uint64_t *dst = n.f[j].data() + q;
-        const uint64_t *src = r.f[j].data();
-        const int words = r.deg[j] / 64 + 1;
-        if (b == 0) {
-          for (int i = 0; i < words; ++i) dst[i] ^= src[i];
-        } else {
-          uint64_t carry = 0;
-          for (int i = 0; i < words; ++i) {
-            dst[i] ^= (src[i] << b) | carry;
-            carry = src[i] >> (64 - b);
-          }
-          dst[words] ^= carry;
+      const int s = n.d - r.d, q = s / 64, b = s % 64, top = r.d / 64;
+      if (b == 0) {
+        for (int i = 0; i <= top; ++i)
+          for (int j = 0; j < kCols; ++j) n.w[i + q][j] ^= r.w[i][j];
+      } else {
+        for (int j = 0; j < kCols; ++j) n.w[q][j] ^= r.w[0][j] << b;
+        for (int i = 1; i <= top + 1; ++i) {
+          const std::array<uint64_t, kCols> &lo = r.w[i - 1], &hi = r.w[i];
+          std::array<uint64_t, kCols> &dst = n.w[i + q];
+          for (int j = 0; j < kCols; ++j) dst[j] ^= hi[j] << b | lo[j] >> (64 - b);
         }
-        const int top = r.deg[j] + s;  // the degree unless the leading terms cancel
-        if (top > n.deg[j])
-          n.deg[j] = top;
-        else if (top == n.deg[j])
-          n.deg[j] = degree(n.f[j], top / 64);
       }
-      n.update();
+      n.update(n.d / 64);
     }
   }
 };
