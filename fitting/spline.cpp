@@ -181,14 +181,11 @@ int default_cubic_fn(const DfTask *t, const Grid<T, Uni> &g, int64_t f, T *s) {
   // Left end.
   if (bcType == DF_BC_NOT_A_KNOT) {
     if (nx == 3) {
-      // One cubic over both cells with curvature M(1) at x[1]: c3 from the value at x[2].
-      const T H = h0 + hl;
-      auto value_at_H = [&](T c3) {
-        const T c2 = M(1) / T(2) - T(3) * h0 * c3, c1 = s[0] - (c3 * h0 + c2) * h0;
-        return y[0] + ((c3 * H + c2) * H + c1) * H;
-      };
-      const T v0 = value_at_H(T(0));
-      c0[3] = (y[2] - v0) / (value_at_H(T(1)) - v0);
+      // One cubic over both cells with curvature M(1) at x[1]: c3 from the value at x[2], which
+      // is v0 + c3 H h1 (h1 - h0) (no such cubic when h1 = h0 and M(1) disagrees with the data).
+      const T H = h0 + hl, c2 = M(1) / T(2), c1 = s[0] - c2 * h0;
+      const T v0 = y[0] + (c2 * H + c1) * H;
+      c0[3] = (y[2] - v0) / (H * hl * (hl - h0));
     } else {
       c0[3] = c[4 + 3];
     }

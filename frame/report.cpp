@@ -4,10 +4,17 @@
 
 #include <bit>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "frame/core_link.hpp"
 #include "frame/thread_state.hpp"
+
+// The callback record's layout is part of the interface: natural alignment, no packing.
+static_assert(offsetof(ErrorContext, arg1) == 8 && offsetof(ErrorContext, res2) == 32 &&
+              offsetof(ErrorContext, funcName) == 40 && offsetof(ErrorContext, funcNameLen) == 104 &&
+              offsetof(ErrorContext, arg1Im) == 112 && offsetof(ErrorContext, res2Im) == 136 &&
+              sizeof(ErrorContext) == 144);
 
 namespace zyn::frame {
 namespace {

@@ -3,7 +3,7 @@
 # something is missing.
 set -euo pipefail
 packages=(cmake g++ make binutils libopenblas-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libmpfr-dev libgmp-dev libsleef-dev libgsl-dev pkg-config)
+          libmpfr-dev libgmp-dev libsleef-dev libgsl-dev pkg-config libtsan2)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

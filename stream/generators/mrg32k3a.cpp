@@ -162,9 +162,12 @@ bool beyond_tables(int n, const uint64_t *e) {
 
 int skip_words(State &s, int n, const uint64_t *e) {
   if (beyond_tables(n, e)) {
-    int status = __rnxiVect3PowArrayMod(s.x, kCoeff1, kM1, n, e);
-    if (status != RNX_STATUS_OK) return status;
-    return __rnxiVect3PowArrayMod(s.y, kCoeff2, kM2, n, e);
+    // Both components advance on copies, so that a failed allocation leaves the stream as it was.
+    State t = s;
+    int status = __rnxiVect3PowArrayMod(t.x, kCoeff1, kM1, n, e);
+    if (status == RNX_STATUS_OK) status = __rnxiVect3PowArrayMod(t.y, kCoeff2, kM2, n, e);
+    if (status == RNX_STATUS_OK) s = t;
+    return status;
   }
   int words = n < 4 ? n : 4;
   __rnxiVect3PowArrayMod_M1(s.x, words, e, kPow2M1[0].data());

@@ -1,6 +1,5 @@
-// A core library for the allocation-failure tests: the real one, except that zyn_serv_allocate
-// fails once a budget of successful allocations is spent. Every other name is found in the real
-// library, a dependency.
+// A core library for the allocation-failure tests: the real one (a dependency, where every other
+// name is found), except that zyn_serv_allocate fails once a budget of allocations is spent.
 #include <dlfcn.h>
 
 #include <atomic>

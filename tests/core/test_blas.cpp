@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -14,28 +14,22 @@ using M = std::vector<double>;  // column-major
 // The forwarders of one precision; where several forward the same routine, all of them.
 template <class T>
 struct Api;
-#define ZYN_CORE_API(T, p)                                                                         \
-  template <>                                                                                      \
-  struct Api<T> {                                                                                  \
-    static constexpr std::array gemm{&zyn_blas_##p##gemm, &zyn_blas_x##p##gemm};                   \
-    static constexpr std::array syr{&zyn_blas_##p##syr, &zyn_blas_x##p##syr};                      \
-    static constexpr std::array syrk{&zyn_blas_##p##syrk, &zyn_blas_x##p##syrk};                   \
-    static constexpr std::array trmm{&zyn_blas_##p##trmm, &zyn_blas4vex_##p##trmm,                 \
-                                     &zyn_blas_x##p##trmm_4vex};                                   \
-    static constexpr auto gemv = &zyn_blas_##p##gemv;                                              \
-    static constexpr auto symm = &zyn_blas_x##p##symm;                                             \
-    static constexpr auto ptrmm = &zyn_blas4vex_##p##ptrmm;                                        \
-    static constexpr auto potrf = &zyn_lapack_##p##potrf, potri = &zyn_lapack_##p##potri;          \
-    static constexpr auto trtri = &zyn_lapack_##p##trtri;                                          \
-    static constexpr auto syev = &zyn_lapack_##p##syev;                                            \
-    static constexpr auto spevd = &zyn_lapack_##p##spevd;                                          \
-    static constexpr double tol = sizeof(T) == 8 ? 1e-11 : 1e-4;                                   \
+#define ZYN_CORE_API(T, p)                                                                                     \
+  template <>                                                                                                  \
+  struct Api<T> {                                                                                              \
+    static constexpr std::array gemm{&zyn_blas_##p##gemm, &zyn_blas_x##p##gemm}, syr{&zyn_blas_##p##syr, &zyn_blas_x##p##syr}; \
+    static constexpr std::array syrk{&zyn_blas_##p##syrk, &zyn_blas_x##p##syrk};                               \
+    static constexpr std::array trmm{&zyn_blas_##p##trmm, &zyn_blas4vex_##p##trmm, &zyn_blas_x##p##trmm_4vex}; \
+    static constexpr auto gemv = &zyn_blas_##p##gemv, symm = &zyn_blas_x##p##symm, ptrmm = &zyn_blas4vex_##p##ptrmm; \
+    static constexpr auto potrf = &zyn_lapack_##p##potrf, potri = &zyn_lapack_##p##potri, trtri = &zyn_lapack_##p##trtri; \
+    static constexpr auto syev = &zyn_lapack_##p##syev, spevd = &zyn_lapack_##p##spevd;                        \
+    static constexpr double tol = sizeof(T) == 8 ? 1e-11 : 1e-4;                                               \
   };
 ZYN_CORE_API(double, d)
 ZYN_CORE_API(float, s)
 #undef ZYN_CORE_API
 
-// Values in (-1, 1) representable in T, so that the double reference sees what the routine sees.
+// n values in (-1, 1) representable in T, so that the double reference sees what the routine sees.
 template <class T>
 M rnd(int n, unsigned seed) {
   std::mt19937 g(seed);
@@ -44,18 +38,8 @@ M rnd(int n, unsigned seed) {
   for (auto &x : v) x = static_cast<T>(u(g));
   return v;
 }
-template <class T>
-std::vector<T> to(const M &m) {
-  return std::vector<T>(m.begin(), m.end());
-}
-template <class T>
-void expect_close(const std::vector<T> &got, const M &want, double tol) {
-  ASSERT_EQ(got.size(), want.size());
-  for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(double(got[i]), want[i], tol) << "at " << i;
-}
 // C := alpha op(A) op(B) + beta C
-M naive_gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, int lda, const M &b,
-             int ldb, double beta, M c, int ldc) {
+M gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, int lda, const M &b, int ldb, double beta, M c, int ldc) {
   for (int i = 0; i < m; ++i)
     for (int j = 0; j < n; ++j) {
       double s = 0;
@@ -64,164 +48,116 @@ M naive_gemm(bool ta, bool tb, int m, int n, int k, double alpha, const M &a, in
     }
   return c;
 }
-// Full n x n matrix of a triangle of `a` (ld n), unit diagonal or not.
-M triangle(const M &a, int n, bool upper, bool unit = false) {
+// The n x n matrix a routine sees in `a` (ld n): one triangle ('U', 'L', or 'I' the unit upper),
+// or the symmetric matrix of one ('u', 'l').
+M seen(const M &a, int n, char part) {
   M t(n * n, 0);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i)
-      if ((upper && i <= j) || (!upper && i >= j)) t[i + j * n] = (unit && i == j) ? 1 : a[i + j * n];
+  for (int i = 0; i < n * n; ++i) {
+    const int r = i % n, c = i / n;
+    const bool mine = (part == 'U' || part == 'u' || part == 'I') == (r <= c) || r == c;
+    t[i] = part == 'I' ? r == c : mine ? a[i] : (part == 'u' || part == 'l') ? a[c + r * n] : 0;
+  }
   return t;
 }
-// The symmetric matrix of one triangle of `a`.
-M symmetric(const M &a, int n, bool upper) {
-  M s(n * n);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) s[i + j * n] = (i >= j) != upper || i == j ? a[i + j * n] : a[j + i * n];
-  return s;
+// Runs f on T copies of `in`, and checks the first `out` of them against `want`.
+template <class T>
+void Check(std::vector<M> in, int out, const std::function<void(std::vector<std::vector<T>> &)> &f, const M &want, double tol) {
+  std::vector<std::vector<T>> v;
+  for (const M &m : in) v.emplace_back(m.begin(), m.end());
+  f(v);
+  ASSERT_EQ(v[out].size(), want.size());
+  for (size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(double(v[out][i]), want[i], tol) << "at " << i;
 }
-M identity(int n) { return triangle(M(n * n, 0), n, true, true); }
 
 template <class T>
 class Blas : public testing::Test {};
 using Precisions = testing::Types<double, float>;
 TYPED_TEST_SUITE(Blas, Precisions);
 
-TYPED_TEST(Blas, GemmPlainAndTransposed) {
+// gemm (transposed), gemv, syr and syrk on the upper triangle (the lower one untouched),
+// symm from either triangle, trmm from either triangle, plain and transposed, and packed: side L,
+// and side R with B (n x m, ld n) := alpha B op(A).
+TYPED_TEST(Blas, Multiplies) {
   using T = TypeParam;
-  int m = 4, n = 3, k = 5, ldb = 5, ldc = 4;
+  using V = std::vector<std::vector<T>>;
+  const double tol = Api<T>::tol;
+  int m = 4, n = 3, k = 5, one = 1, two = 2;
   const T alpha = 1.5, beta = -0.5;
-  const M b = rnd<T>(ldb * n, 2), c = rnd<T>(ldc * n, 3);
-  for (bool ta : {false, true}) {
-    int lda = ta ? 5 : 6;  // A^T stored k x m
-    const M a = rnd<T>(lda * (ta ? m : k), 1);
-    const M ref = naive_gemm(ta, false, m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
-    for (auto fn : Api<T>::gemm) {
-      std::vector<T> ta_ = to<T>(a), tb = to<T>(b), tc = to<T>(c);
-      fn(ta ? "T" : "N", "N", &m, &n, &k, &alpha, ta_.data(), &lda, tb.data(), &ldb, &beta, tc.data(), &ldc);
-      expect_close(tc, ref, Api<T>::tol);
-    }
+  const M a = rnd<T>(20, 1), b = rnd<T>(15, 2), c = rnd<T>(12, 3), s = rnd<T>(9, 8), t = rnd<T>(16, 14), br = rnd<T>(12, 16);
+  for (auto fn : Api<T>::gemm)  // A^T stored k x m
+    Check<T>({a, b, c}, 2, [&](V &v) { fn("T", "N", &m, &n, &k, &alpha, v[0].data(), &k, v[1].data(), &k, &beta, v[2].data(), &m); },
+             gemm(true, false, m, n, k, alpha, a, 5, b, 5, beta, c, 4), tol);
+  Check<T>({b, M(b.begin(), b.begin() + 3), M(c.begin(), c.begin() + 4)}, 2,
+           [&](V &v) { Api<T>::gemv("N", &m, &n, &alpha, v[0].data(), &k, v[1].data(), &one, &beta, v[2].data(), &one); },
+           gemm(false, false, m, 1, n, alpha, b, 5, b, 3, beta, M(c.begin(), c.begin() + 4), m), tol);
+  M xx = s, upper = s, full = gemm(false, true, n, n, two, alpha, b, n, b, n, beta, s, n);
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i <= j; ++i) xx[i + j * n] += alpha * b[i] * b[j], upper[i + j * n] = full[i + j * n];
+  for (int i = 0; i < 2; ++i) {
+    Check<T>({s, b}, 0, [&](V &v) { Api<T>::syr[i]("U", &n, &alpha, v[1].data(), &one, v[0].data(), &n); }, xx, tol);
+    Check<T>({s, b}, 0, [&](V &v) { Api<T>::syrk[i]("U", "N", &n, &two, &alpha, v[1].data(), &n, &beta, v[0].data(), &n); }, upper, tol);
+  }
+  for (char uplo : {'l', 'u'}) {
+    const char u[2] = {char(uplo & ~0x20), 0};
+    const M sc(c.begin(), c.begin() + 6);
+    Check<T>({s, b, sc}, 2, [&](V &v) { Api<T>::symm("L", u, &n, &two, &alpha, v[0].data(), &n, v[1].data(), &n, &beta, v[2].data(), &n); },
+             gemm(false, false, n, 2, n, alpha, seen(s, n, uplo), n, b, n, beta, sc, n), tol);
+  }
+  for (char uplo : {'U', 'L'}) {
+    const char u[2] = {uplo, 0};
+    const M tri = seen(t, m, uplo);
+    M packed;
+    for (int i = 0; i < m * m; ++i)
+      if (tri[i] != 0) packed.push_back(t[i]);
+    for (bool trans : {false, true})
+      for (auto fn : Api<T>::trmm)
+        Check<T>({t, c}, 1, [&](V &v) { fn("L", u, trans ? "T" : "N", "N", &m, &n, &alpha, v[0].data(), &m, v[1].data(), &m); },
+                 gemm(trans, false, m, n, m, alpha, tri, m, c, m, 0, M(12, 0), m), tol);
+    Check<T>({packed, c}, 1, [&](V &v) { Api<T>::ptrmm("L", u, "N", "N", &m, &n, &alpha, v[0].data(), v[1].data(), &m); },
+             gemm(false, false, m, n, m, alpha, tri, m, c, m, 0, M(12, 0), m), tol);
+    Check<T>({packed, br}, 1, [&](V &v) { Api<T>::ptrmm("R", u, "T", "N", &n, &m, &alpha, v[0].data(), v[1].data(), &n); },
+             gemm(false, true, n, m, m, alpha, br, n, tri, m, 0, M(12, 0), n), tol);
   }
 }
 
-TYPED_TEST(Blas, GemvSyrSyrkSymm) {
-  using T = TypeParam;
-  int m = 4, n = 3, lda = 5, one = 1;
-  const T alpha = 2, beta = 0.25;
-  const M a = rnd<T>(lda * n, 5), x = rnd<T>(n, 6), y = rnd<T>(m, 7);
-  std::vector<T> ty = to<T>(y), ta = to<T>(a), tx = to<T>(x);
-  Api<T>::gemv("N", &m, &n, &alpha, ta.data(), &lda, tx.data(), &one, &beta, ty.data(), &one);
-  expect_close(ty, naive_gemm(false, false, m, 1, n, alpha, a, lda, x, n, beta, y, m), Api<T>::tol);
-
-  // syr on the upper triangle: A += alpha x x^T
-  int ns = 3;
-  const M s = rnd<T>(9, 8);
-  M sref = s;
-  for (int j = 0; j < ns; ++j)
-    for (int i = 0; i <= j; ++i) sref[i + j * ns] += alpha * x[i] * x[j];
-  for (auto fn : Api<T>::syr) {
-    std::vector<T> ts = to<T>(s);
-    fn("U", &ns, &alpha, tx.data(), &one, ts.data(), &ns);
-    expect_close(ts, sref, Api<T>::tol);
-  }
-
-  // syrk: C := alpha B B^T + beta C, upper triangle only
-  int k = 4;
-  const M b = rnd<T>(ns * k, 9), c = rnd<T>(9, 10);
-  const M full = naive_gemm(false, true, ns, ns, k, alpha, b, ns, b, ns, beta, c, ns);
-  M want = c;
-  for (int j = 0; j < ns; ++j)
-    for (int i = 0; i <= j; ++i) want[i + j * ns] = full[i + j * ns];
-  for (auto fn : Api<T>::syrk) {
-    std::vector<T> tb = to<T>(b), tc = to<T>(c);
-    fn("U", "N", &ns, &k, &alpha, tb.data(), &ns, &beta, tc.data(), &ns);
-    expect_close(tc, want, Api<T>::tol);
-  }
-
-  // symm: C := alpha A B + beta C with A symmetric from one triangle
-  int nn = 2;
-  const M sa = rnd<T>(9, 11), sb = rnd<T>(6, 12), sc = rnd<T>(6, 13);
-  for (bool upper : {false, true}) {
-    std::vector<T> tsa = to<T>(sa), tsb = to<T>(sb), tsc = to<T>(sc);
-    Api<T>::symm("L", upper ? "U" : "L", &ns, &nn, &alpha, tsa.data(), &ns, tsb.data(), &ns, &beta, tsc.data(), &ns);
-    expect_close(tsc, naive_gemm(false, false, ns, nn, ns, alpha, symmetric(sa, 3, upper), 3, sb, 3, beta, sc, 3),
-                 Api<T>::tol);
-  }
-}
-
-TYPED_TEST(Blas, TriangularMultiplies) {
-  using T = TypeParam;
-  int m = 4, n = 3;
-  const T alpha = 0.5;
-  const M a = rnd<T>(16, 14), b = rnd<T>(12, 15), br = rnd<T>(12, 16);
-  const std::vector<T> tpa = to<T>(a);
-  for (bool upper : {true, false}) {
-    const M t = triangle(a, m, upper);
-    const char *uplo = upper ? "U" : "L";
-    for (bool trans : {false, true}) {
-      const M ref = naive_gemm(trans, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m);
-      for (auto fn : Api<T>::trmm) {
-        std::vector<T> tb = to<T>(b);
-        fn("L", uplo, trans ? "T" : "N", "N", &m, &n, &alpha, tpa.data(), &m, tb.data(), &m);
-        expect_close(tb, ref, Api<T>::tol);
-      }
-    }
-    // packed: side L, and side R with B (n x m, ld n) := alpha B op(A)
-    std::vector<T> packed;
-    for (int j = 0; j < m; ++j)
-      for (int i = 0; i < m; ++i)
-        if ((upper && i <= j) || (!upper && i >= j)) packed.push_back(static_cast<T>(a[i + j * m]));
-    std::vector<T> tb = to<T>(b), tbr = to<T>(br);
-    Api<T>::ptrmm("L", uplo, "N", "N", &m, &n, &alpha, packed.data(), tb.data(), &m);
-    expect_close(tb, naive_gemm(false, false, m, n, m, alpha, t, m, b, m, 0, M(12, 0), m), Api<T>::tol);
-    Api<T>::ptrmm("R", uplo, "T", "N", &n, &m, &alpha, packed.data(), tbr.data(), &n);
-    expect_close(tbr, naive_gemm(false, true, n, m, m, alpha, br, n, t, m, 0, M(12, 0), n), Api<T>::tol);
-  }
-}
-
+// An SPD matrix G G^T + 4 I: its Cholesky factor from either triangle, the inverse from it, the
+// inverse of a triangle, and its eigenpairs (A v = lambda v; the packed driver gives the values).
 TYPED_TEST(Blas, CholeskyInverseTriangularInverseEigen) {
   using T = TypeParam;
   const double tol = Api<T>::tol;
-  int n = 4, info = -1;
-  // SPD matrix: G G^T + 4 I
-  const M g = rnd<T>(16, 17);
-  M spd = naive_gemm(false, true, n, n, n, 1, g, n, g, n, 0, M(16, 0), n);
-  for (int i = 0; i < n; ++i) spd[i + i * n] += 4;
-  for (auto &v : spd) v = static_cast<T>(v);
-  for (bool upper : {false, true}) {
-    const char *uplo = upper ? "U" : "L";
-    std::vector<T> l = to<T>(spd);
-    Api<T>::potrf(uplo, &n, l.data(), &n, &info);
+  int n = 4, info = -1, lwork = 64, liwork = 64;
+  const M g = rnd<T>(16, 17), id = seen(M(16), n, 'I');
+  M spd = gemm(false, true, n, n, n, 1, g, n, g, n, 0, M(16, 0), n);
+  for (int i = 0; i < 16; ++i) spd[i] = T(spd[i] + 4 * (i % 5 == 0));
+  const auto near = [](const M &got, const M &want, double t) {
+    for (size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], t) << i;
+  };
+  const auto of = [](const std::vector<T> &v) { return M(v.begin(), v.end()); };
+  for (char uplo : {'U', 'L'}) {
+    const char u[2] = {uplo, 0};
+    std::vector<T> f(spd.begin(), spd.end());
+    Api<T>::potrf(u, &n, f.data(), &n, &info);
     ASSERT_EQ(info, 0);
-    const M f = triangle(M(l.begin(), l.end()), n, upper);
-    expect_close(to<double>(naive_gemm(upper, !upper, n, n, n, 1, f, n, f, n, 0, M(16, 0), n)), spd, tol);
-    Api<T>::potri(uplo, &n, l.data(), &n, &info);  // the inverse, one triangle
+    const M l = seen(of(f), n, uplo);
+    near(gemm(uplo == 'U', uplo == 'L', n, n, n, 1, l, n, l, n, 0, M(16, 0), n), spd, tol);
+    Api<T>::potri(u, &n, f.data(), &n, &info);  // the inverse, one triangle
     ASSERT_EQ(info, 0);
-    const M inv = symmetric(M(l.begin(), l.end()), n, upper);
-    expect_close(to<double>(naive_gemm(false, false, n, n, n, 1, spd, n, inv, n, 0, M(16, 0), n)), identity(n), tol);
+    near(gemm(false, false, n, n, n, 1, spd, n, seen(of(f), n, uplo | 0x20), n, 0, M(16, 0), n), id, tol);
   }
-  const M u = triangle(spd, n, true);
-  std::vector<T> ui = to<T>(u);
+  const M up = seen(spd, n, 'U');
+  std::vector<T> ui(up.begin(), up.end()), e(spd.begin(), spd.end()), w(n), work(64), w2(n), z(16), ap;
   Api<T>::trtri("U", "N", &n, ui.data(), &n, &info);
   ASSERT_EQ(info, 0);
-  expect_close(to<double>(naive_gemm(false, false, n, n, n, 1, u, n, triangle(M(ui.begin(), ui.end()), n, true), n,
-                                     0, M(16, 0), n)),
-               identity(n), tol);
-
-  // Eigenpairs: A v = lambda v; the packed driver gives the same values.
-  std::vector<T> e = to<T>(spd), w(n), work(64);
-  int lwork = 64;
+  near(gemm(false, false, n, n, n, 1, up, n, of(ui), n, 0, M(16, 0), n), id, tol);
   Api<T>::syev("V", "U", &n, e.data(), &n, w.data(), work.data(), &lwork, &info);
   ASSERT_EQ(info, 0);
-  const M av = naive_gemm(false, false, n, n, n, 1, spd, n, M(e.begin(), e.end()), n, 0, M(16, 0), n);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) EXPECT_NEAR(av[i + j * n], w[j] * e[i + j * n], 10 * tol);
-  std::vector<T> ap, w2(n), z(16), work2(64);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i <= j; ++i) ap.push_back(static_cast<T>(spd[i + j * n]));
+  const M av = gemm(false, false, n, n, n, 1, spd, n, of(e), n, 0, M(16, 0), n);
+  for (int i = 0; i < 16; ++i) EXPECT_NEAR(av[i], w[i / n] * e[i], 10 * tol);
+  for (int i = 0; i < 16; ++i)
+    if (i % n <= i / n) ap.push_back(T(spd[i]));
   std::vector<int> iwork(64);
-  int liwork = 64;
-  Api<T>::spevd("N", "U", &n, ap.data(), w2.data(), z.data(), &n, work2.data(), &lwork, iwork.data(), &liwork, &info);
+  Api<T>::spevd("N", "U", &n, ap.data(), w2.data(), z.data(), &n, work.data(), &lwork, iwork.data(), &liwork, &info);
   ASSERT_EQ(info, 0);
-  expect_close(w2, M(w.begin(), w.end()), 10 * tol);
+  near(of(w2), of(w), 10 * tol);
 }
 }  // namespace

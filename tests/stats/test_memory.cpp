@@ -1,12 +1,13 @@
-// Memory failures: every allocation of the statistics entries may fail, and each failure gives
-// the memory status with nothing leaked (the sanitizer build checks for leaks).
+// Memory failures: each allocation of an entry fails in turn; the entry reports the memory status
+// and leaks nothing (the sanitizer build checks for leaks).
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <vector>
+#include <functional>
 
-#include "zyn/stats.h"
+#include "stats_test.hpp"
+
+using namespace sstest;
 
 namespace {
 
@@ -22,44 +23,39 @@ void set_budget(long allocations) {
   fn(allocations);
 }
 
-TEST(SsMemory, NewTask) {
-  ASSERT_EQ(g_env, 0);
-  int64_t p = 2;
-  SsTask *t = nullptr;
-  set_budget(0);
-  EXPECT_EQ(_rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1),
-            SsStatusMemory);
-  EXPECT_EQ(t, nullptr);
+// A computation on a fresh task with `budget` allocations allowed inside the entry.
+int basic(uint64_t method, long budget) {
+  Basic<double> b(make_data<double>(3, 64, true, false, false, 1), method);
+  set_budget(budget);
+  const int status = b(SsEstimateC2m | SsEstimateCov, method);
   set_budget(-1);
+  return status;
 }
 
-// Each allocation of a computation in turn fails; the call reports it and frees the others.
-TEST(SsMemory, BasicFailsCleanlyAtEveryAllocation) {
-  const int64_t p = 3, n = 64, storage = SsStorageByObservation, full = SsMatrixFull;
-  std::vector<double> x(p * n);
-  for (size_t k = 0; k < x.size(); ++k) x[k] = static_cast<double>(k % 7);
-  for (uint64_t method : {SsMethodFast, SsMethodOnePass, SsMethodFastUserMean}) {
-    int failures = 0;
-    for (long budget = 0;; ++budget) {
-      set_budget(-1);
-      SsTask *t = nullptr;
-      ASSERT_EQ(_rnxdSSNewTask(&t, &p, &n, &storage, x.data(), nullptr, nullptr, 1), 0);
-      std::vector<double> mean(p, 3.0), c2m(p), r2m(p), cov(p * p), accw(2);
-      __rnxdSSEditMoments(t, mean.data(), r2m.data(), nullptr, nullptr, c2m.data(), nullptr,
-                          nullptr);
-      __rnxdSSEditCovCor(t, nullptr, cov.data(), &full, nullptr, nullptr);
-      _rnxdSSEditTask(t, SsEditAccumulatedWeights, accw.data());
-      set_budget(budget);
-      const int status = _rnxdSSBasic(t, SsEstimateC2m | SsEstimateCov, method, nullptr);
-      set_budget(-1);
-      _rnxSSDeleteTask(&t);
-      if (status == SsStatusOk) break;
-      EXPECT_EQ(status, SsStatusMemory) << "budget " << budget;
-      ++failures;
-      ASSERT_LT(budget, 20);
-    }
-    // The variable list and the buffers, and for the user-mean method its kept mean.
-    EXPECT_GE(failures, method == SsMethodFastUserMean ? 3 : 2) << method;
+TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
+  ASSERT_EQ(g_env, 0);
+  const int64_t p = 2;
+  const std::tuple<const char *, std::function<int(long)>, int> entries[] = {  // allocations, at least
+      {"new task",
+       [&](long budget) {
+         SsTask *t = nullptr;
+         set_budget(budget);
+         const int status = _rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1);
+         set_budget(-1);
+         EXPECT_TRUE(status == SsStatusOk || t == nullptr);
+         _rnxSSDeleteTask(&t);
+         return status;
+       },
+       1},
+      // The variable list and the buffers, and for the user mean the kept mean.
+      {"fast", [](long budget) { return basic(SsMethodFast, budget); }, 2},
+      {"one pass", [](long budget) { return basic(SsMethodOnePass, budget); }, 2},
+      {"user mean", [](long budget) { return basic(SsMethodFastUserMean, budget); }, 3}};
+  for (const auto &[name, call, allocations] : entries) {
+    long budget = 0;
+    for (int status; (status = call(budget)) != SsStatusOk && budget < 20; ++budget)
+      EXPECT_EQ(status, SsStatusMemory) << name << " budget " << budget;
+    EXPECT_TRUE(budget >= allocations && budget < 20) << name << " " << budget;
   }
 }
 

@@ -1,177 +1,85 @@
-// Erf, Erfc and CdfNorm: accuracy against MPFR at every level (random inputs and the tails down
-// to the underflow threshold), special values and underflow statuses, and results independent
-// of an element's position.
+// The error functions and their inverses: special values and statuses, and the odd symmetry of
+// the inverse (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "tests/vector/errfun_test_util.hpp"
+#include "tests/vector/vector_test_util.hpp"
 
 using namespace zyn::test;
-using namespace zyn::oracle;
-using namespace zyn::test::errfun;
 
 namespace {
-const char *kStems[3] = {"Erf", "Erfc", "CdfNorm"};
 constexpr double kInf = std::numeric_limits<double>::infinity();
-
-std::vector<double> uniform(double a, double b, int n, unsigned seed) {
-  std::mt19937_64 g(seed);
-  std::uniform_real_distribution<double> u(a, b);
-  std::vector<double> v(n);
-  for (auto &x : v) x = u(g);
-  return v;
-}
 }  // namespace
 
-TEST(ErfAccuracy, WithinTargetsOverRandomInputs) {
-  const size_t count = 4000;  // MPFR erfc is slow in the tails: keeps the binary near 30 s
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  for (const char *stem : kStems) {
-    const Function &f = *find(stem);
-    auto xd = inputs_d(f.dom[0], count, 7);
-    auto xs = inputs_s(f.dom[0], count, 7);
-    for (int lv = 0; lv < 3; ++lv) {
-      check_sweep(std::string("d") + stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(stem, lv)), xs, {}), true);
-    }
+// The error functions and their inverses at their edges, every level. A tolerance of 1/2 states
+// only the class of a result near the underflow threshold (normal or denormal).
+TEST(ErfSpecials, ResultsAndStatusesAtEveryLevel) {
+  const int U = STATUS_UNDERFLOW, S = STATUS_SINGULARITY, D = STATUS_DOMAIN;
+  auto ref = [](const char *stem, double x) { return zyn::oracle::reference_d(*zyn::oracle::find(stem), x); };
+  std::vector<Special> c = {
+      {"dErf", 0, 0, 0},          {"dErf", -0.0, 0, -0.0},   {"dErf", kInf, 0, 1},       {"dErf", -kInf, 0, -1},
+      {"dErf", NAN, 0, NAN},      {"dErf", 6.5, 0, 1},       {"dErf", -30, 0, -1},       {"dErf", 1e-310, 0, ref("Erf", 1e-310), U},
+      {"dErf", 0x1p-1000, 0, ref("Erf", 0x1p-1000)},
+      {"dErfc", kInf, 0, 0},      {"dErfc", -kInf, 0, 2},    {"dErfc", NAN, 0, NAN},     {"dErfc", 40, 0, 0, U},
+      {"dErfc", -40, 0, 2},       {"dErfc", 0, 0, 1},        {"dErfc", 26, 0, ref("Erfc", 26), 0, 0.5},
+      {"dErfc", 27, 0, ref("Erfc", 27), U, 0.5},
+      {"dCdfNorm", -kInf, 0, 0},  {"dCdfNorm", kInf, 0, 1},  {"dCdfNorm", NAN, 0, NAN},  {"dCdfNorm", -40, 0, 0, U},
+      {"dCdfNorm", 40, 0, 1},     {"dCdfNorm", 0, 0, 0.5},   {"dCdfNorm", -38, 0, ref("CdfNorm", -38), U, 0.5},
+      {"sErf", 1e-40, 0, ref("Erf", 1e-40), U, 0.5},          {"sErf", 1e-30, 0, ref("Erf", 1e-30), 0, 0.5},
+      {"sErfc", 9.5, 0, ref("Erfc", 9.5), U, 0.5},            {"sErfc", 12, 0, 0, U},
+      {"sErfc", 8.9, 0, ref("Erfc", 8.9), 0, 0.5},           {"sCdfNorm", -13.5, 0, ref("CdfNorm", -13.5), U, 0.5},
+      {"sCdfNorm", -12, 0, ref("CdfNorm", -12), 0, 0.5},
+      {"dErfInv", 1 - 0x1p-53, 0, 5.8635847487551676, 0, 1e-14, 3},  // the largest finite result
+      {"dErfInv", 1 - 0x1p-53, 0, 5.8635847487551676, 0, 1e-6, 4},
+  };
+  for (std::string t : {"d", "s"})
+    c.insert(c.end(), {{t + "ErfInv", 0, 0, 0},         {t + "ErfInv", -0.0, 0, -0.0},     {t + "ErfInv", 1, 0, kInf, S},
+                       {t + "ErfInv", -1, 0, -kInf, S}, {t + "ErfInv", 1.5, 0, NAN, D},    {t + "ErfInv", -kInf, 0, NAN, D},
+                       {t + "ErfInv", kInf, 0, NAN, D}, {t + "ErfInv", NAN, 0, NAN},       {t + "ErfcInv", 1, 0, 0},
+                       {t + "ErfcInv", 0, 0, kInf, S},  {t + "ErfcInv", -0.0, 0, kInf, S}, {t + "ErfcInv", 2, 0, -kInf, S},
+                       {t + "ErfcInv", -0.5, 0, NAN, D}, {t + "ErfcInv", 2.5, 0, NAN, D},  {t + "ErfcInv", NAN, 0, NAN},
+                       {t + "CdfNormInv", 0.5, 0, 0},   {t + "CdfNormInv", 0, 0, -kInf, S}, {t + "CdfNormInv", 1, 0, kInf, S},
+                       {t + "CdfNormInv", -1e-30, 0, NAN, D}, {t + "CdfNormInv", 1.5, 0, NAN, D}, {t + "CdfNormInv", NAN, 0, NAN}});
+  // the complementary inverses reach down to the smallest denormal, within 4 ulp at LA and HA
+  for (double x : {0x1p-1074, 1e-310, 0x1p-1022, 0x1p-1021, 1e-300, 1e-100, 2 - 0x1p-52})
+    for (const char *stem : {"ErfcInv", "CdfNormInv"})
+      if (x < 1 || stem[0] == 'E') c.push_back({std::string("d") + stem, x, 0, ref(stem, x), 0, 0x1p-50, 3});
+  expect_cases(c);
+}
+
+// erfinv(-x) = -erfinv(x) bit for bit, central and tail lanes, and the quantile's mirror at p
+// and 1 - p where both are exact.
+TEST(ErfInvSymmetry, OddInEveryPath) {
+  QuietErrors quiet;
+  std::mt19937 g(9);
+  std::uniform_real_distribution<float> u(0, 1);
+  std::vector<float> x(64), nx(64), p(63), mp(63);
+  for (int i = 0; i < 64; ++i) {
+    x[i] = i < 8 ? 1 - std::ldexp(1.0f, -5 - i * 2) : u(g);  // the first eight in the tail
+    nx[i] = -x[i];
   }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The tails keep their relative accuracy through the last normal binades into the denormals;
-// and the pieces' edges and the central/tail switch points are crossed densely.
-TEST(ErfAccuracy, TailsAndSwitchPoints) {
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  struct Range {
-    const char *stem;
-    double a, b;
-  } ranges[] = {{"Erfc", 20, 27.3},     {"Erfc", 0.4, 1.2},    {"Erfc", -1.2, -0.8}, {"Erfc", 4, 8},
-                {"CdfNorm", -38.6, -28}, {"CdfNorm", -1, -0.5}, {"CdfNorm", 1.2, 1.6}, {"CdfNorm", 7, 9},
-                {"Erf", 0.6, 1.2},       {"Erf", 5, 6.5},       {"Erf", 0, 0.03},      {"Erf", 2.9, 3.1}};
-  for (const Range &r : ranges) {
-    const Function &f = *find(r.stem);
-    auto xd = uniform(r.a, r.b, 800, 11);
-    std::vector<float> xs(xd.begin(), xd.end());
-    for (int lv = 0; lv < 3; ++lv) {
-      SCOPED_TRACE(std::string(r.stem) + " on [" + std::to_string(r.a) + ", " + std::to_string(r.b) + "]");
-      check_sweep(std::string("d") + r.stem, lv, sweep_d(f, reinterpret_cast<void *>(dfn(r.stem, lv)), xd, {}), false);
-      check_sweep(std::string("s") + r.stem, lv, sweep_s(f, reinterpret_cast<void *>(sfn(r.stem, lv)), xs, {}), true);
-    }
-  }
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
-}
-
-// The grid's series near the first grid points, where the result is smallest against its
-// terms: double HA stays near half an ulp (a missing term or an inexact leading product shows).
-TEST(ErfAccuracy, GridSeriesAtHaNearZero) {
-  const Function &f = *find("Erf");
-  auto x = uniform(0x1p-9, 0x1p-5, 3000, 5);
-  Sweep s = sweep_d(f, reinterpret_cast<void *>(dfn("Erf", 1)), x, {});
-  EXPECT_LE(s.max_ulp, 0.55) << "at " << s.worst_x;
-}
-
-TEST(ErfSpecials, LimitsNaNAndUnderflowStatuses) {
+  for (int k = 1; k < 64; ++k) p[k - 1] = k / 64.0f, mp[k - 1] = 1 - k / 64.0f;
+  std::vector<double> xd(x.begin(), x.end()), nxd(nx.begin(), nx.end());
+  auto run = [](const char *row, int lv, auto v) {
+    decltype(v) y(v.size());
+    using T = typename decltype(v)::value_type;
+    reinterpret_cast<void (*)(int, const T *, T *)>(zyn::oracle::stub(zyn::oracle::stub_name(row[0], row + 1, lv)))(
+        static_cast<int>(v.size()), v.data(), y.data());
+    return y;
+  };
   for (int lv = 0; lv < 3; ++lv) {
-    SCOPED_TRACE(kLevel[lv]);
-    {
-      ReportLog log;
-      const double in[] = {0.0, -0.0, kInf, -kInf, NAN, 1e-310, 0x1p-1000, 6.5, -30.0};
-      double y[9];
-      dfn("Erf", lv)(9, in, y);
-      EXPECT_EQ(bits(y[0]), bits(0.0));
-      EXPECT_EQ(bits(y[1]), bits(-0.0));
-      EXPECT_EQ(y[2], 1.0);
-      EXPECT_EQ(y[3], -1.0);
-      EXPECT_TRUE(std::isnan(y[4]));
-      EXPECT_EQ(y[5], reference_d(*find("Erf"), 1e-310));
-      EXPECT_EQ(y[6], reference_d(*find("Erf"), 0x1p-1000));
-      EXPECT_EQ(y[7], 1.0);
-      EXPECT_EQ(y[8], -1.0);
-      ASSERT_EQ(ReportLog::log().size(), 1u);
-      EXPECT_EQ(ReportLog::log()[0].code, STATUS_UNDERFLOW);
-      EXPECT_EQ(ReportLog::log()[0].index, 5);
-      EXPECT_EQ(_vexGetErrStatus(), STATUS_UNDERFLOW);
+    const auto y = run("sErfInv", lv, x), ny = run("sErfInv", lv, nx), yp = run("sCdfNormInv", lv, p),
+               ymp = run("sCdfNormInv", lv, mp);
+    const auto yd = run("dErfInv", lv, xd), nyd = run("dErfInv", lv, nxd);
+    for (int i = 0; i < 64; ++i) {
+      EXPECT_EQ(y[i], -ny[i]) << kLevels[lv] << " " << x[i];
+      EXPECT_EQ(yd[i], -nyd[i]) << kLevels[lv] << " " << xd[i];
     }
-    {
-      ReportLog log;
-      const double in[] = {kInf, -kInf, NAN, 26.0, 27.0, 40.0, -40.0, 0.0};
-      double y[8];
-      dfn("Erfc", lv)(8, in, y);
-      EXPECT_EQ(bits(y[0]), bits(0.0));
-      EXPECT_EQ(y[1], 2.0);
-      EXPECT_TRUE(std::isnan(y[2]));
-      EXPECT_GE(y[3], DBL_MIN);
-      EXPECT_GT(y[4], 0.0);
-      EXPECT_LT(y[4], DBL_MIN);
-      EXPECT_EQ(bits(y[5]), bits(0.0));
-      EXPECT_EQ(y[6], 2.0);
-      EXPECT_EQ(y[7], 1.0);
-      auto &r = ReportLog::log();
-      ASSERT_EQ(r.size(), 2u);
-      EXPECT_EQ(r[0].index, 4);
-      EXPECT_EQ(r[0].code, STATUS_UNDERFLOW);
-      EXPECT_EQ(r[1].index, 5);
-      EXPECT_EQ(r[1].code, STATUS_UNDERFLOW);
-    }
-    {
-      ReportLog log;
-      const double in[] = {-kInf, kInf, NAN, -38.0, -40.0, 40.0, 0.0};
-      double y[7];
-      dfn("CdfNorm", lv)(7, in, y);
-      EXPECT_EQ(bits(y[0]), bits(0.0));
-      EXPECT_EQ(y[1], 1.0);
-      EXPECT_TRUE(std::isnan(y[2]));
-      EXPECT_GT(y[3], 0.0);
-      EXPECT_LT(y[3], DBL_MIN);
-      EXPECT_EQ(bits(y[4]), bits(0.0));
-      EXPECT_EQ(y[5], 1.0);
-      EXPECT_EQ(y[6], 0.5);
-      auto &r = ReportLog::log();
-      ASSERT_EQ(r.size(), 2u);
-      EXPECT_EQ(r[0].index, 3);
-      EXPECT_EQ(r[1].index, 4);
-      EXPECT_EQ(r[1].code, STATUS_UNDERFLOW);
-    }
-    {
-      // single: the thresholds are those of float
-      ReportLog log;
-      const float e[] = {1e-40f, 1e-30f, 9.5f, 12.0f, 8.9f};
-      float y[5];
-      sfn("Erf", lv)(2, e, y);
-      sfn("Erfc", lv)(3, e + 2, y + 2);
-      EXPECT_GT(y[0], 0.0f);
-      EXPECT_LT(y[0], FLT_MIN);
-      EXPECT_GT(y[2], 0.0f);
-      EXPECT_LT(y[2], FLT_MIN);
-      EXPECT_EQ(y[3], 0.0f);
-      EXPECT_GE(y[4], FLT_MIN);
-      const float c[] = {-13.5f, -12.0f};
-      sfn("CdfNorm", lv)(2, c, y);
-      EXPECT_LT(y[0], FLT_MIN);
-      EXPECT_GE(y[1], FLT_MIN);
-      auto &r = ReportLog::log();
-      ASSERT_EQ(r.size(), 4u);
-      EXPECT_EQ(r[0].index, 0);
-      EXPECT_EQ(r[1].index, 0);
-      EXPECT_EQ(r[2].index, 1);
-      EXPECT_EQ(r[3].index, 0);
-      for (auto &x : r) EXPECT_EQ(x.code, STATUS_UNDERFLOW);
-    }
+    for (int k = 0; k < 63; ++k) EXPECT_EQ(yp[k], -ymp[k]) << kLevels[lv] << " " << p[k];
   }
-}
-
-// Block, padded tail, alone and strided: the same bits.
-TEST(ErfPositions, ResultIndependentOfPosition) {
-  _vexSetMode(VEX_ERRMODE_IGNORE);
-  std::vector<double> x = uniform(-40, 30, 37, 5);
-  const double extra[] = {0.3, -0.7, 1.0, 0.5, -1.0, 1e-310, 26.7, -37.9, 8.0, NAN, -kInf, 2.0};
-  for (int i = 0; i < 12; ++i) x[3 * i] = extra[i];
-  for (const char *stem : kStems) expect_position_independent(stem, x);
-  _vexSetMode(VEX_ERRMODE_DEFAULT);
 }

@@ -1,13 +1,10 @@
-// Powx: the C pow special cases with statuses, the exponents routed to their own rows, strided
-// rows and position independence, and accuracy against MPFR's correctly rounded pow.
+// Powx: the C pow special cases with statuses, the exponents routed to their own rows, and the
+// special values of Pow3o2 and Pow2o3 (accuracy: test_accuracy.cpp).
 #include <gtest/gtest.h>
-#include <mpfr.h>
 
-#include <cfloat>
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <random>
+#include <string>
 #include <vector>
 
 #include "tests/vector/vector_test_util.hpp"
@@ -15,270 +12,116 @@
 using namespace zyn::test;
 
 namespace {
-using DFn = void (*)(int, const double *, double, double *);
-using SFn = void (*)(int, const float *, float, float *);
-using DFnI = void (*)(int, const double *, int, double, double *, int);
-using SFnI = void (*)(int, const float *, int, float, float *, int);
-const DFn kD[3] = {_vexdPowx_50, _vexdPowx, _vexdPowx_26};
-const SFn kS[3] = {_vexsPowx_21, _vexsPowx, _vexsPowx_11};
-const DFnI kDI[3] = {_vexdPowxI_50, _vexdPowxI, _vexdPowxI_26};
-const SFnI kSI[3] = {_vexsPowxI_21, _vexsPowxI, _vexsPowxI_11};
-const char *kLevel[3] = {"LA", "HA", "EP"};
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
-// Error of y against x^b in ulps of the result's type (p bits, emin the smallest normal's
-// exponent), from MPFR at 256 bits.
-double ulp_error(double y, double x, double b, int p, int emin) {
-  mpfr_t mx, mb, r, d;
-  mpfr_inits2(256, mx, mb, r, d, (mpfr_ptr)0);
-  mpfr_set_d(mx, x, MPFR_RNDN);
-  mpfr_set_d(mb, b, MPFR_RNDN);
-  mpfr_pow(r, mx, mb, MPFR_RNDN);
-  mpfr_sub_d(d, r, y, MPFR_RNDN);
-  long e = mpfr_zero_p(r) ? emin : mpfr_get_exp(r) - 1;  // r = f 2^e, f in [1, 2)
-  if (e < emin) e = emin;
-  mpfr_mul_2si(d, d, p - 1 - e, MPFR_RNDN);
-  double err = std::fabs(mpfr_get_d(d, MPFR_RNDN));
-  mpfr_clears(mx, mb, r, d, (mpfr_ptr)0);
-  return err;
-}
-
-int sweep_count() {
-#if defined(__SANITIZE_ADDRESS__)
-  return 4000;
-#else
-  return 20000;
-#endif
-}
-
-// Bases and exponents of the sweeps: log-uniform bases with results in range, bases next to 1
-// with large exponents (where ln x must be accurate relative to itself), negative bases with
-// integer exponents, and results near overflow and in the denormal range.
-struct Case {
-  double x, b;
-};
-std::vector<Case> sweep_cases(bool single, int count) {
-  std::mt19937_64 g(single ? 7 : 11);
-  std::uniform_real_distribution<double> u(0.0, 1.0);
-  const double lim = single ? 80.0 : 700.0;
-  const double bs[] = {-7.3, -2.0, -1.5, 0.25, 0.7, 1.25, 0.6, 2.5, 3.0, 10.1, 37.0, -51.2, 0.1, 5.0};
-  std::vector<Case> v;
-  for (int i = 0; i < count; ++i) {
-    int kind = i % 4;
-    double b, x;
-    if (kind == 0 || kind == 3) {
-      b = bs[i / 4 % std::size(bs)];
-      double maxl = std::min((kind == 3 ? (single ? 103.0 : 744.0) : lim) / std::fabs(b), single ? 80.0 : 700.0);
-      x = std::exp((2 * u(g) - 1) * maxl);
-      if (kind == 3) x = std::exp(-maxl * (0.93 + 0.07 * u(g)) * (b > 0 ? 1 : -1));
-    } else if (kind == 1) {
-      double d = std::ldexp(2 * u(g) - 1, single ? -20 : -40);
-      x = 1.0 + d;
-      b = (u(g) < 0.5 ? -1 : 1) * std::ldexp(1.0 + u(g), single ? 20 : 46);
-    } else {
-      x = -std::exp((2 * u(g) - 1) * (single ? 2.5 : 20));
-      b = std::floor((2 * u(g) - 1) * 30);
-      if (b == 0 || b == 1 || b == 2 || b == -1) b = 7;
+// pow's special cases, bit for bit against the C library (EP: ordinary results to its bits),
+// with the status each must report; b = 1 copies and b = 2 squares.
+template <class T>
+void match_pow() {
+  using L = std::numeric_limits<T>;
+  const T inf = L::infinity(), big = T(sizeof(T) == 8 ? 1e300 : 1e30), huge = T(sizeof(T) == 8 ? 1000 : 200);
+  const T xs[] = {0, -T(0), 1, -1, 2, -2, T(0.5), T(-0.5), inf, -inf, L::quiet_NaN(), 3, -3, 1 / big, big};
+  const T bs[] = {0, -T(0), 1, 2, 3, -3, 4, -4, T(2.5), T(-2.5), inf, -inf, L::quiet_NaN(), big, -big, huge, -huge};
+  const char t = sizeof(T) == 8 ? 'd' : 's';
+  for (int lv = 0; lv < 3; ++lv) {
+    auto f = reinterpret_cast<void (*)(int, const T *, T, T *)>(zyn::oracle::stub(zyn::oracle::stub_name(t, "Powx", lv)));
+    for (T b : bs) {
+      SCOPED_TRACE(std::string(1, t) + " " + kLevels[lv] + " b = " + std::to_string(b));
+      ReportLog log;
+      T y[std::size(xs)];
+      f(static_cast<int>(std::size(xs)), xs, b, y);
+      std::vector<Report> want;
+      for (size_t i = 0; i < std::size(xs); ++i) {
+        const T x = xs[i], r = std::pow(x, b);
+        if (lv == 2 && std::isnormal(r))
+          EXPECT_LE(std::fabs(y[i] - r), std::ldexp(std::fabs(r), sizeof(T) == 8 ? -26 : -11)) << x;
+        else
+          EXPECT_TRUE(same(y[i], r)) << x << ": " << y[i] << ", want " << r;
+        const bool finite = std::isfinite(x) && std::isfinite(b);
+        const int st = !finite                                  ? 0
+                       : x == 0 && b < 0                        ? STATUS_SINGULARITY
+                       : x < 0 && std::trunc(b) != b            ? STATUS_DOMAIN
+                       : std::isinf(r)                          ? STATUS_OVERFLOW
+                       : std::fabs(r) < L::min() && x != 0      ? STATUS_UNDERFLOW
+                                                                : 0;
+        if (st) want.push_back({st, static_cast<int>(i), x, 0});
+      }
+      const auto &got = ReportLog::log();
+      ASSERT_EQ(got.size(), want.size());
+      for (size_t k = 0; k < got.size(); ++k) {
+        EXPECT_EQ(got[k].index, want[k].index);
+        EXPECT_EQ(got[k].code, want[k].code) << want[k].arg1;
+      }
     }
-    if (single) {
-      x = static_cast<float>(x);
-      b = static_cast<float>(b);
-    }
-    v.push_back({x, b});
   }
-  return v;
+}
+TEST(PowxSpecials, MatchTheCLibraryWithStatuses) {
+  match_pow<double>();
+  match_pow<float>();
+}
+
+// The exponents with rows of their own give those rows' results and reports, bit for bit,
+// contiguous and strided: 1/2, -1/2, 1/3, -1/3, -1, 3/2 and the type's nearest 2/3.
+template <class T>
+void routing() {
+  using L = std::numeric_limits<T>;
+  const std::vector<T> x = {4, 2, -8, 0, -T(0), L::min() / 8, T(7.5), L::infinity(), L::quiet_NaN(), L::max() / 4, 3, T(0.1), 27, 1 / L::max()};
+  const int n = static_cast<int>(x.size());
+  const char t = sizeof(T) == 8 ? 'd' : 's';
+  const std::pair<T, const char *> routes[] = {{T(0.5), "Sqrt"}, {T(-0.5), "InvSqrt"}, {T(1) / 3, "Cbrt"}, {T(-1) / 3, "InvCbrt"},
+                                               {T(-1), "Inv"},   {T(1.5), "Pow3o2"},   {T(2) / 3, "Pow2o3"}};
+  using U = void (*)(int, const T *, T *);
+  using UI = void (*)(int, const T *, int, T *, int);
+  for (int lv = 0; lv < 3; ++lv) {
+    auto stub = [&](const std::string &stem) { return zyn::oracle::stub(zyn::oracle::stub_name(t, stem, lv)); };
+    auto powx = reinterpret_cast<void (*)(int, const T *, T, T *)>(stub("Powx"));
+    auto powxi = reinterpret_cast<void (*)(int, const T *, int, T, T *, int)>(stub("PowxI"));
+    for (auto [b, stem] : routes) {
+      std::vector<T> y(n), ys(2 * n), z(n), zs(2 * n);
+      std::vector<int> c1, c2;
+      {
+        ReportLog log;
+        powx(n, x.data(), b, y.data());
+        powxi(n, x.data(), 1, b, ys.data(), 2);
+        for (auto &r : ReportLog::log()) c1.push_back(r.code);
+      }
+      {
+        ReportLog log;
+        reinterpret_cast<U>(stub(stem))(n, x.data(), z.data());
+        reinterpret_cast<UI>(stub(stem + std::string("I")))(n, x.data(), 1, zs.data(), 2);
+        for (auto &r : ReportLog::log()) c2.push_back(r.code);
+      }
+      for (int i = 0; i < n; ++i) {
+        EXPECT_EQ(bits(y[i]), bits(z[i])) << t << stem << " " << kLevels[lv] << " x = " << x[i];
+        EXPECT_EQ(bits(ys[2 * i]), bits(zs[2 * i])) << t << stem << "I " << kLevels[lv] << " x = " << x[i];
+      }
+      EXPECT_EQ(c1, c2) << t << stem << " " << kLevels[lv];
+    }
+  }
+}
+TEST(PowxRouting, SpecialExponentsEqualTheirRows) {
+  routing<double>();
+  routing<float>();
+}
+
+// x^(3/2) and x^(2/3) at their edges: C pow's values and statuses.
+TEST(PowxSpecials, FixedPowers) {
+  const int D = STATUS_DOMAIN, O = STATUS_OVERFLOW, U = STATUS_UNDERFLOW;
+  const double dmin = std::numeric_limits<double>::denorm_min();
+  std::vector<Special> c = {
+      {"dPow3o2", 1e300, 0, kInf, O}, {"dPow3o2", 1e-300, 0, 0, U}, {"dPow3o2", dmin, 0, 0, U},
+      {"dPow3o2", 8, 0, std::sqrt(512.0), 0, 1e-7},                {"dPow2o3", 1e300, 0, 1e200, 0, 1e-7},
+      {"dPow2o3", 1e-300, 0, 1e-200, 0, 1e-7},                     {"dPow2o3", dmin, 0, std::cbrt(dmin) * std::cbrt(dmin), 0, 1e-7},
+      {"dPow2o3", 4, 0, std::cbrt(16.0), 0, 1e-7},                 {"sPow3o2", 1e30, 0, kInf, O, 0, 2},
+      {"sPow3o2", 1e-35, 0, 0, U, 0, 2},
+  };
+  for (std::string r : {"dPow3o2", "dPow2o3", "sPow3o2", "sPow2o3"}) {
+    c.insert(c.end(), {{r, -2, 0, NAN, D}, {r, -0.0, 0, 0}, {r, 0, 0, 0}, {r, kInf, 0, kInf}, {r, -kInf, 0, kInf},
+                       {r, NAN, 0, NAN}, {r, 1, 0, 1}});
+    const bool p3o2 = r.find("3o2") != std::string::npos;
+    c.push_back({r, p3o2 ? 4.0 : 8.0, 0, p3o2 ? 8.0 : 4.0, 0, 0, 3});  // exact but at EP
+    c.push_back({r, p3o2 ? 4.0 : 8.0, 0, p3o2 ? 8.0 : 4.0, 0, 1e-7, 4});
+  }
+  expect_cases(c);
 }
 }  // namespace
-
-// pow's special cases, bit for bit against glibc, with the status each must report.
-TEST(PowxSpecials, MatchGlibcWithStatuses) {
-  const double xs[] = {0.0, -0.0, 1.0, -1.0, 2.0, -2.0, 0.5, -0.5, kInf, -kInf, NAN, 3.0, -3.0, 1e-300, 1e300};
-  const double bs[] = {0.0, -0.0, 3.0, -3.0, 4.0, -4.0, 2.5, -2.5, kInf, -kInf, NAN, 1e300, -1e300, 1000.0, -1000.0};
-  for (int lv = 0; lv < 3; ++lv) {
-    for (double b : bs) {
-      SCOPED_TRACE(kLevel[lv]);
-      SCOPED_TRACE(b);
-      ReportLog log;
-      double y[std::size(xs)];
-      kD[lv](static_cast<int>(std::size(xs)), xs, b, y);
-      std::vector<int> want(std::size(xs), 0);
-      for (size_t i = 0; i < std::size(xs); ++i) {
-        double x = xs[i], r = std::pow(x, b);
-        if (std::isnan(r))
-          EXPECT_TRUE(std::isnan(y[i])) << x;
-        else if (lv == 2 && std::isnormal(r))  // EP: ordinary results to its 26 bits
-          EXPECT_LE(std::fabs(y[i] - r), 0x1p-26 * std::fabs(r)) << x;
-        else
-          EXPECT_EQ(bits(y[i]), bits(r)) << x << " " << y[i] << " " << r;
-        if (x == 0 && b < 0 && std::isfinite(b)) want[i] = STATUS_SINGULARITY;
-        else if (x < 0 && std::isfinite(x) && std::isfinite(b) && std::trunc(b) != b) want[i] = STATUS_DOMAIN;
-        else if (std::isinf(r) && std::isfinite(x) && std::isfinite(b)) want[i] = STATUS_OVERFLOW;
-        else if (std::fabs(r) < DBL_MIN && x != 0 && std::isfinite(x) && std::isfinite(b)) want[i] = STATUS_UNDERFLOW;
-      }
-      auto &rep = ReportLog::log();
-      size_t k = 0;
-      for (size_t i = 0; i < std::size(xs); ++i) {
-        if (want[i] == 0) continue;
-        ASSERT_LT(k, rep.size()) << "missing report for x = " << xs[i];
-        EXPECT_EQ(rep[k].index, static_cast<int>(i));
-        EXPECT_EQ(rep[k].code, want[i]) << xs[i];
-        EXPECT_EQ(rep[k].arg1, xs[i]);
-        ++k;
-      }
-      EXPECT_EQ(k, rep.size());
-    }
-  }
-}
-
-TEST(PowxSpecials, SingleMatchesGlibcPowf) {
-  const float xs[] = {0.0f, -0.0f, 1.0f, -1.0f, 2.0f, -2.0f, 0.5f, INFINITY, -INFINITY, NAN, 1e-30f, 1e30f, -3.0f};
-  const float bs[] = {0.0f, 3.0f, -3.0f, 4.0f, -4.0f, 2.5f, -2.5f, INFINITY, -INFINITY, NAN, 1e30f, 200.0f, -200.0f};
-  for (int lv = 0; lv < 3; ++lv)
-    for (float b : bs) {
-      ReportLog log;
-      float y[std::size(xs)];
-      kS[lv](static_cast<int>(std::size(xs)), xs, b, y);
-      for (size_t i = 0; i < std::size(xs); ++i) {
-        float r = std::pow(xs[i], b);
-        if (std::isnan(r))
-          EXPECT_TRUE(std::isnan(y[i]));
-        else if (lv == 2 && std::isnormal(r))  // EP: ordinary results to its 11 bits
-          EXPECT_LE(std::fabs(y[i] - r), 0x1p-11f * std::fabs(r)) << xs[i] << "^" << b;
-        else
-          EXPECT_EQ(bits(y[i]), bits(r)) << xs[i] << "^" << b;
-      }
-      const auto &rep = ReportLog::log();
-      if (b == 200.0f) {  // 2, -2, 1e30, -3 overflow; 0.5, 1e-30 underflow
-        ASSERT_EQ(rep.size(), 6u);
-        EXPECT_EQ(rep[0].code, STATUS_OVERFLOW);
-        EXPECT_EQ(rep[2].code, STATUS_UNDERFLOW);
-      }
-    }
-}
-
-// b = 1/2, -1/2, 1/3, -1/3, -1 give exactly what the rows of their own functions give; b = 1
-// copies and b = 2 squares.
-TEST(PowxRouting, SpecialExponentsEqualTheirRows) {
-  std::vector<double> x = {4.0, 2.0, -8.0, 0.0, -0.0, 1e-310, 7.5, kInf, NAN, 1e200, 3.0, 0.1};
-  const int n = static_cast<int>(x.size());
-  using U = void (*)(int, const double *, double *);
-  const U sqrt_[3] = {_vexdSqrt_50, _vexdSqrt, _vexdSqrt_26}, isqrt[3] = {_vexdInvSqrt_50, _vexdInvSqrt, _vexdInvSqrt_26},
-          cbrt_[3] = {_vexdCbrt_50, _vexdCbrt, _vexdCbrt_26}, icbrt[3] = {_vexdInvCbrt_50, _vexdInvCbrt, _vexdInvCbrt_26},
-          inv[3] = {_vexdInv_50, _vexdInv, _vexdInv_26};
-  for (int lv = 0; lv < 3; ++lv) {
-    const std::pair<double, U> rows[] = {{0.5, sqrt_[lv]}, {-0.5, isqrt[lv]}, {1.0 / 3, cbrt_[lv]}, {-1.0 / 3, icbrt[lv]}, {-1.0, inv[lv]}};
-    for (auto [b, row] : rows) {
-      std::vector<double> y(n), z(n);
-      int codes[2];
-      {
-        ReportLog log;
-        kD[lv](n, x.data(), b, y.data());
-        codes[0] = static_cast<int>(ReportLog::log().size());
-      }
-      {
-        ReportLog log;
-        row(n, x.data(), z.data());
-        codes[1] = static_cast<int>(ReportLog::log().size());
-      }
-      for (int i = 0; i < n; ++i) EXPECT_EQ(bits(y[i]), bits(z[i])) << kLevel[lv] << " b=" << b << " x=" << x[i];
-      EXPECT_EQ(codes[0], codes[1]);
-    }
-    std::vector<double> y(n);
-    kD[lv](n, x.data(), 1.0, y.data());
-    for (int i = 0; i < n; ++i) EXPECT_EQ(bits(y[i]), bits(x[i]));
-    ReportLog log;
-    const double sq[] = {3.0000000000000004, 1e200, 1e-200};
-    kD[lv](3, sq, 2.0, y.data());
-    EXPECT_EQ(y[0], 3.0000000000000004 * 3.0000000000000004);
-    EXPECT_EQ(y[1], kInf);
-    EXPECT_EQ(y[2], 0.0);
-    ASSERT_EQ(ReportLog::log().size(), 2u);
-    EXPECT_EQ(ReportLog::log()[0].code, STATUS_OVERFLOW);
-    EXPECT_EQ(ReportLog::log()[1].code, STATUS_UNDERFLOW);
-  }
-  float xf[] = {4.0f, -8.0f, 0.0f, 27.0f, 0.3f};
-  using SU = void (*)(int, const float *, float *);
-  const std::pair<float, SU> srows[] = {{0.5f, _vexsSqrt}, {-0.5f, _vexsInvSqrt}, {1.0f / 3, _vexsCbrt}, {-1.0f / 3, _vexsInvCbrt}, {-1.0f, _vexsInv}};
-  for (auto [b, row] : srows) {
-    float y[5], z[5];
-    _vexsPowx(5, xf, b, y);
-    row(5, xf, z);
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(bits(y[i]), bits(z[i])) << b;
-  }
-}
-
-// Strided rows give the contiguous results at their positions and leave the gaps alone; every
-// element's result is the same wherever it stands.
-TEST(PowxLayout, StridedAndPositionIndependent) {
-  std::mt19937 g(3);
-  std::uniform_real_distribution<double> u(0.01, 40.0);
-  const int n = 37;
-  std::vector<double> a(n);
-  for (auto &v : a) v = u(g);
-  a[5] = -2.0;  // domain for b = 2.7: reports with the element's number
-  for (int lv = 0; lv < 3; ++lv)
-    for (double b : {2.7, 0.5, -3.0}) {
-      std::vector<double> y(n), ys(3 * n, 42.0), as(2 * n, 9.0);
-      kD[lv](n, a.data(), b, y.data());
-      for (int i = 0; i < n; ++i) as[2 * i] = a[i];
-      {
-        ReportLog log;
-        kDI[lv](n, as.data(), 2, b, ys.data(), 3);
-        if (b == 2.7) {
-          ASSERT_EQ(ReportLog::log().size(), 1u);
-          EXPECT_EQ(ReportLog::log()[0].index, 5);
-          EXPECT_EQ(ReportLog::log()[0].code, STATUS_DOMAIN);
-        }
-      }
-      for (int i = 0; i < n; ++i) {
-        EXPECT_EQ(bits(ys[3 * i]), bits(y[i]));
-        EXPECT_EQ(ys[3 * i + 1], 42.0);
-        double one;
-        kD[lv](1, &a[i], b, &one);
-        EXPECT_EQ(bits(one), bits(y[i]));
-      }
-      std::vector<float> af(a.begin(), a.end()), yf(n), yfs(2 * n, 5.0f);
-      kS[lv](n, af.data(), static_cast<float>(b), yf.data());
-      kSI[lv](n, af.data(), 1, static_cast<float>(b), yfs.data(), 2);
-      for (int i = 0; i < n; ++i) {
-        EXPECT_EQ(bits(yfs[2 * i]), bits(yf[i]));
-        EXPECT_EQ(yfs[2 * i + 1], 5.0f);
-      }
-    }
-}
-
-// Random sweeps per level against MPFR; bounds: HA 1 ulp, LA 4 ulp, EP 2^-23 (double) and
-// 2^-11 (single) relative, that is 2^29 and 2^12 ulp.
-TEST(PowxAccuracy, DoubleSweepsAgainstMpfr) {
-  const double bound[3] = {4.0, 1.0, 0x1p29};
-  auto cases = sweep_cases(false, sweep_count());
-  for (int lv = 0; lv < 3; ++lv) {
-    double worst = 0;
-    Case at{};
-    for (const auto &c : cases) {
-      double y;
-      kD[lv](1, &c.x, c.b, &y);
-      double e = ulp_error(y, c.x, c.b, 53, -1022);
-      if (e > worst) worst = e, at = c;
-      ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
-    }
-    std::printf("dPowx %s: worst %.3f ulp over %zu inputs, at %a^%a\n", kLevel[lv], worst, cases.size(), at.x, at.b);
-  }
-}
-
-TEST(PowxAccuracy, SingleSweepsAgainstMpfr) {
-  const double bound[3] = {4.0, 1.0, 0x1p12};
-  auto cases = sweep_cases(true, sweep_count());
-  for (int lv = 0; lv < 3; ++lv) {
-    double worst = 0;
-    std::vector<float> xs, ys(cases.size());
-    for (const auto &c : cases) {
-      float x = static_cast<float>(c.x), y;
-      kS[lv](1, &x, static_cast<float>(c.b), &y);
-      double e = ulp_error(y, c.x, c.b, 24, -126);
-      if (e > worst) worst = e;
-      ASSERT_LE(e, bound[lv]) << kLevel[lv] << " x=" << c.x << " b=" << c.b << " y=" << y;
-    }
-    std::printf("sPowx %s: worst %.3f ulp over %zu inputs\n", kLevel[lv], worst, cases.size());
-  }
-}

@@ -2,10 +2,16 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cfloat>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <random>
+#include <thread>
+
+#include "zyn/vex.h"
 
 namespace zyn::oracle {
 
@@ -18,13 +24,15 @@ std::vector<Function> &registry() {
   return v;
 }
 
-// The exact value of f into r.
-void exact(const Function &f, mpfr_t r, double x, double x2) {
+// The exact value of f (or of its second result) into r.
+void exact(const Function &f, mpfr_t r, double x, double x2, bool second = false) {
   mpfr_t a, b;
   mpfr_inits2(kPrec, a, b, (mpfr_ptr)0);
   mpfr_set_d(a, x, MPFR_RNDN);
   mpfr_set_d(b, x2, MPFR_RNDN);
-  if (f.arity == 1)
+  if (second)
+    f.second(r, a, MPFR_RNDN);
+  else if (f.arity == 1)
     f.f1(r, a, MPFR_RNDN);
   else
     f.f2(r, a, b, MPFR_RNDN);
@@ -33,43 +41,78 @@ void exact(const Function &f, mpfr_t r, double x, double x2) {
 
 // Units in the last place at the value r for precision p and minimum exponent emin (of the
 // smallest normal, as frexp counts).
-double ulp_at(mpfr_t r, int p, int emin) {
+double ulp_at(mpfr_srcptr r, int p, int emin) {
   if (mpfr_zero_p(r)) return std::ldexp(1.0, emin - p);
   long e = mpfr_get_exp(r);  // r in [2^(e-1), 2^e)
   if (e < emin) e = emin;
   return std::ldexp(1.0, static_cast<int>(e) - p);
 }
 
-Error error_generic(const Function &f, double y, double x, double x2, int p, int emin, double maxv) {
+template <class T>
+struct Type {
+  static constexpr int p = std::numeric_limits<T>::digits, emin = std::numeric_limits<T>::min_exponent;
+  static constexpr int emax = std::numeric_limits<T>::max_exponent;
+};
+
+// Whether r rounds to an infinity in T: |r| at or above the midpoint of the largest finite value
+// and 2^emax.
+template <class T>
+bool overflows(mpfr_srcptr r) {
+  using Ty = Type<T>;
+  if (mpfr_inf_p(r)) return true;
+  mpfr_t m;
+  mpfr_init2(m, Ty::p + 2);
+  mpfr_set_ui_2exp(m, 1, Ty::emax, MPFR_RNDN);
+  mpfr_t h;
+  mpfr_init2(h, 2);
+  mpfr_set_ui_2exp(h, 1, Ty::emax - Ty::p - 1, MPFR_RNDN);
+  mpfr_sub(m, m, h, MPFR_RNDN);  // exact
+  const bool over = mpfr_cmpabs(r, m) >= 0;
+  mpfr_clears(m, h, (mpfr_ptr)0);
+  return over;
+}
+
+// Error of y against the exact value r.
+template <class T>
+Error error_of(mpfr_srcptr r, T yt, double zero_scale) {
+  using Ty = Type<T>;
+  const double y = yt;
   Error err;
-  mpfr_t r, d;
-  mpfr_inits2(kPrec, r, d, (mpfr_ptr)0);
-  exact(f, r, x, x2);
   if (mpfr_nan_p(r) || std::isnan(y)) {
     if (!(mpfr_nan_p(r) && std::isnan(y))) err.ulp = err.rel = kInf;
-  } else if (mpfr_inf_p(r) || std::isinf(y) || std::fabs(mpfr_get_d(r, MPFR_RNDN)) > maxv) {
-    // the rounded reference is an infinity: the result must be that infinity (or the largest
-    // finite when rounding could have taken it there)
-    double ref = mpfr_get_d(r, MPFR_RNDN);
-    if (std::fabs(ref) > maxv) ref = std::copysign(kInf, ref);
-    if (!(y == ref)) err.ulp = err.rel = kInf;
+  } else if (std::isinf(y) || overflows<T>(r)) {
+    // the result must be the infinity the reference rounds to
+    const bool over = overflows<T>(r);
+    if (!(over && std::isinf(y) && std::signbit(y) == (mpfr_sgn(r) < 0))) err.ulp = err.rel = kInf;
   } else {
+    // differences taken in MPFR: one near the denormal range would lose its digits in a double
+    mpfr_t d;
+    mpfr_init2(d, kPrec);
     mpfr_sub_d(d, r, y, MPFR_RNDN);
     mpfr_abs(d, d, MPFR_RNDN);
-    // ratios taken in MPFR: a difference near the denormal range would lose its digits in a double
-    mpfr_t q;
-    mpfr_init2(q, kPrec);
-    mpfr_div_d(q, d, ulp_at(r, p, emin), MPFR_RNDN);
-    err.ulp = mpfr_get_d(q, MPFR_RNDN);
     // relative to the result, but not below the type's smallest normal: denormal results
     // carry absolute error
-    double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), f.zero_scale), std::ldexp(1.0, emin - 1));
+    const double scale = std::fmax(std::fmax(std::fabs(mpfr_get_d(r, MPFR_RNDN)), zero_scale), std::ldexp(1.0, Ty::emin - 1));
+    mpfr_t q;
+    mpfr_init2(q, 64);
+    mpfr_div_d(q, d, ulp_at(r, Ty::p, Ty::emin), MPFR_RNDN);
+    err.ulp = mpfr_get_d(q, MPFR_RNDN);
     mpfr_div_d(q, d, scale, MPFR_RNDN);
     err.rel = mpfr_get_d(q, MPFR_RNDN);
     mpfr_clear(q);
+    mpfr_clear(d);
   }
-  mpfr_clears(r, d, (mpfr_ptr)0);
   return err;
+}
+
+template <class T>
+Error error_generic(const Function &f, T y, double x, double x2) {
+  mpfr_t r;
+  mpfr_init2(r, kPrec);
+  exact(f, r, x, x2);
+  Error e = error_of<T>(r, y, f.zero_scale);
+  mpfr_clear(r);
+  return e;
 }
 
 template <class T>
@@ -87,8 +130,11 @@ std::vector<T> inputs(const Domain &d, size_t count, uint64_t seed) {
     double e = l0 + (l1 - l0) * u01(g);
     return std::exp2(e);
   };
-  size_t n_random = count * 6 / 10, n_edges = count - n_random;
-  for (size_t i = 0; i < n_random; ++i) {
+  // uniform: the domain within [-1024, 1024] and the bands, in turn
+  std::vector<std::array<double, 2>> uniform = d.bands;
+  uniform.push_back({std::fmax(d.lo, -1024.0), std::fmin(d.hi, 1024.0)});
+  size_t n_exp = count * 4 / 10, n_uni = count * 2 / 10, n_edges = count - n_exp - n_uni;
+  for (size_t i = 0; i < n_exp; ++i) {
     double v;
     if (d.lo >= 0) {
       v = by_exponent(d.lo, d.hi);
@@ -99,6 +145,10 @@ std::vector<T> inputs(const Domain &d, size_t count, uint64_t seed) {
       v = neg ? -by_exponent(0, -d.lo) : by_exponent(0, d.hi);
     }
     out.push_back(clampT(v));
+  }
+  for (size_t i = 0; i < n_uni; ++i) {
+    const auto &b = uniform[i % uniform.size()];
+    out.push_back(clampT(b[0] + (b[1] - b[0]) * u01(g)));
   }
   std::vector<double> centres = d.edges;
   centres.push_back(1.0);
@@ -119,42 +169,139 @@ std::vector<T> specials() {
           -L::denorm_min(), L::min(), L::min() / 2, L::max(), -L::max(), T(0.5), T(2), T(0.75)};
 }
 
-// x2 empty with arity 2: the kernel takes the scalar `scalar` as its second argument.
-template <class T, class K1, class K2>
-Sweep sweep(const Function &f, void *kernel, const std::vector<T> &x, const std::vector<T> &x2,
-            Error (*err)(const Function &, T, T, T), T scalar = 0) {
+// Worst of a sweep so far; ties keep the earlier input, so threads give the same report.
+struct Worst {
   Sweep s;
-  const size_t chunk = 4096;
-  std::vector<T> y(chunk), z(chunk);
-  const bool by_value = f.arity == 2 && x2.empty();
-  Function g = f;  // the second result's function
-  if (f.second) g.f1 = f.second;
-  auto take = [&](Error e, T a, T b) {
-    if (e.ulp > s.max_ulp || (std::isnan(s.max_ulp))) {
+  size_t at = SIZE_MAX;
+  void take(Error e, size_t i, double a, double b) {
+    if (e.ulp > s.max_ulp || (e.ulp == s.max_ulp && e.ulp > 0 && i < at)) {
       s.max_ulp = e.ulp;
       s.worst_x = a;
       s.worst_x2 = b;
+      at = i;
     }
     s.max_rel = std::fmax(s.max_rel, e.rel);
-  };
-  for (size_t i = 0; i < x.size(); i += chunk) {
-    int m = static_cast<int>(std::min(chunk, x.size() - i));
-    if (f.second)
-      reinterpret_cast<void (*)(int, const T *, T *, T *)>(kernel)(m, x.data() + i, y.data(), z.data());
-    else if (f.arity == 1)
-      reinterpret_cast<K1>(kernel)(m, x.data() + i, y.data());
-    else if (by_value)
-      reinterpret_cast<void (*)(int, const T *, T, T *)>(kernel)(m, x.data() + i, scalar, y.data());
-    else
-      reinterpret_cast<K2>(kernel)(m, x.data() + i, x2.data() + i, y.data());
-    for (int j = 0; j < m; ++j) {
-      T b = f.arity == 1 ? T(0) : by_value ? scalar : x2[i + j];
-      take(err(f, y[j], x[i + j], b), x[i + j], b);
-      if (f.second) take(err(g, z[j], x[i + j], b), x[i + j], b);
-    }
   }
-  s.count = x.size();
-  return s;
+  void merge(const Worst &o) {
+    Error e{o.s.max_ulp, o.s.max_rel};
+    take(e, o.at, o.s.worst_x, o.s.worst_x2);
+  }
+};
+
+// The levels' kernels (null where not built) over inputs x (and x2, or the scalar b when x2 is
+// empty for a two-argument function): each chunk's references once, then every level on it.
+template <class T>
+std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], const std::vector<T> &x,
+                                  const std::vector<T> &x2, T scalar) {
+  constexpr size_t kChunk = 512;
+  const bool by_value = f.arity == 2 && x2.empty();
+  const size_t nchunks = (x.size() + kChunk - 1) / kChunk;
+  std::atomic<size_t> next{0};
+  // MPFR keeps its caches and exponent range per thread only when built thread-safe
+  const unsigned cores = mpfr_buildopt_tls_p() ? std::thread::hardware_concurrency() : 1;
+  const unsigned nthreads = std::max(1u, std::min<unsigned>(cores, nchunks));
+  std::vector<std::array<Worst, 3>> worst(nthreads);
+  auto work = [&](unsigned id) {
+    _vexSetMode(VEX_ERRMODE_IGNORE);  // errors are measured here; statuses are tested elsewhere
+    std::vector<mpfr_t> r(kChunk), r2(f.second ? kChunk : 0);
+    for (auto &v : r) mpfr_init2(v, kPrec);
+    for (auto &v : r2) mpfr_init2(v, kPrec);
+    std::vector<T> y(kChunk), z(kChunk);
+    for (size_t c; (c = next.fetch_add(1)) < nchunks;) {
+      const size_t i0 = c * kChunk, m = std::min(kChunk, x.size() - i0);
+      auto b_at = [&](size_t j) { return f.arity == 1 ? 0.0 : by_value ? double(scalar) : double(x2[i0 + j]); };
+      for (size_t j = 0; j < m; ++j) {
+        exact(f, r[j], x[i0 + j], b_at(j));
+        if (f.second) exact(f, r2[j], x[i0 + j], 0, true);
+      }
+      for (int lv = 0; lv < 3; ++lv) {
+        void *k = kernel[lv];
+        if (k == nullptr) continue;
+        const int n = static_cast<int>(m);
+        const T *a = x.data() + i0;
+        if (f.second)
+          reinterpret_cast<void (*)(int, const T *, T *, T *)>(k)(n, a, y.data(), z.data());
+        else if (f.arity == 1)
+          reinterpret_cast<void (*)(int, const T *, T *)>(k)(n, a, y.data());
+        else if (by_value)
+          reinterpret_cast<void (*)(int, const T *, T, T *)>(k)(n, a, scalar, y.data());
+        else
+          reinterpret_cast<void (*)(int, const T *, const T *, T *)>(k)(n, a, x2.data() + i0, y.data());
+        for (size_t j = 0; j < m; ++j) {
+          worst[id][lv].take(error_of<T>(r[j], y[j], f.zero_scale), i0 + j, a[j], b_at(j));
+          if (f.second) worst[id][lv].take(error_of<T>(r2[j], z[j], f.zero_scale), i0 + j, a[j], 0);
+        }
+      }
+    }
+    for (auto &v : r) mpfr_clear(v);
+    for (auto &v : r2) mpfr_clear(v);
+    mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
+  };
+  std::vector<std::thread> pool;
+  for (unsigned t = 1; t < nthreads; ++t) pool.emplace_back(work, t);
+  const unsigned mode = _vexGetMode();
+  work(0);
+  _vexSetMode(mode);
+  for (auto &t : pool) t.join();
+  std::array<Sweep, 3> out;
+  for (int lv = 0; lv < 3; ++lv) {
+    Worst w;
+    for (auto &ws : worst) w.merge(ws[lv]);
+    out[lv] = w.s;
+    out[lv].count = x.size();
+  }
+  return out;
+}
+
+template <class T>
+Sweep sweep_one(const Function &f, void *kernel, const std::vector<T> &x, const std::vector<T> &x2, T b) {
+  void *const k[3] = {kernel, nullptr, nullptr};
+  return sweep_levels<T>(f, k, x, x2, b)[0];
+}
+
+// The inputs of a row: random, the registered points and the special values.
+template <class T>
+std::vector<T> row_inputs(const Function &f, size_t count, uint64_t seed) {
+  std::vector<T> x = inputs<T>(f.dom[0], count, seed);
+  for (double p : f.points)
+    if (std::fabs(p) <= std::numeric_limits<T>::max() || !std::isfinite(p)) x.push_back(static_cast<T>(p));
+  for (T s : specials<T>()) x.push_back(s);
+  return x;
+}
+
+template <class T>
+std::vector<RowSweep> rows_of(const Function &f, char type, size_t count, uint64_t seed) {
+  void *k[3];
+  RowSweep base{std::string("v") + type + f.stem, std::is_same_v<T, float>, {}, {}};
+  for (int lv = 0; lv < 3; ++lv) {
+    k[lv] = stub(stub_name(type, f.stem, lv));
+    base.built[lv] = k[lv] != nullptr;
+  }
+  std::vector<T> x = row_inputs<T>(f, count, seed);
+  std::vector<RowSweep> out;
+  if (!f.scalar_b.empty()) {  // one row per exponent: "vdPowx(2.7)"
+    for (double b : f.scalar_b) {
+      RowSweep r = base;
+      char name[64];
+      snprintf(name, sizeof name, "%s(%.4g)", base.row.c_str(), b);
+      r.row = name;
+      auto s = sweep_levels<T>(f, k, x, {}, static_cast<T>(b));
+      std::copy(s.begin(), s.end(), r.level);
+      out.push_back(r);
+    }
+    return out;
+  }
+  std::vector<T> x2;
+  if (f.arity == 2) {
+    x2 = inputs<T>(f.dom[1], count, seed + 1);
+    x2.resize(x.size(), T(1.5));
+    // the points and specials pair with a spread of second arguments
+    for (size_t i = count; i < x.size(); ++i) x2[i] = x2[(i * 7919) % count];
+  }
+  auto s = sweep_levels<T>(f, k, x, x2, T(0));
+  std::copy(s.begin(), s.end(), base.level);
+  out.push_back(base);
+  return out;
 }
 }  // namespace
 
@@ -198,12 +345,8 @@ float reference_s(const Function &f, float x, float x2) {
   return v;
 }
 
-Error error_d(const Function &f, double y, double x, double x2) {
-  return error_generic(f, y, x, x2, 53, -1021, DBL_MAX);
-}
-Error error_s(const Function &f, float y, float x, float x2) {
-  return error_generic(f, y, x, x2, 24, -125, FLT_MAX);
-}
+Error error_d(const Function &f, double y, double x, double x2) { return error_generic<double>(f, y, x, x2); }
+Error error_s(const Function &f, float y, float x, float x2) { return error_generic<float>(f, y, x, x2); }
 
 std::vector<double> inputs_d(const Domain &d, size_t count, uint64_t seed) {
   return inputs<double>(d, count, seed);
@@ -221,24 +364,36 @@ std::string stub_name(char type, const std::string &stem, int level) {
   return std::string("_vex") + type + stem + (type == 's' || type == 'c' ? single[level] : dbl[level]);
 }
 
-Sweep sweep_d(const Function &f, void *kernel, const std::vector<double> &x,
-              const std::vector<double> &x2) {
-  return sweep<double, void (*)(int, const double *, double *),
-               void (*)(int, const double *, const double *, double *)>(f, kernel, x, x2, error_d);
+Sweep sweep_d(const Function &f, void *kernel, const std::vector<double> &x, const std::vector<double> &x2) {
+  return sweep_one<double>(f, kernel, x, x2, 0);
 }
-Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x,
-              const std::vector<float> &x2) {
-  return sweep<float, void (*)(int, const float *, float *),
-               void (*)(int, const float *, const float *, float *)>(f, kernel, x, x2, error_s);
+Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x, const std::vector<float> &x2) {
+  return sweep_one<float>(f, kernel, x, x2, 0);
 }
-
 Sweep sweep_scalar_d(const Function &f, void *kernel, const std::vector<double> &x, double b) {
-  return sweep<double, void (*)(int, const double *, double *),
-               void (*)(int, const double *, const double *, double *)>(f, kernel, x, {}, error_d, b);
+  return sweep_one<double>(f, kernel, x, {}, b);
 }
 Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &x, float b) {
-  return sweep<float, void (*)(int, const float *, float *),
-               void (*)(int, const float *, const float *, float *)>(f, kernel, x, {}, error_s, b);
+  return sweep_one<float>(f, kernel, x, {}, b);
+}
+
+std::vector<RowSweep> sweep_rows(const Function &f, char type, size_t count, uint64_t seed) {
+  return type == 'd' ? rows_of<double>(f, type, count, seed) : rows_of<float>(f, type, count, seed);
+}
+
+bool within(const Function &f, bool single, int level, const Sweep &s) {
+  const Limits &l = f.lim;
+  if (level == 2) return !(s.max_rel > std::exp2(-l.ep_bits[single]));
+  return !(s.max_ulp > (level == 0 ? l.la[single] : l.ha[single]));
+}
+
+std::string bound_text(const Function &f, bool single, int level) {
+  char b[32];
+  if (level == 2)
+    snprintf(b, sizeof b, ">= %g bits", f.lim.ep_bits[single]);
+  else
+    snprintf(b, sizeof b, "<= %g ulp", level == 0 ? f.lim.la[single] : f.lim.ha[single]);
+  return b;
 }
 
 }  // namespace zyn::oracle

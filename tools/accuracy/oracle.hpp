@@ -1,10 +1,12 @@
-// The MPFR oracle of the vector functions: reference values, error measures, input sets, and
-// the table of functions the accuracy tool and the accuracy tests know. Kernels are reached by
-// their exported names (looked up at run time), so a row not built yet is simply absent.
+// The MPFR oracle of the vector functions: reference values, error measures, input sets, the
+// accuracy limits of every row, and the table of functions the accuracy tool and the accuracy
+// test know. Kernels are reached by their exported names (looked up at run time), so a row not
+// built yet is simply absent.
 #pragma once
 
 #include <mpfr.h>
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -14,12 +16,26 @@ namespace zyn::oracle {
 using Mpfr1 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 using Mpfr2 = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
 
-// Where random inputs come from, per input: [lo, hi], spread by exponent, and points near
-// which the function is delicate (edges of the domain, zeros of the result).
+// Where random inputs come from, per input: [lo, hi], spread by exponent and uniformly, points
+// near which the function is delicate (edges of the domain, zeros of the result), and bands
+// [a, b] swept uniformly (switch points of the kernels, tails).
 struct Domain {
   double lo, hi;
   std::vector<double> edges;
+  std::vector<std::array<double, 2>> bands = {};
 };
+
+// The bound of each level, [0] double and [1] single: LA and HA in ulp, EP in good bits
+// (-log2 of the relative error, absolute near the zeros).
+struct Limits {
+  double la[2] = {4, 4}, ha[2] = {1, 1}, ep_bits[2] = {26, 11};
+};
+inline constexpr Limits kDefaultLimits{};
+// exp, log, the roots and their kin: HA 0.6 ulp in double
+inline constexpr Limits kExpLogLimits{{4, 4}, {0.6, 1}, {26, 11}};
+// exact results, and correctly rounded ones, at every level
+inline constexpr Limits kExactLimits{{0, 0}, {0, 0}, {53, 24}};
+inline constexpr Limits kRoundedLimits{{0.5, 0.5}, {0.5, 0.5}, {53, 24}};
 
 struct Function {
   std::string stem;  // "Ln"
@@ -31,6 +47,9 @@ struct Function {
   // zero_scale > 0 (the level's error near a zero is meant to be absolute). Denormal results
   // are measured against the type's smallest normal.
   double zero_scale;
+  Limits lim = kDefaultLimits;
+  // Inputs swept in every run besides the random ones (hard arguments, edges of vector paths).
+  std::vector<double> points = {};
   // A second argument that is one scalar per call (Powx: kernel(n, a, b, y)): each value is
   // swept as its own row, with the inputs of dom[0] for a.
   std::vector<double> scalar_b = {};
@@ -64,8 +83,8 @@ struct Error {
 Error error_d(const Function &f, double y, double x, double x2 = 0);
 Error error_s(const Function &f, float y, float x, float x2 = 0);
 
-// Deterministic input sets: (a) random over the domain by exponent, (b) near 1 and near the
-// domain's edges, (c) special values. `count` random inputs in all, for the given precision.
+// Deterministic input sets: random over the domain by exponent and uniformly (the domain cut to
+// [-1024, 1024], and its bands), and near 1 and the domain's edges; `count` in all.
 std::vector<double> inputs_d(const Domain &d, size_t count, uint64_t seed);
 std::vector<float> inputs_s(const Domain &d, size_t count, uint64_t seed);
 std::vector<double> specials_d();
@@ -90,5 +109,20 @@ Sweep sweep_s(const Function &f, void *kernel, const std::vector<float> &x,
 // The same for a kernel whose second argument is the scalar b.
 Sweep sweep_scalar_d(const Function &f, void *kernel, const std::vector<double> &x, double b);
 Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &x, float b);
+
+// One row of a function in one type ("vdPowx(2.7)" for each scalar b) swept at its three levels
+// over `count` random inputs, the registered points and the special values. The reference of
+// each input is computed once for all levels; the work is spread over the machine's cores.
+struct RowSweep {
+  std::string row;  // "vdLn", "vsPowx(2.7)"
+  bool single;
+  bool built[3];
+  Sweep level[3];
+};
+std::vector<RowSweep> sweep_rows(const Function &f, char type, size_t count, uint64_t seed);
+
+// The bound of a row at a level and whether a sweep keeps it; `what` describes the bound.
+bool within(const Function &f, bool single, int level, const Sweep &s);
+std::string bound_text(const Function &f, bool single, int level);
 
 }  // namespace zyn::oracle

@@ -11,7 +11,8 @@
 //     into K through K' = 2 t R - 2 / sqrt(pi).
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
-// Erfc and CdfNorm: HA evaluates this algorithm (below 0.6 ulp); double LA the same tables in
+// Erfc and CdfNorm: HA evaluates this algorithm (0.894 ulp for dErfc, 0.893 for dCdfNorm at worst
+// over 10^6 inputs); double LA the same tables in
 // plain arithmetic except the exact square (below 2 ulp); double EP and every single level
 // lower-degree tables (below 2^-31) in plain arithmetic, single rows in double rounded once. Erf
 // takes a grid of erf values and its Taylor series (ErfGridF, ErfGridS below) and this algorithm

@@ -9,9 +9,9 @@
 // Two sets: accurate (relative error below 2^-57) and EP (below 2^-32).
 //
 // The fast central piece, t = 1 - |u| >= 2^-8: y = u P(v), v = w kErfinvWScale - 1 in [-1, 1],
-// w = -ln(t (2 - t)) <= 4.854 < kErfinvWMax; P within 2^-52 (double, accurate; the rounding of
-// its constant term), 2^-30 (double,
-// EP), 2^-25 (float, LA) and 2^-14 (float, EP) with its coefficients rounded.
+// w = -ln(t (2 - t)) <= 4.854 < kErfinvWMax; P within 2^-54 (double, accurate, its constant term
+// in two parts), 2^-30 (double, EP), 2^-25 (float, LA) and 2^-14 (float, EP) with its
+// coefficients rounded.
 #pragma once
 
 namespace zyn::vk::data {
@@ -38,6 +38,7 @@ inline constexpr int kErfinvWDeg[2] = {21, 11};   // double: accurate, EP
 inline constexpr int kErfinvWDegF[2] = {9, 4};    // float: LA, EP
 struct ErfinvW {
   double c[kErfinvWDeg[0] + 1];  // highest degree first; the EP set uses the first deg + 1
+  double c0_low;                 // the accurate set's constant term is c[deg] + c0_low
 };
 struct ErfinvWF {
   float c[kErfinvWDegF[0] + 1];

@@ -25,9 +25,10 @@ inline __m128 abs_v(__m128 a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a); }
 
 // p(v) = sum c[N - i] v^i (highest first) by Estrin's scheme, depth log2 N instead of N; the
 // constant term is c[N] + c_low with kLow, c_low added first. With |v| <= 1 and decreasing terms its
-// rounding error is that of Horner's scheme within a fraction of an ulp.
+// rounding error is near Horner's, but the last sums add terms of the result's size and can cost
+// an ulp more: where a bound is tight, finish with Horner steps instead.
 template <int N, bool kLow = false, class W, class C>
-inline W estrin(W v, const C *c, C c_low = 0) {
+inline __attribute__((always_inline)) W estrin(W v, const C *c, C c_low = 0) {
   W a[N / 2 + 1];
   for (int i = 0; i <= N; i += 2) {
     const W lo = splat(v, c[N - i]);

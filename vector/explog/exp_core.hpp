@@ -144,6 +144,64 @@ inline __m128d expm1_poly_ep(__m128d r) {
   return _mm_add_pd(r, _mm_mul_pd(_mm_mul_pd(_mm_set1_pd(0.49999908361121337), r), r));
 }
 
+// e^x - 1 = hi + lo for |x| < 1/4: x + x^2/2 + x^3 q(x), x^2/2 exact in two parts (Dekker), q of
+// degree 8 fitted at Chebyshev nodes (relative error below 2^-55), led by a fast two-sum.
+inline void expm1_small_parts(__m128d x, __m128d &hi, __m128d &lo) {
+  using V = __m128d;
+  constexpr double q[9] = {0x1.5555555555555p-3, 0x1.55555555554b4p-5, 0x1.11111111110dfp-7,
+                           0x1.6c16c16d23f39p-10, 0x1.a01a01a0bfa62p-13, 0x1.a019f27bf31e8p-16,
+                           0x1.71de310450957p-19, 0x1.2835b8ece4a58p-22, 0x1.aec7b4155fbf9p-26};
+  V x2 = _mm_mul_pd(x, x);
+  V x4 = _mm_mul_pd(x2, x2);
+  V a = _mm_add_pd(_mm_set1_pd(q[0]), _mm_mul_pd(x, _mm_set1_pd(q[1])));
+  V b = _mm_add_pd(_mm_set1_pd(q[2]), _mm_mul_pd(x, _mm_set1_pd(q[3])));
+  V c = _mm_add_pd(_mm_set1_pd(q[4]), _mm_mul_pd(x, _mm_set1_pd(q[5])));
+  V d = _mm_add_pd(_mm_set1_pd(q[6]), _mm_mul_pd(x, _mm_set1_pd(q[7])));
+  V top = _mm_add_pd(c, _mm_mul_pd(x2, _mm_add_pd(d, _mm_mul_pd(x2, _mm_set1_pd(q[8])))));
+  V poly = _mm_add_pd(_mm_add_pd(a, _mm_mul_pd(x2, b)), _mm_mul_pd(x4, top));
+  // x^2 = sq + sq_lo exactly, from the halves of x
+  V xs = _mm_mul_pd(x, _mm_set1_pd(134217729.0));
+  V xh = _mm_sub_pd(xs, _mm_sub_pd(xs, x));
+  V xl = _mm_sub_pd(x, xh);
+  V sq_lo = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(xh, xh), x2), _mm_mul_pd(_mm_add_pd(xh, xh), xl)),
+                       _mm_mul_pd(xl, xl));
+  V h = _mm_mul_pd(x2, _mm_set1_pd(0.5));
+  V s = _mm_add_pd(x, h);  // |x| > x^2/2: fast two-sum
+  V e = _mm_add_pd(_mm_sub_pd(x, s), h);
+  V rest = _mm_add_pd(_mm_mul_pd(sq_lo, _mm_set1_pd(0.5)), _mm_mul_pd(_mm_mul_pd(x2, x), poly));
+  hi = s;
+  lo = _mm_add_pd(e, rest);
+}
+
+// e^x - 1 = hi + lo for |x| < 708.39 (the HA arithmetic of dExpm1; hi + lo is not normalized:
+// |lo| may reach 1/64 of |hi|): below 1/4 the series above; elsewhere the N = 128 table path
+// with scale - 1 split by a two-sum, where scale tmp is below 1/64 of the result.
+inline void expm1_ha_parts(__m128d x, __m128d &hi, __m128d &lo) {
+  using V = __m128d;
+  V m = _mm_cmplt_pd(abs_pd(x), _mm_set1_pd(0.25));
+  int small = _mm_movemask_pd(m);
+  if (small == 3) {
+    expm1_small_parts(x, hi, lo);
+    return;
+  }
+  __m128i n;
+  V scale, tail;
+  V red = exp_reduce128<ExpBase::E, false>(x, n);
+  exp_lookup128(n, scale, tail);
+  V b = _mm_mul_pd(scale, expm1_poly(red, tail));
+  V a = _mm_sub_pd(scale, _mm_set1_pd(1.0));  // two-sum of scale and -1
+  V bb = _mm_sub_pd(a, scale);
+  V e = _mm_add_pd(_mm_sub_pd(scale, _mm_sub_pd(a, bb)), _mm_sub_pd(_mm_set1_pd(-1.0), bb));
+  hi = a;
+  lo = _mm_add_pd(e, b);
+  if (small != 0) {
+    V sh, sl;
+    expm1_small_parts(x, sh, sl);
+    hi = _mm_blendv_pd(hi, sh, m);
+    lo = _mm_blendv_pd(lo, sl, m);
+  }
+}
+
 // ---- double scalar path, N = 64 --------------------------------------------------------------
 
 inline constexpr double kInvLn2N64 = 0x1.71547652b82fep+6;  // 0x40571547652b82fe
@@ -301,26 +359,36 @@ inline __m128d exp2_wide(__m128d t) {
 // e^x (or e^x - 1) in float for |x| < 87: n = round(x / ln2), r = x - n ln2 in two parts (one at
 // EP), e^r - 1 = r + r^2 g(r) with g fitted at Chebyshev nodes on |r| <= 0.35: degree 4 at LA
 // (below 2^-26.9 relative), degree 2 at EP (below 2^-16.4).
+// g(r) from degree 0 up: LA (degree 4), EP (degree 2).
+inline constexpr float kExpFloatLa[5] = {0.5f, 0x1.5554d8p-3f, 0x1.555516p-5f, 0x1.12106cp-7f, 0x1.6d1606p-10f};
+inline constexpr float kExpFloatEp[3] = {0.5f, 0x1.56e7b6p-3f, 0x1.56617p-5f};
+// n = round(x / ln2) held in the low bits of s (s = n + 1.5 * 2^23), and r = x - n ln2, in two
+// parts at LA and one at EP.
+template <bool kLa>
+inline __m128 exp_float_reduce(__m128 x, __m128 &s) {
+  using V = __m128;
+  s = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(0x1.715476p+0f)), _mm_set1_ps(kShift23));
+  V kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
+  if constexpr (kLa) {
+    V r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e4p-1f)));  // exact
+    return _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
+  }
+  return _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e43p-1f)));
+}
 template <bool kLa, bool kMinus1>
 inline __m128 exp_float(__m128 x) {
   using V = __m128;
-  V s = _mm_add_ps(_mm_mul_ps(x, _mm_set1_ps(0x1.715476p+0f)), _mm_set1_ps(kShift23));
-  V kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
-  V r;
-  if constexpr (kLa) {
-    r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e4p-1f)));  // exact
-    r = _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
-  } else {
-    r = _mm_sub_ps(x, _mm_mul_ps(kd, _mm_set1_ps(0x1.62e43p-1f)));
-  }
+  V s, r = exp_float_reduce<kLa>(x, s);
   V r2 = _mm_mul_ps(r, r);
   V g;
   if constexpr (kLa) {
-    V a = _mm_add_ps(_mm_set1_ps(0.5f), _mm_mul_ps(r, _mm_set1_ps(0x1.5554d8p-3f)));
-    V b = _mm_add_ps(_mm_set1_ps(0x1.555516p-5f), _mm_mul_ps(r, _mm_set1_ps(0x1.12106cp-7f)));
-    g = _mm_add_ps(a, _mm_mul_ps(r2, _mm_add_ps(b, _mm_mul_ps(r2, _mm_set1_ps(0x1.6d1606p-10f)))));
+    const float *c = kExpFloatLa;
+    V a = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_set1_ps(c[1])));
+    V b = _mm_add_ps(_mm_set1_ps(c[2]), _mm_mul_ps(r, _mm_set1_ps(c[3])));
+    g = _mm_add_ps(a, _mm_mul_ps(r2, _mm_add_ps(b, _mm_mul_ps(r2, _mm_set1_ps(c[4])))));
   } else {
-    g = _mm_add_ps(_mm_set1_ps(0.5f), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(0x1.56e7b6p-3f), _mm_mul_ps(r, _mm_set1_ps(0x1.56617p-5f)))));
+    const float *c = kExpFloatEp;
+    g = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(c[1]), _mm_mul_ps(r, _mm_set1_ps(c[2])))));
   }
   V p = _mm_add_ps(r, _mm_mul_ps(r2, g));
   // 2^n: (2^22 + n + 127) << 23 keeps n + 127 in the exponent field

@@ -21,33 +21,6 @@ namespace {
 
 constexpr double kExpLimit = 0x1.6232ap+9;
 
-// x + x^2/2 + x^3 q(x) for |x| < 1/4.
-inline __m128d expm1_small(__m128d x) {
-  using V = __m128d;
-  constexpr double q[9] = {0x1.5555555555555p-3, 0x1.55555555554b4p-5, 0x1.11111111110dfp-7,
-                           0x1.6c16c16d23f39p-10, 0x1.a01a01a0bfa62p-13, 0x1.a019f27bf31e8p-16,
-                           0x1.71de310450957p-19, 0x1.2835b8ece4a58p-22, 0x1.aec7b4155fbf9p-26};
-  V x2 = _mm_mul_pd(x, x);
-  V x4 = _mm_mul_pd(x2, x2);
-  V a = _mm_add_pd(_mm_set1_pd(q[0]), _mm_mul_pd(x, _mm_set1_pd(q[1])));
-  V b = _mm_add_pd(_mm_set1_pd(q[2]), _mm_mul_pd(x, _mm_set1_pd(q[3])));
-  V c = _mm_add_pd(_mm_set1_pd(q[4]), _mm_mul_pd(x, _mm_set1_pd(q[5])));
-  V d = _mm_add_pd(_mm_set1_pd(q[6]), _mm_mul_pd(x, _mm_set1_pd(q[7])));
-  V hi = _mm_add_pd(c, _mm_mul_pd(x2, _mm_add_pd(d, _mm_mul_pd(x2, _mm_set1_pd(q[8])))));
-  V poly = _mm_add_pd(_mm_add_pd(a, _mm_mul_pd(x2, b)), _mm_mul_pd(x4, hi));
-  // x^2 = sq + sq_lo exactly, from the halves of x
-  V xs = _mm_mul_pd(x, _mm_set1_pd(134217729.0));
-  V xh = _mm_sub_pd(xs, _mm_sub_pd(xs, x));
-  V xl = _mm_sub_pd(x, xh);
-  V sq_lo = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(xh, xh), x2), _mm_mul_pd(_mm_add_pd(xh, xh), xl)),
-                       _mm_mul_pd(xl, xl));
-  V h = _mm_mul_pd(x2, _mm_set1_pd(0.5));
-  V s = _mm_add_pd(x, h);  // |x| > x^2/2: fast two-sum
-  V e = _mm_add_pd(_mm_sub_pd(x, s), h);
-  V rest = _mm_add_pd(_mm_mul_pd(sq_lo, _mm_set1_pd(0.5)), _mm_mul_pd(_mm_mul_pd(x2, x), poly));
-  return _mm_add_pd(s, _mm_add_pd(e, rest));
-}
-
 int expm1_scalar_d(double x, double *y);
 
 template <int kLevel>  // 0 LA, 1 HA, 2 EP
@@ -65,28 +38,16 @@ struct Expm1Double : ExplogPolicy<double, 8> {
                                        _mm_add_pd(_mm_set1_pd(0x1.0000053a53d93p-1), _mm_mul_pd(red, _mm_set1_pd(0x1.55555983fecd6p-3)))));
       return _mm_add_pd(_mm_sub_pd(scale, _mm_set1_pd(1.0)), _mm_mul_pd(scale, p));
     } else {
-      V red = exp_reduce128<ExpBase::E, kLevel == 0>(x, n);
+      V red = exp_reduce128<ExpBase::E, true>(x, n);
       exp_lookup128(n, scale, tail);
-      if constexpr (kLevel == 0)
-        return _mm_add_pd(_mm_sub_pd(scale, _mm_set1_pd(1.0)), _mm_mul_pd(scale, expm1_poly(red, tail)));
-      V b = _mm_mul_pd(scale, expm1_poly(red, tail));
-      V a = _mm_sub_pd(scale, _mm_set1_pd(1.0));  // two-sum of scale and -1
-      V bb = _mm_sub_pd(a, scale);
-      V e = _mm_add_pd(_mm_sub_pd(scale, _mm_sub_pd(a, bb)), _mm_sub_pd(_mm_set1_pd(-1.0), bb));
-      return _mm_add_pd(a, _mm_add_pd(e, b));
+      return _mm_add_pd(_mm_sub_pd(scale, _mm_set1_pd(1.0)), _mm_mul_pd(scale, expm1_poly(red, tail)));
     }
   }
   static void eval(const V *x, V *r) {
     if constexpr (kLevel == 1) {
-      int small = _mm_movemask_pd(_mm_cmplt_pd(abs_pd(x[0]), _mm_set1_pd(0.25)));
-      if (small == 3) {
-        r[0] = expm1_small(x[0]);
-      } else if (small == 0) {
-        r[0] = table_path(x[0]);
-      } else {
-        V m = _mm_cmplt_pd(abs_pd(x[0]), _mm_set1_pd(0.25));
-        r[0] = _mm_blendv_pd(table_path(x[0]), expm1_small(x[0]), m);
-      }
+      V hi, lo;
+      expm1_ha_parts(x[0], hi, lo);
+      r[0] = _mm_add_pd(hi, lo);
     } else {
       r[0] = table_path(x[0]);
     }

@@ -192,6 +192,47 @@ inline void ln_parts_ep(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
   lo = _mm_add_pd(u, p);
 }
 
+// ln x = hi + lo at level L (0 LA, 1 HA, 2 EP) for x positive normal with biased exponent k;
+// at EP with a polynomial of degree kEpDegree.
+template <int L, int kEpDegree = 2>
+inline void log_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
+  if constexpr (L == 1)
+    ln_parts<true, true>(x, k, hi, lo);
+  else if constexpr (L == 0)
+    ln_parts<false>(x, k, hi, lo);
+  else
+    ln_parts_ep<kEpDegree>(x, k, hi, lo);
+}
+
+// ln(1 + x + xl) for finite x > -1 and a low part xl below an ulp of x (0 for a plain x).
+template <int L>
+inline __attribute__((always_inline)) __m128d log1p_d(__m128d x, __m128d xl = _mm_setzero_pd()) {
+  using V = __m128d;
+  V one = _mm_set1_pd(1.0);
+  V mx = _mm_max_pd(x, one), mn = _mm_min_pd(x, one);
+  V u = _mm_add_pd(mx, mn);
+  V c = _mm_add_pd(_mm_add_pd(_mm_sub_pd(mx, u), mn), xl);
+  V hi, lo;
+  log_parts<L, 3>(u, ln_biased_exponent(u), hi, lo);
+  if constexpr (L == 1) {
+    V corr = _mm_div_pd(c, u);
+    // near 0 ln u and the correction may cancel: join them with the rounding error kept
+    V s, e;
+    two_sum(hi, corr, s, e);
+    V y = _mm_add_pd(s, _mm_add_pd(lo, e));
+    // below 2^-40 the quotient's rounding would show: x - x^2/2 is exact to 2^-80 there
+    V tiny = _mm_cmplt_pd(_mm_andnot_pd(_mm_set1_pd(-0.0), x), _mm_set1_pd(0x1p-40));
+    if (__builtin_expect(_mm_movemask_pd(tiny) != 0, 0))
+      y = _mm_blendv_pd(y, _mm_sub_pd(x, _mm_sub_pd(_mm_mul_pd(_mm_mul_pd(x, x), _mm_set1_pd(0.5)), xl)), tiny);
+    return y;
+  }
+  // c/u as c (2 - u): c is 0 below u = 1/2 (1 + x is exact there), and above 2 the correction
+  // is below 2^-53 of the result and is dropped; between, the error c (u - 1)^2 / u is below
+  // 2^-53 of the result.
+  V corr = _mm_mul_pd(c, _mm_sub_pd(_mm_set1_pd(2.0), _mm_min_pd(u, _mm_set1_pd(2.0))));
+  return _mm_add_pd(hi, _mm_add_pd(lo, corr));
+}
+
 // ---- single: no table ------------------------------------------------------------------------
 
 // Single logarithm coefficients per level: ln 2 (split when ln2_low is not 0) and the
@@ -231,6 +272,18 @@ inline __m128 ln_single(__m128 x) {
   } else {
     return _mm_add_ps(_mm_add_ps(_mm_mul_ps(k, _mm_set1_ps(C.ln2_high)), u), q);
   }
+}
+
+// ln(1 + x) for float lanes above -1 and finite: 1 + x = u + c exactly (terms ordered by max and
+// min), then ln u + c/u.
+template <const SLnCoeffs &C>
+inline __m128 log1p_single(__m128 x) {
+  using V = __m128;
+  V one = _mm_set1_ps(1.0f);
+  V mx = _mm_max_ps(x, one), mn = _mm_min_ps(x, one);
+  V u = _mm_add_ps(mx, mn);
+  V c = _mm_add_ps(_mm_sub_ps(mx, u), mn);
+  return _mm_add_ps(ln_single<C>(u), _mm_div_ps(c, u));
 }
 
 }  // namespace zyn::vk

@@ -42,18 +42,6 @@ struct LogConst<LogBase::Ten> {
   static constexpr const char *d_name = "vdLog10", *s_name = "vsLog10";
 };
 
-// ln x = hi + lo at level L (0 LA, 1 HA, 2 EP) for x positive normal with biased exponent k;
-// at EP with a polynomial of degree kEpDegree.
-template <int L, int kEpDegree = 2>
-inline void log_parts(__m128d x, __m128d k, __m128d &hi, __m128d &lo) {
-  if constexpr (L == 1)
-    ln_parts<true, true>(x, k, hi, lo);
-  else if constexpr (L == 0)
-    ln_parts<false>(x, k, hi, lo);
-  else
-    ln_parts_ep<kEpDegree>(x, k, hi, lo);
-}
-
 template <int L, LogBase B>
 inline __m128d log_base(__m128d x, __m128d k) {
   using V = __m128d;
@@ -68,35 +56,6 @@ inline __m128d log_base(__m128d x, __m128d k) {
   } else {
     return _mm_add_pd(_mm_mul_pd(hi, _mm_set1_pd(C::c)), _mm_mul_pd(lo, _mm_set1_pd(C::c)));
   }
-}
-
-// ln(1 + x) for finite x > -1.
-template <int L>
-inline __m128d log1p_d(__m128d x) {
-  using V = __m128d;
-  V one = _mm_set1_pd(1.0);
-  V mx = _mm_max_pd(x, one), mn = _mm_min_pd(x, one);
-  V u = _mm_add_pd(mx, mn);
-  V c = _mm_add_pd(_mm_sub_pd(mx, u), mn);
-  V hi, lo;
-  log_parts<L, 3>(u, ln_biased_exponent(u), hi, lo);
-  if constexpr (L == 1) {
-    V corr = _mm_div_pd(c, u);
-    // near 0 ln u and the correction may cancel: join them with the rounding error kept
-    V s, e;
-    two_sum(hi, corr, s, e);
-    V y = _mm_add_pd(s, _mm_add_pd(lo, e));
-    // below 2^-40 the quotient's rounding would show: x - x^2/2 is exact to 2^-80 there
-    V tiny = _mm_cmplt_pd(_mm_andnot_pd(_mm_set1_pd(-0.0), x), _mm_set1_pd(0x1p-40));
-    if (__builtin_expect(_mm_movemask_pd(tiny) != 0, 0))
-      y = _mm_blendv_pd(y, _mm_sub_pd(x, _mm_mul_pd(_mm_mul_pd(x, x), _mm_set1_pd(0.5))), tiny);
-    return y;
-  }
-  // c/u as c (2 - u): c is 0 below u = 1/2 (1 + x is exact there), and above 2 the correction
-  // is below 2^-53 of the result and is dropped; between, the error c (u - 1)^2 / u is below
-  // 2^-53 of the result.
-  V corr = _mm_mul_pd(c, _mm_sub_pd(_mm_set1_pd(2.0), _mm_min_pd(u, _mm_set1_pd(2.0))));
-  return _mm_add_pd(hi, _mm_add_pd(lo, corr));
 }
 
 inline double lane0(__m128d v) { return _mm_cvtsd_f64(v); }
@@ -197,11 +156,7 @@ struct Log1pSingle : ExplogPolicy<float, L == 0 ? 32 : 16> {
     if constexpr (L == 1) {
       r[0] = via_double(x[0], [](__m128d d) { return log1p_d<0>(d); });
     } else {
-      V one = _mm_set1_ps(1.0f);
-      V mx = _mm_max_ps(x[0], one), mn = _mm_min_ps(x[0], one);
-      V u = _mm_add_ps(mx, mn);
-      V c = _mm_add_ps(_mm_sub_ps(mx, u), mn);
-      r[0] = _mm_add_ps(ln_single<L == 0 ? kSLnHa : kSLnEp>(u), _mm_div_ps(c, u));
+      r[0] = log1p_single<L == 0 ? kSLnHa : kSLnEp>(x[0]);
     }
   }
   static int scalar(const T *x, T *r) {

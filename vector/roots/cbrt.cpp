@@ -3,13 +3,12 @@
 // t0 from the bits: the high word of |x| divided by 3 plus a bias (5 good bits); one rational
 // step in r = t0^3/x brings t to 23 bits; then a Halley step cbrt x = t (1 + c),
 // c = (x/t^2 - t) / (2t + x/t^2).
-//   Cbrt double HA  t rounded to 22 bits first, so t^2 is exact: below 0.67 ulp.
+//   Cbrt and InvCbrt double HA  no division: a 17-bit start and its exact residual
+//                   (cbrt_exact), below 0.51 ulp.
 //   Cbrt double LA = EP  the Halley step on the unrounded t: below 1 ulp.
-//   InvCbrt double HA  no division: a 17-bit start and its exact residual (invcbrt_exact),
-//                   below 0.51 ulp.
 //   InvCbrt double LA = EP  1/cbrt at LA: below 2.5 ulp.
 // Zeros, denormals, infinities and NaN take the scalar path (denormals scaled by 2^54; at
-// InvCbrt HA every |x| outside [2^-960, 2^960) by 2^(3k)); InvCbrt(+-0) is +-inf with
+// HA every |x| outside [2^-960, 2^960) by 2^(3k)); InvCbrt(+-0) is +-inf with
 // STATUS_SINGULARITY.
 //
 // Single, without division, on a = |x| (the sign is put back at the end):
@@ -62,33 +61,26 @@ inline V cbrt_start(V x) {
   return _mm_mul_pd(t, p);
 }
 
-// The Halley step: c with cbrt x = t (1 + c); t rounded to 22 bits (away from zero) when kRound.
-template <bool kRound>
-inline V halley(V x, V &t) {
-  if constexpr (kRound) {
-    __m128i b = _mm_add_epi64(_mm_castpd_si128(t), _mm_set1_epi64x(0x80000000LL));
-    t = _mm_castsi128_pd(_mm_and_si128(b, _mm_set1_epi64x(static_cast<long long>(0xffffffffc0000000ULL))));
-  }
-  V r = _mm_div_pd(x, _mm_mul_pd(t, t));
-  return _mm_div_pd(_mm_sub_pd(r, t), _mm_add_pd(_mm_add_pd(t, t), r));
-}
-
-// kind: 1 Halley on the unrounded start, 2 Halley on the 22-bit start.
-template <int kKind>
+// The Halley step on the start t: cbrt x = t (1 + c).
 inline V cbrt_d(V x) {
   V t = cbrt_start(x);
-  V c = halley<kKind == 2>(x, t);
+  V r = _mm_div_pd(x, _mm_mul_pd(t, t));
+  V c = _mm_div_pd(_mm_sub_pd(r, t), _mm_add_pd(_mm_add_pd(t, t), r));
   return _mm_add_pd(t, _mm_mul_pd(t, c));
 }
 
 inline int bad_not_normal(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0x00100000u, 0x7fefffffu); }
 
-// Double 1/cbrt at HA without division, for a = |x| in [2^-960, 2^960): y from the high word and
-// Q, cut to 17 bits so that y^3 is exact (51 bits); a and y^3 split into 26-bit heads whose four
-// cross products are exact, so e = 1 - a y^3 (|e| < 2^-12.2) is exact but for 2^-64; then
-// a^(-1/3) = y (1 + e/3 + 2/9 e^2 + 14/81 e^3 + 35/243 e^4), truncated below 2^-64: 0.51 ulp.
-// The range keeps y^3, its tail and the tail of a normal.
-inline V invcbrt_exact(V x) {
+// Double cbrt and 1/cbrt at HA without division, for a = |x| in [2^-960, 2^960): y from the high
+// word and Q, cut to 17 bits so that y^3 is exact (51 bits); a and y^3 split into 26-bit heads
+// whose four cross products are exact, so e = 1 - a y^3 (|e| < 2^-12.2) is exact but for 2^-64;
+// then, with truncation below 2^-60,
+//   a^(-1/3) = y (1 + e/3 + 2/9 e^2 + 14/81 e^3 + 35/243 e^4),
+//   a^(1/3) = b (1 + 2/3 e + 5/9 e^2 + 40/81 e^3 + 110/243 e^4), b = a y^2 = bh + bl exactly (y^2
+//   has 34 bits: heads of 26 bits again);
+// each rounded once: 0.51 ulp. The range keeps y^3, its tail and the tail of a normal.
+template <bool kInverse>
+inline V cbrt_exact(V x) {
   const V sign = set(-0.0), head = mask_d(0xfffffffff8000000ULL);
   V a = _mm_andnot_pd(sign, x);
   __m128i q = _mm_sub_epi32(_mm_set1_epi64x(static_cast<long long>(kKd) << 32), high_third(a));
@@ -96,38 +88,53 @@ inline V invcbrt_exact(V x) {
   V r = _mm_mul_pd(_mm_mul_pd(_mm_mul_pd(a, y), y), y);
   y = _mm_mul_pd(y, _mm_add_pd(set(kQ0), _mm_mul_pd(r, _mm_add_pd(set(kQ1), _mm_mul_pd(r, set(kQ2))))));
   y = _mm_and_pd(y, mask_d(0xfffffff000000000ULL));
-  V c = _mm_mul_pd(_mm_mul_pd(y, y), y);
+  const V y2 = _mm_mul_pd(y, y), c = _mm_mul_pd(y2, y);
   V ah = _mm_and_pd(a, head), al = _mm_sub_pd(a, ah);
   V ch = _mm_and_pd(c, head), cl = _mm_sub_pd(c, ch);
   V mid = _mm_add_pd(_mm_mul_pd(ah, cl), _mm_mul_pd(al, ch));
   V e = _mm_sub_pd(_mm_sub_pd(_mm_sub_pd(set(1.0), _mm_mul_pd(ah, ch)), mid), _mm_mul_pd(al, cl));
-  V p = _mm_add_pd(set(14.0 / 81), _mm_mul_pd(e, set(35.0 / 243)));
-  p = _mm_add_pd(set(1.0 / 3), _mm_mul_pd(e, _mm_add_pd(set(2.0 / 9), _mm_mul_pd(e, p))));
-  return _mm_or_pd(_mm_add_pd(y, _mm_mul_pd(y, _mm_mul_pd(e, p))), _mm_and_pd(sign, x));
+  V p;
+  if constexpr (kInverse) {
+    p = _mm_add_pd(set(14.0 / 81), _mm_mul_pd(e, set(35.0 / 243)));
+    p = _mm_add_pd(set(1.0 / 3), _mm_mul_pd(e, _mm_add_pd(set(2.0 / 9), _mm_mul_pd(e, p))));
+    return _mm_or_pd(_mm_add_pd(y, _mm_mul_pd(y, _mm_mul_pd(e, p))), _mm_and_pd(sign, x));
+  }
+  p = _mm_add_pd(set(40.0 / 81), _mm_mul_pd(e, set(110.0 / 243)));
+  p = _mm_add_pd(set(2.0 / 3), _mm_mul_pd(e, _mm_add_pd(set(5.0 / 9), _mm_mul_pd(e, p))));
+  V sh = _mm_and_pd(y2, head), sl = _mm_sub_pd(y2, sh);
+  V bh = _mm_mul_pd(ah, sh);
+  V bl = _mm_add_pd(_mm_add_pd(_mm_mul_pd(ah, sl), _mm_mul_pd(al, sh)), _mm_mul_pd(al, sl));
+  const V t = _mm_mul_pd(_mm_add_pd(bh, bl), _mm_mul_pd(e, p));  // bl e is 2^-39 of b: kept
+  return _mm_or_pd(_mm_add_pd(bh, _mm_add_pd(bl, t)), _mm_and_pd(sign, x));
 }
 
-struct InvCbrtDHa {
-  static constexpr const char *kName = "vdInvCbrt";
-  static V eval_d(V x) { return invcbrt_exact(x); }
+template <bool kInverse>
+struct CbrtDHa {
+  static constexpr const char *kName = kInverse ? "vdInvCbrt" : "vdCbrt";
+  static V eval_d(V x) { return cbrt_exact<kInverse>(x); }
   static int bad_d(V x) { return outside_d(_mm_andnot_pd(set(-0.0), x), 0x03f00000u, 0x7befffffu); }
   static int scalar(double x, double *r) {
     if (x == 0 || !std::isfinite(x)) {
+      if (!kInverse) {
+        *r = x + x;  // +-0, +-inf, a quiet NaN
+        return 0;
+      }
       *r = std::isnan(x) ? x + x : runtime_div(1.0, x);
       return x == 0 ? STATUS_SINGULARITY : 0;
     }
     int k = std::ilogb(x) / 3;  // x 2^(-3k) within 2^+-2 of 1
-    *r = std::ldexp(eval_one<InvCbrtDHa>(std::ldexp(x, -3 * k)), -k);
+    *r = std::ldexp(eval_one<CbrtDHa>(std::ldexp(x, -3 * k)), kInverse ? -k : k);
     return 0;
   }
 };
 
-// Double; kind as cbrt_d; kInverse: 1/cbrt.
-template <bool kInverse, int kKind>
+// Double LA and EP; kInverse: 1/cbrt.
+template <bool kInverse>
 struct CbrtD {
   static constexpr const char *kName = kInverse ? "vdInvCbrt" : "vdCbrt";
   static V eval_d(V x) {
-    if constexpr (!kInverse) return cbrt_d<kKind>(x);
-    return _mm_div_pd(set(1.0), cbrt_d<kKind>(x));
+    if constexpr (!kInverse) return cbrt_d(x);
+    return _mm_div_pd(set(1.0), cbrt_d(x));
   }
   static int bad_d(V x) { return bad_not_normal(x); }
   static int scalar(double x, double *r) {
@@ -225,13 +232,13 @@ struct CbrtS {
   }
 };
 
-using DCbrtHa = UnaryK<double, CbrtD<false, 2>>;
-using DCbrtEp = UnaryK<double, CbrtD<false, 1>>;
+using DCbrtHa = UnaryK<double, CbrtDHa<false>>;
+using DCbrtEp = UnaryK<double, CbrtD<false>>;
 using SCbrtHa = UnaryK<float, CbrtS<false, 2>>;
 using SCbrtLa = UnaryK<float, CbrtS<false, 1>>;
 using SCbrtEp = UnaryK<float, CbrtS<false, 0>>;
-using DInvCbrtHa = UnaryK<double, InvCbrtDHa>;
-using DInvCbrtEp = UnaryK<double, CbrtD<true, 1>>;
+using DInvCbrtHa = UnaryK<double, CbrtDHa<true>>;
+using DInvCbrtEp = UnaryK<double, CbrtD<true>>;
 using SInvCbrtHa = UnaryK<float, CbrtS<true, 2>>;
 using SInvCbrtLa = UnaryK<float, CbrtS<true, 1>>;
 using SInvCbrtEp = UnaryK<float, CbrtS<true, 0>>;

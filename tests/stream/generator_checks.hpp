@@ -1,0 +1,154 @@
+// The properties every basic generator must have, checked against its reference model: a row of
+// the generator table (generator_models.hpp) gets all of them. A model gives the words of `count`
+// outputs after `skip` steps, written directly from the recurrence with 128-bit arithmetic.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "zyn/rng.h"
+
+namespace zyn::test {
+
+// The module finds the core library among the loaded objects: a reference keeps the test linked
+// to it (the linker drops unreferenced libraries).
+[[gnu::used]] static void *(*const kCoreAllocate)(size_t, int) = &zyn_serv_allocate;
+
+using u128 = unsigned __int128;
+using Count = std::vector<uint64_t>;  // a step count in 64-bit words, least significant first
+
+inline uint64_t pow_mod(uint64_t b, const Count &e, u128 m) {  // any modulus up to 2^64
+  u128 r = 1 % m, x = b % m;
+  for (uint64_t w : e)
+    for (int i = 0; i < 64; ++i, w >>= 1, x = x * x % m)
+      if (w & 1) r = r * x % m;
+  return static_cast<uint64_t>(r);
+}
+
+struct Gen {
+  std::string name;
+  int id;
+  std::vector<uint32_t> seed;
+  int words;                   // 32-bit words per output
+  int empty = 0;               // outputs an empty call writes and moves on by
+  bool leapfrog = true, skip = true, skip_ex = false;
+  int count = INT_MIN;         // seed count passed, if not the seed's length
+  std::function<std::vector<uint32_t>(int count, const Count &skip)> raw{};
+  std::function<double(const uint32_t *, double, double)> d{};
+  std::function<float(const uint32_t *, float, float)> s{};
+};
+
+// A stream that deletes itself; copies are deep.
+struct Stream {
+  StreamState *s = nullptr;
+  explicit Stream(int id = RNX_BRNG_MCG31, const std::vector<uint32_t> &seed = {1}, int count = INT_MIN) {
+    EXPECT_EQ(__rnxNewStreamEx(&s, id, count == INT_MIN ? int(seed.size()) : count, seed.data()), 0);
+  }
+  explicit Stream(const Gen &g) : Stream(g.id, g.seed, g.count) {}
+  Stream(const Stream &o) { EXPECT_EQ(__rnxCopyStream(&s, o.s), 0); }
+  Stream &operator=(const Stream &) = delete;
+  ~Stream() {
+    if (s != nullptr) __rnxDeleteStream(&s);
+  }
+  operator StreamState *() const { return s; }
+  const BrngEntry &row() const {
+    int row, sub;
+    return __rnxGetBrngBaseOffset(s->brngId, &row, &sub)[row];
+  }
+  std::vector<uint32_t> ints(int n, int words = 1) {  // n outputs of `words` words
+    std::vector<uint32_t> r(size_t(n) * words);
+    EXPECT_EQ(row().iGen(s, n, r.data()), 0);
+    return r;
+  }
+  template <class T>
+  T &state(int word) {
+    return static_cast<T *>(RNX_STREAM_STATE(s))[word];
+  }
+};
+
+enum Kind { kInt, kDouble, kFloat };
+
+// Draws n outputs of a kind (an empty call draws g.empty) and checks them against the model words
+// from output `at`, and that nothing is written past them. Returns the outputs drawn.
+inline int ExpectOutputs(Stream &st, const Gen &g, Kind kind, int at, int n, const std::vector<uint32_t> &ref) {
+  const int drawn = n > 0 ? n : g.empty, w = g.words;
+  std::vector<uint32_t> ri(size_t(drawn + 1) * w, 0xDEADBEEF);
+  std::vector<double> rd(drawn + 1, 7.0);
+  std::vector<float> rf(drawn + 1, 7.0f);
+  EXPECT_EQ(kind == kInt ? st.row().iGen(st, n, ri.data()) : kind == kDouble ? st.row().dGen(st, n, rd.data(), -1.5, 2.5)
+                                                                             : st.row().sGen(st, n, rf.data(), -1.5f, 2.5f), 0);
+  for (int i = 0; i < drawn; ++i) {
+    const uint32_t *m = ref.data() + size_t(at + i) * w;
+    if (kind == kInt ? !std::equal(m, m + w, ri.data() + size_t(i) * w)
+                     : kind == kDouble ? rd[i] != g.d(m, -1.5, 2.5) : rf[i] != g.s(m, -1.5f, 2.5f)) {
+      ADD_FAILURE() << g.name << " kind " << kind << " output " << at + i;
+      break;
+    }
+  }
+  EXPECT_TRUE(ri[size_t(drawn) * w] == 0xDEADBEEF && rd[drawn] == 7.0 && rf[drawn] == 7.0f) << g.name;
+  return drawn;
+}
+
+// Calls of n then the rest give the numbers of one call, for every n around the block sizes, with
+// the kinds of output mixed, then one long call across several buffers; the registry's word size
+// and bit count are the outputs'.
+inline void CheckSplit(const Gen &g) {
+  const auto ref = g.raw(3401, {});
+  BrngEntry e;
+  ASSERT_EQ(__rnxGetBrngProperties(g.id, &e), 0);
+  EXPECT_EQ(e.wordSize, 4 * g.words) << g.name;
+  for (size_t i = 0; i < ref.size(); i += g.words == 2 ? 2 : 1)
+    ASSERT_EQ((g.words == 2 ? ref[i] | uint64_t{ref[i + 1]} << 32 : ref[i]) >> e.bitCount, 0u) << g.name;
+  for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 1000})
+    for (Kind first : {kInt, kDouble, kFloat}) {
+      Stream st(g);
+      int at = ExpectOutputs(st, g, first, 0, n, ref);
+      at += ExpectOutputs(st, g, Kind((first + 1) % 3), at, 1300 - n, ref);
+      ExpectOutputs(st, g, first, at, 2100, ref);
+      if (testing::Test::HasFailure()) return;
+    }
+}
+
+// Skip-ahead by k gives the numbers after drawing k, for one-word and multi-word counts; a
+// generator without it says so. Methods outside 0 to 3 are refused.
+inline void CheckSkip(const Gen &g) {
+  Stream st(g);
+  const uint64_t one = 1;
+  EXPECT_TRUE(st.row().init(4, st, 0, nullptr) == RNX_STATUS_BAD_METHOD && st.row().init(-1, st, 0, nullptr) == RNX_STATUS_BAD_METHOD);
+  EXPECT_TRUE(g.skip || __rnxSkipAheadStream(st, 1) == RNX_STATUS_NO_SKIP) << g.name;
+  EXPECT_TRUE(g.skip_ex || __rnxSkipAheadStreamEx(st, 1, &one) == RNX_STATUS_NO_SKIP_EX) << g.name;
+  for (const Count &k : std::vector<Count>{{0}, {1}, {2}, {7}, {16}, {17}, {250}, {1000}, {99999}, {0xFEDCBA9876543210},
+                                           {1, 2, 3, 1}, {5, 0, 0, 2}, {0, 0, 0, 0, 1}, {7, 0, 0, 0, 0, 0},
+                                           {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, Count(12, 0)})
+    for (bool ex : {false, true}) {
+      if (ex ? !g.skip_ex : !g.skip || k.size() > 1) continue;
+      Stream sk(g);
+      ASSERT_EQ(ex ? __rnxSkipAheadStreamEx(sk, int(k.size()), k.data()) : __rnxSkipAheadStream(sk, k[0]), 0);
+      ASSERT_EQ(sk.ints(40, g.words), g.raw(40, k)) << g.name << " skip " << k[0] << " words " << k.size();
+    }
+}
+
+// Stream k of n gives every n-th number of the sequence from the k-th; a skip afterwards counts
+// the stream's own numbers. A generator without leapfrog says so.
+inline void CheckLeapfrog(const Gen &g) {
+  Stream st(g);
+  EXPECT_TRUE(g.leapfrog || __rnxLeapfrogStream(st, 0, 1) == RNX_STATUS_NO_LEAPFROG) << g.name;
+  const auto ref = g.raw(900, {});
+  for (int k = 0; g.leapfrog && k < 3; ++k) {
+    Stream lf(g), sk(g);
+    ASSERT_EQ(__rnxLeapfrogStream(lf, k, 3), 0);
+    const auto r = lf.ints(300, g.words);
+    for (int i = 0; i < 300 * g.words; ++i)
+      ASSERT_EQ(r[i], ref[(size_t(i / g.words) * 3 + k) * g.words + i % g.words]) << g.name << " stream " << k;
+    ASSERT_EQ(__rnxLeapfrogStream(sk, k, 3) | (g.skip ? __rnxSkipAheadStream(sk, 7) : 0), 0);
+    EXPECT_EQ(sk.ints(1, g.words), std::vector<uint32_t>(r.begin() + (g.skip ? 7 : 0) * g.words, r.begin() + (g.skip ? 8 : 1) * g.words));
+  }
+}
+
+}  // namespace zyn::test
