@@ -5,15 +5,13 @@
 #include <array>
 #include <cstring>
 #include <set>
-#include <vector>
 
+#include "tests/stream/generator_checks.hpp"
 #include "tools/twister_poly/berlekamp_massey.hpp"
-#include "zyn/rng.h"
 #include "zyn/twister_poly.inc"
 
+namespace zyn::test {
 namespace {
-
-[[gnu::used]] void *(*const kCoreAllocate)(size_t, int) = &zyn_serv_allocate;
 
 using Words = std::vector<uint32_t>;
 using Row = std::array<uint32_t, 3>;  // a, b, c
@@ -63,21 +61,6 @@ Words sfmt_seeded(const Words &key) {
   return w;
 }
 
-struct Stream {
-  StreamState *s = nullptr;
-  Stream(int id, const Words &k) {
-    EXPECT_EQ(__rnxNewStreamEx(&s, id, int(k.size()), k.data()), 0);
-  }
-  ~Stream() { __rnxDeleteStream(&s); }
-  const BrngEntry &row() const { return __RegBrngsNew[(s->brngId >> RNX_BRNG_SHIFT) - 1]; }
-  Words ints(int n) {
-    Words r(n);
-    EXPECT_EQ(row().iGen(s, n, r.data()), 0);
-    return r;
-  }
-  int32_t &word(int i) { return static_cast<int32_t *>(RNX_STREAM_STATE(s))[i]; }
-};
-
 Words long_key(int n) {
   Words k(n);
   for (int i = 0; i < n; ++i) k[i] = 0x9E3779B9u * (i + 7);
@@ -93,8 +76,9 @@ TEST(Twister, PublishedOutputsAndPlainRecurrences) {
                                    {0, 624, 4073039873}, {0, 999, 788493625}};  // MT19937?, at
   for (const auto &p : published) EXPECT_EQ((p[0] ? mt : sf)[p[1]], p[2]) << p[0] << " " << p[1];
   EXPECT_EQ(Stream(RNX_BRNG_MT19937, {}).ints(20)[19], 3836767462u);  // no key is the key {1}
+  EXPECT_EQ(Stream(RNX_BRNG_MT19937, {42, 7}).ints(20)[19], 485898780u);
   Stream d(RNX_BRNG_MT19937, {1});
-  ASSERT_EQ(__rnxSkipAheadStream(d.s, 9999), 0);
+  ASSERT_EQ(__rnxSkipAheadStream(d, 9999), 0);
   EXPECT_EQ(d.ints(1)[0], 586364410u);
   // MT2203 sets with the rows' a, b, c, keys shorter and longer than the state (the seeding is
   // MT19937's); SFMT19937 keys of every length class against the plain seeding.
@@ -105,7 +89,7 @@ TEST(Twister, PublishedOutputsAndPlainRecurrences) {
           << set;
   for (int n : {623, 624, 625, 1000}) {
     Stream st(RNX_BRNG_SFMT19937, long_key(n));
-    EXPECT_EQ(Words(&st.word(0), &st.word(624)), sfmt_seeded(long_key(n))) << n;
+    EXPECT_EQ(Words(&st.state<uint32_t>(0), &st.state<uint32_t>(624)), sfmt_seeded(long_key(n))) << n;
   }
 }
 
@@ -123,39 +107,22 @@ float as_single(int id, uint32_t y, float a, float b) {
   return float(as_double(id, y, a, b));
 }
 
-// Draws n numbers of kind 0 (words), 1 (doubles) or 2 (singles), checked bit for bit against
-// the words of one call from `at`.
-void expect_draw(Stream &st, int kind, int at, int n, const Words &ref) {
-  const int id = st.s->brngId & ~RNX_BRNG_SUB_MASK;
-  std::vector<double> d(n);
-  std::vector<float> f(n);
-  Words w(n);
-  const BrngEntry &r = st.row();
-  EXPECT_EQ(kind == 0   ? r.iGen(st.s, n, w.data())
-            : kind == 1 ? r.dGen(st.s, n, d.data(), -1.5, 2.5)
-                        : r.sGen(st.s, n, f.data(), -1.5f, 2.5f),
-            0);
-  for (int i = 0; i < n; ++i) {
-    const uint32_t y = ref[at + i];
-    if (kind == 0   ? w[i] != y
-        : kind == 1 ? d[i] != as_double(id, y, -1.5, 2.5)
-                    : f[i] != as_single(id, y, -1.5f, 2.5f))
-      return ADD_FAILURE() << st.s->brngId << " kind " << kind << " at " << at + i;
-  }
-}
-
 // Calls of n then the rest give the numbers of one call, with the kinds mixed, at every cut
 // around the blocks (4-word elements, 69 and 624 words), then one long call across blocks.
 TEST(Twister, SplittingInvariance) {
   constexpr int kFirst = 2100, kTotal = kFirst + 5000;
   for (int id : {int{RNX_BRNG_MT19937}, RNX_BRNG_MT2203 + 4, int{RNX_BRNG_SFMT19937}}) {
-    const Words ref = Stream(id, {11}).ints(kTotal);
+    const int base = id & ~RNX_BRNG_SUB_MASK;
+    Gen g{"twister", id, {11}, 1};
+    g.d = [base](const uint32_t *y, double a, double b) { return as_double(base, *y, a, b); };
+    g.s = [base](const uint32_t *y, float a, float b) { return as_single(base, *y, a, b); };
+    const Words ref = Stream(g).ints(kTotal);
     for (int n : {1, 3, 4, 5, 68, 69, 70, 623, 624, 625, 1248, 2048})
-      for (int kind = 0; kind < 3; ++kind) {
-        Stream st(id, {11});
-        expect_draw(st, kind, 0, n, ref);
-        expect_draw(st, (kind + 1) % 3, n, kFirst - n, ref);
-        expect_draw(st, kind, kFirst, kTotal - kFirst, ref);
+      for (Kind kind : {kInt, kDouble, kFloat}) {
+        Stream st(g);
+        ExpectOutputs(st, g, kind, 0, n, ref);
+        ExpectOutputs(st, g, Kind((kind + 1) % 3), n, kFirst - n, ref);
+        ExpectOutputs(st, g, kind, kFirst, kTotal - kFirst, ref);
         if (HasFailure()) return;
       }
   }
@@ -174,7 +141,7 @@ TEST(Twister, SkipAhead) {
       for (uint32_t f : from) {
         Stream st(id, {9});
         st.ints(int(f));
-        ASSERT_EQ(__rnxSkipAheadStream(st.s, k), 0);
+        ASSERT_EQ(__rnxSkipAheadStream(st, k), 0);
         ASSERT_EQ(st.ints(9), Words(ref.begin() + f + k, ref.begin() + f + k + 9)) << k << " " << f;
       }
   }
@@ -183,8 +150,8 @@ TEST(Twister, SkipAhead) {
   for (int id : {int{RNX_BRNG_MT19937}, int{RNX_BRNG_SFMT19937}})
     for (const auto &c : splits) {
       Stream one(id, {3}), two(id, {3});
-      ASSERT_EQ(__rnxSkipAheadStream(one.s, c[0]) | __rnxSkipAheadStream(one.s, c[1]), 0);
-      ASSERT_EQ(__rnxSkipAheadStream(two.s, c[0] + c[1]), 0);
+      ASSERT_EQ(__rnxSkipAheadStream(one, c[0]) | __rnxSkipAheadStream(one, c[1]), 0);
+      ASSERT_EQ(__rnxSkipAheadStream(two, c[0] + c[1]), 0);
       EXPECT_EQ(one.ints(700), two.ints(700)) << id << " " << c[0] << " + " << c[1];
     }
 }
@@ -237,15 +204,18 @@ TEST(Twister, JumpPolynomials) {
   }
 }
 
-// The cheap properties of every MT2203 row; primitivity of the fixed rows and of the first 32
-// generated ones: by Berlekamp-Massey the generator's own output gives phi of degree 2203, and
-// t^(2^2203) = t mod phi, so that phi is primitive (2^2203 - 1 is prime; phi(0) = phi(1) = 1).
+// The cheap properties of every MT2203 row; primitivity of the fixed rows and of 32 generated
+// ones spread over the table: by Berlekamp-Massey the generator's own output gives phi of degree
+// 2203, and t^(2^2203) = t mod phi, so that phi is primitive (2^2203 - 1 is prime; phi(0) =
+// phi(1) = 1).
 TEST(Twister, Mt2203Table) {
   std::set<uint32_t> ids;
   for (const auto &[a, b, c] : kRows)
     EXPECT_TRUE(!a || (a >> 31 && !(b & 0x7F) && !(c & 0x7FFF) && ids.insert(a & 0xFFFF).second));
-  std::vector<int> sets = {0, 1, 2, 3, 6022, 6023};
-  for (int set = 4; set < 4 + 32; ++set) sets.push_back(set);  // generated in this order
+  std::vector<int> sets = {0, 1, 2, 3, 6022, 6023}, made;
+  for (int set = 4; set < 6022; ++set)
+    if (kRows[set][0] != 0) made.push_back(set);
+  for (size_t k = 0; k < 32 && k < made.size(); ++k) sets.push_back(made[k * made.size() / 32]);
   for (int set : sets) {
     std::vector<uint8_t> bits;
     for (uint32_t x : mt_words(69, 34, 5, 12, {kRows[set][0], 0, 0}, {1}, 2 * 2203))
@@ -270,23 +240,24 @@ TEST(Twister, StatusesAndQuirks) {
       {RNX_BRNG_MT19937, 0}, {RNX_BRNG_MT2203 + 6023, RNX_STATUS_NO_SKIP}, {RNX_BRNG_SFMT19937, 0}};
   for (const auto &r : rows) {
     Stream st(r[0], {1});
-    EXPECT_TRUE(__rnxLeapfrogStream(st.s, 0, 2) == RNX_STATUS_NO_LEAPFROG &&
-                __rnxSkipAheadStream(st.s, 1) == r[1] &&
-                __rnxSkipAheadStreamEx(st.s, 1, &one) == RNX_STATUS_NO_SKIP_EX &&
-                st.row().init(4, st.s, 0, nullptr) == RNX_STATUS_BAD_METHOD)
+    EXPECT_TRUE(__rnxLeapfrogStream(st, 0, 2) == RNX_STATUS_NO_LEAPFROG &&
+                __rnxSkipAheadStream(st, 1) == r[1] &&
+                __rnxSkipAheadStreamEx(st, 1, &one) == RNX_STATUS_NO_SKIP_EX &&
+                st.row().init(4, st, 0, nullptr) == RNX_STATUS_BAD_METHOD)
         << r[0];
   }
   Stream first(RNX_BRNG_MT2203, {1}), last(RNX_BRNG_MT2203 + 6023, {1});
   // The copy moves the words and the position: MT2203's a, b, c and SFMT's tail stay.
-  EXPECT_EQ(__rnxCopyStreamState(last.s, first.s), 0);
-  EXPECT_EQ(last.word(69), first.word(69));
-  EXPECT_EQ(std::memcmp(&last.word(70), &kRows[6023], 12), 0);
+  EXPECT_EQ(__rnxCopyStreamState(last, first), 0);
+  EXPECT_EQ(last.state<int32_t>(69), first.state<int32_t>(69));
+  EXPECT_EQ(std::memcmp(&last.state<uint32_t>(70), &kRows[6023], 12), 0);
   Stream a(RNX_BRNG_SFMT19937, {1}), b(RNX_BRNG_SFMT19937, {2});
   a.ints(1);
-  EXPECT_EQ(a.word(624 + 1 + 3 + 1), 3);  // tailCount after one word of an element
-  EXPECT_EQ(__rnxCopyStreamState(b.s, a.s), 0);
-  EXPECT_EQ(b.word(624), 4);
-  EXPECT_EQ(b.word(624 + 1 + 3 + 1), 0);  // tailCount: b's own
+  EXPECT_EQ(a.state<int32_t>(624 + 1 + 3 + 1), 3);  // tailCount after one word of an element
+  EXPECT_EQ(__rnxCopyStreamState(b, a), 0);
+  EXPECT_EQ(b.state<int32_t>(624), 4);
+  EXPECT_EQ(b.state<int32_t>(624 + 1 + 3 + 1), 0);  // tailCount: b's own
 }
 
 }  // namespace
+}  // namespace zyn::test
