@@ -12,8 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "stream/generators/ring624.hpp"
-#include "stream/generators/twister.hpp"
+#include "stream/generators/mt19937_ring.hpp"
 #include "zyn/rng.h"
 #include "zyn/twister_poly.inc"
 
@@ -149,27 +148,6 @@ void Skip(benchmark::State &state, int id, uint64_t count) {
   for (auto _ : state) benchmark::DoNotOptimize(__rnxSkipAheadStream(st.s, count));
 }
 
-// The word transition of MT19937 as skip-ahead callbacks, built from the module's own ring
-// helpers, so that the two routines are timed on the callbacks the module uses.
-using MtTwister = zyn::rng::Twister<624, 397, 31, 11>;
-void mt_step(StreamState *s) {
-  auto &r = zyn::rng::state_of<zyn::rng::Ring624>(s);
-  const int o = zyn::rng::origin(r), o1 = o + 1 == 624 ? 0 : o + 1;
-  r.w[o] = MtTwister::one(r.w[o], r.w[o1], r.w[o + 397 < 624 ? o + 397 : o - 227], 0x9908B0DF);
-  r.idx = o1;
-}
-void mt_store(StreamState *s, const StreamState *state, int) {
-  zyn::rng::ring_store(zyn::rng::state_of<zyn::rng::Ring624>(s),
-                       zyn::rng::state_of<zyn::rng::Ring624>(state));
-}
-int mt_prepare(StreamState *s, uint64_t *nskip, int *remainder) {
-  auto &r = zyn::rng::state_of<zyn::rng::Ring624>(s);
-  *nskip -= uint64_t(624 - r.idx);
-  r.idx = 624;
-  *remainder = 0;
-  return 1;
-}
-
 template <bool kWindow>
 void MT19937_routine(benchmark::State &state) {
   Stream st(RNX_BRNG_MT19937);
@@ -177,7 +155,8 @@ void MT19937_routine(benchmark::State &state) {
   auto routine = kWindow ? __rnx_SkipAheadSWin : __rnx_SkipAheadHorner;
   for (auto _ : state)
     benchmark::DoNotOptimize(routine(st.s, zyn::rng::ring_zero, zyn::rng::ring_add,
-                                     zyn::rng::ring_copy, mt_step, mt_store, mt_prepare, kFar, 624, deg, 2520, kTwisterMt19937Terms,
+                                     zyn::rng::ring_copy, zyn::rng::mt19937_step, zyn::rng::mt19937_store,
+                                     zyn::rng::mt19937_prepare, kFar, 624, deg, 2520, kTwisterMt19937Terms,
                                      kTwisterMt19937Poly));
 }
 

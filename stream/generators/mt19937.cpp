@@ -4,16 +4,15 @@
 // Skip-ahead: below 2^20 numbers the state is stepped block by block; from there on through
 // the characteristic polynomial of the word transition with a sliding window (about 2 500 adds
 // of a state and 20 000 word steps, against 10 000 adds for Horner's rule).
-#include "stream/generators/ring624.hpp"
-#include "stream/generators/twister.hpp"
+#include "stream/generators/mt19937_ring.hpp"
 #include "zyn/twister_poly.inc"
 
 namespace {
 
 using namespace zyn::rng;
-using T = Twister<kRingWords, 397, 31, 11>;
+using T = Mt19937;
 
-constexpr uint32_t kA = 0x9908B0DF, kB = 0x9D2C5680, kC = 0xEFC60000;
+constexpr uint32_t kA = kMt19937A, kB = 0x9D2C5680, kC = 0xEFC60000;
 constexpr uint64_t kPolynomialFrom = 0x100000;
 constexpr int kDegree = kTwisterMt19937Poly[kTwisterMt19937Terms - 1];
 constexpr int kPolyWords = 624;  // 64-bit words holding a square before reduction
@@ -46,34 +45,6 @@ int run(StreamState *stream, int n, const Out &out) {
   return RNX_STATUS_OK;
 }
 
-// ---- skip-ahead callbacks: a word transition at the ring's origin ----
-
-void step(StreamState *state) {
-  State &s = state_of<State>(state);
-  const int o = origin(s), o1 = o + 1 == kRingWords ? 0 : o + 1;
-  const int om = o + 397 < kRingWords ? o + 397 : o + 397 - kRingWords;
-  s.w[o] = T::one(s.w[o], s.w[o1], s.w[om], kA);
-  s.idx = o1;
-}
-
-void store(StreamState *stream, const StreamState *state, int) {
-  ring_store(state_of<State>(stream), state_of<State>(state));
-}
-
-// The words left in the block come first.
-int prepare(StreamState *stream, uint64_t *nskip, int *remainder) {
-  State &s = state_of<State>(stream);
-  const uint64_t left = uint64_t(kRingWords - s.idx);
-  if (*nskip <= left) {
-    s.idx += int32_t(*nskip);
-    return 0;
-  }
-  *nskip -= left;
-  s.idx = kRingWords;
-  *remainder = 0;
-  return 1;
-}
-
 }  // namespace
 
 extern "C" {
@@ -91,9 +62,9 @@ ZYN_API int __rnxBRngMT19937InitStream(int method, StreamState *stream, int n, c
         T::skip(s.w, s.idx, count, kA);
         return RNX_STATUS_OK;
       }
-      return __rnx_SkipAheadSWin(stream, ring_zero, ring_add, ring_copy, step, store, prepare,
-                                 count, kPolyWords, kDegree, kStateBytes, kTwisterMt19937Terms,
-                                 kTwisterMt19937Poly);
+      return __rnx_SkipAheadSWin(stream, ring_zero, ring_add, ring_copy, mt19937_step,
+                                 mt19937_store, mt19937_prepare, count, kPolyWords, kDegree,
+                                 kStateBytes, kTwisterMt19937Terms, kTwisterMt19937Poly);
     }
     default:
       return lacking(method);

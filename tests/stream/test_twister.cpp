@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 
+#include "stream/generators/mt19937_ring.hpp"
 #include "tests/stream/generator_checks.hpp"
 #include "tools/twister_poly/berlekamp_massey.hpp"
 #include "zyn/twister_poly.inc"
@@ -130,7 +131,7 @@ TEST(Twister, SplittingInvariance) {
 
 // Skip-ahead by k equals drawing k from positions inside the first block and element, on both
 // sides of the thresholds (stepping and window for MT19937, Horner and window for SFMT19937);
-// skip(a) then skip(b) equals skip(a + b) up to 2^64 - 1.
+// skip(a) then skip(b) equals skip(a + b) up to 2^64 - 1; Horner's rule equals the window.
 TEST(Twister, SkipAhead) {
   for (auto [id, counts, from] :
        {std::tuple<int, Words, Words>{
@@ -154,6 +155,18 @@ TEST(Twister, SkipAhead) {
       ASSERT_EQ(__rnxSkipAheadStream(two, c[0] + c[1]), 0);
       EXPECT_EQ(one.ints(700), two.ints(700)) << id << " " << c[0] << " + " << c[1];
     }
+  for (uint64_t k : {uint64_t{0x100000}, big, ~uint64_t{0}}) {
+    Stream horner(RNX_BRNG_MT19937, {3});
+    horner.ints(5);
+    Stream window(horner);
+    using namespace zyn::rng;
+    ASSERT_EQ(__rnx_SkipAheadHorner(horner, ring_zero, ring_add, ring_copy, mt19937_step, mt19937_store,
+                                    mt19937_prepare, k, 624, kTwisterMt19937Poly[kTwisterMt19937Terms - 1],
+                                    2520, kTwisterMt19937Terms, kTwisterMt19937Poly) |
+                  __rnxSkipAheadStream(window, k),
+              0);
+    EXPECT_EQ(horner.ints(700), window.ints(700)) << k;
+  }
 }
 
 // Plain GF(2) polynomials, bit i the coefficient of t^i. Reduction modulo m from the top, 8 bits
