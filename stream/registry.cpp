@@ -28,6 +28,11 @@ constexpr BrngEntry kSAbstract = ZYN_ROW(56, 0, 1, 4, 32, sAbstract);
 constexpr BrngEntry kTrng = ZYN_ROW(24, 1, 1, 4, 32, TRNG);
 constexpr BrngEntry kArs5 = ZYN_ROW(72, 8, 1, 4, 32, ARS5);
 constexpr BrngEntry kPhilox = ZYN_ROW(64, 8, 1, 4, 32, PHILOX4X32X10);
+// ---- twister rows ----
+constexpr BrngEntry kMT19937 = ZYN_ROW(2520, 625, 1, 4, 32, MT19937);
+constexpr BrngEntry kMT2203 = ZYN_ROW(312, 70, 1, 4, 32, MT2203);
+constexpr BrngEntry kSFMT19937 = ZYN_ROW(2536, 625, 1, 4, 32, SFMT19937);
+// ---- end of the twister rows ----
 constexpr BrngEntry kAbsent{};
 #undef ZYN_ROW
 
@@ -51,10 +56,9 @@ const BrngEntry __RegBrngs[RNX_REG_OLD_ROWS] = {
 
 BrngEntry __RegBrngsNew[RNX_REG_NEW_ROWS] = {
     kMCG31, kR250, kMRG32K3A, kMCG59, kWH, kSobol, kNiederr,
-    /* rows 7, 8 and 12 (MT19937, MT2203, SFMT19937) are filled when their generators are built */
-    kAbsent, kAbsent,
+    kMT19937, kMT2203,
     kIAbstract, kDAbstract, kSAbstract,
-    kAbsent,
+    kSFMT19937,
     kTrng, kArs5, kPhilox,
 };
 static_assert(RNX_BRNG_PHILOX4X32X10 == 16 * RNX_BRNG_INC);

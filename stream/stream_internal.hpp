@@ -29,6 +29,11 @@ inline State &state_of(StreamState *stream) {
   static_assert(sizeof(StreamState) == 16);
   return *reinterpret_cast<State *>(reinterpret_cast<char *>(stream) + sizeof(StreamState));
 }
+template <class State>
+inline const State &state_of(const StreamState *stream) {
+  return *reinterpret_cast<const State *>(reinterpret_cast<const char *>(stream) +
+                                          sizeof(StreamState));
+}
 
 // Releases one chunk: its reference on the shared table, or its own block, then the record.
 void release_chunk(StreamChunk *chunk);

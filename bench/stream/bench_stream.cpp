@@ -4,6 +4,7 @@
 // (64-bit integers, one step at a time) against MRG32K3A dGen. The reporter prints the ratios
 // and the rates that the targets name at the end.
 #include <benchmark/benchmark.h>
+#include <gsl/gsl_rng.h>
 
 #include <cstdio>
 #include <map>
@@ -11,7 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "stream/generators/mt19937_ring.hpp"
 #include "zyn/rng.h"
+#include "zyn/twister_poly.inc"
 
 void Anchor_r123_philox4x32(benchmark::State &state);
 void Anchor_r123_ars4x32_R5(benchmark::State &state);
@@ -121,6 +124,13 @@ void ARS5_iGen_128(benchmark::State &state) {
   std::vector<uint32_t> buf(250);
   for (auto _ : state) {
     for (int c = 0; c < kPerIteration / 250; ++c) st.row().iGen(st.s, 250, buf.data());
+
+void Anchor_std_mt19937(benchmark::State &state) {
+  std::mt19937 g(12345);
+  std::vector<uint32_t> buf(kCall);
+  for (auto _ : state) {
+    for (int c = 0; c < kCalls; ++c)
+      for (int i = 0; i < kCall; ++i) buf[i] = g();
     benchmark::DoNotOptimize(buf.data());
   }
   finish(state, 4);
@@ -160,6 +170,47 @@ void Anchor_copy_and_map(benchmark::State &state) {
     }
   }
   finish(state, 8);
+
+void Anchor_gsl_mt19937(benchmark::State &state) {
+  gsl_rng *g = gsl_rng_alloc(gsl_rng_mt19937);
+  gsl_rng_set(g, 12345);
+  std::vector<uint32_t> buf(kCall);
+  for (auto _ : state) {
+    for (int c = 0; c < kCalls; ++c)
+      for (int i = 0; i < kCall; ++i) buf[i] = static_cast<uint32_t>(gsl_rng_get(g));
+    benchmark::DoNotOptimize(buf.data());
+  }
+  gsl_rng_free(g);
+  finish(state, 4);
+}
+
+// ---- skip-ahead of MT19937 by 2^63 ----
+
+constexpr uint64_t kFar = uint64_t{1} << 63;
+
+void Skip(benchmark::State &state, int id, uint64_t count) {
+  Stream st(id);
+  for (auto _ : state) benchmark::DoNotOptimize(__rnxSkipAheadStream(st.s, count));
+}
+
+template <bool kWindow>
+void MT19937_routine(benchmark::State &state) {
+  Stream st(RNX_BRNG_MT19937);
+  const int deg = kTwisterMt19937Poly[kTwisterMt19937Terms - 1];
+  auto routine = kWindow ? __rnx_SkipAheadSWin : __rnx_SkipAheadHorner;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(routine(st.s, zyn::rng::ring_zero, zyn::rng::ring_add,
+                                     zyn::rng::ring_copy, zyn::rng::mt19937_step, zyn::rng::mt19937_store,
+                                     zyn::rng::mt19937_prepare, kFar, 624, deg, 2520, kTwisterMt19937Terms,
+                                     kTwisterMt19937Poly));
+}
+
+void MT19937_PolyRem_2p63(benchmark::State &state) {
+  std::vector<uint64_t> out(624);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(__rnxPolyRem(kFar, kTwisterMt19937Poly[kTwisterMt19937Terms - 1],
+                                          kTwisterMt19937Terms, kTwisterMt19937Poly, 624,
+                                          out.data()));
 }
 
 // Records processor seconds per iteration of each run (the machine is shared, so wall time
@@ -180,7 +231,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
                      double target) {
       if (!seconds_.count(anchor) || !seconds_.count(ours)) return;
       double x = seconds_[anchor] / seconds_[ours];
-      printf("%-46s %6.2fx  (target %.1fx: %s)\n", what, x, target, x >= target ? "met" : "NOT met");
+      if (target > 0)
+        printf("%-46s %6.2fx  (target %.1fx: %s)\n", what, x, target, x >= target ? "met" : "NOT met");
+      else
+        printf("%-46s %6.2fx\n", what, x);
     };
     auto rate = [&](const char *what, const std::string &ours, double bytes, double target) {
       if (!seconds_.count(ours)) return;
@@ -200,6 +254,16 @@ class RatioReporter : public benchmark::ConsoleReporter {
     ratio("ARS5 iGen vs Random123 ars4x32_R(5)", "Anchor_r123_ars4x32_R5", "ARS5_iGen", 2);
     ratio("ARS5 iGen 128-bit path vs ars4x32_R(5)", "Anchor_r123_ars4x32_R5", "ARS5_iGen_128", 2);
     ratio("dAbstract dGen vs copy-and-map loop", "Anchor_copy_and_map", "dAbstract_dGen", 0);
+    ratio("MT19937 iGen vs std::mt19937 loop", "Anchor_std_mt19937", "MT19937_iGen", 2);
+    ratio("MT19937 iGen vs gsl_rng_mt19937 loop", "Anchor_gsl_mt19937", "MT19937_iGen", 0);
+    ratio("MT2203 iGen vs std::mt19937 loop", "Anchor_std_mt19937", "MT2203_iGen", 1.5);
+    rate("SFMT19937 iGen", "SFMT19937_iGen", 4, 6);
+    if (seconds_.count("MT19937_skip_2p63")) {
+      const double ms = seconds_["MT19937_skip_2p63"] * 1e3;
+      printf("%-46s %6.3f ms  (target under 1 ms: %s)\n", "MT19937 skip-ahead by 2^63", ms,
+             ms < 1 ? "met" : "NOT met");
+    }
+    ratio("SWin vs Horner, MT19937 by 2^63", "MT19937_Horner_2p63", "MT19937_SWin_2p63", 2);
   }
 
  private:
@@ -219,7 +283,10 @@ int main(int argc, char **argv) {
               {"WH", RNX_BRNG_WH},
               {"PHILOX4X32X10", RNX_BRNG_PHILOX4X32X10},
               {"ARS5", RNX_BRNG_ARS5},
-              {"TRNG", RNX_BRNG_NONDETERM}};
+              {"TRNG", RNX_BRNG_NONDETERM},
+              {"MT19937", RNX_BRNG_MT19937},
+              {"MT2203", RNX_BRNG_MT2203 + 1},
+              {"SFMT19937", RNX_BRNG_SFMT19937}};
   for (const auto &g : gens) {
     benchmark::RegisterBenchmark((std::string(g.name) + "_iGen").c_str(), iGen, g.id);
     benchmark::RegisterBenchmark((std::string(g.name) + "_dGen").c_str(), dGen, g.id);
@@ -233,6 +300,23 @@ int main(int argc, char **argv) {
   benchmark::RegisterBenchmark("Anchor_r123_ars4x32_R5", Anchor_r123_ars4x32_R5);
   benchmark::RegisterBenchmark("dAbstract_dGen", dAbstract_dGen);
   benchmark::RegisterBenchmark("Anchor_copy_and_map", Anchor_copy_and_map);
+  benchmark::RegisterBenchmark("Anchor_std_mt19937", Anchor_std_mt19937);
+  benchmark::RegisterBenchmark("Anchor_gsl_mt19937", Anchor_gsl_mt19937);
+  const struct {
+    const char *name;
+    int id;
+    uint64_t count;
+  } skips[] = {{"MT19937_skip_2p20m1", RNX_BRNG_MT19937, (uint64_t{1} << 20) - 1},
+               {"MT19937_skip_2p20", RNX_BRNG_MT19937, uint64_t{1} << 20},
+               {"MT19937_skip_2p32", RNX_BRNG_MT19937, uint64_t{1} << 32},
+               {"MT19937_skip_2p63", RNX_BRNG_MT19937, kFar},
+               {"SFMT19937_skip_2p20", RNX_BRNG_SFMT19937, uint64_t{1} << 20},
+               {"SFMT19937_skip_2p32", RNX_BRNG_SFMT19937, uint64_t{1} << 32},
+               {"SFMT19937_skip_2p63", RNX_BRNG_SFMT19937, kFar}};
+  for (const auto &k : skips) benchmark::RegisterBenchmark(k.name, Skip, k.id, k.count);
+  benchmark::RegisterBenchmark("MT19937_Horner_2p63", MT19937_routine<false>);
+  benchmark::RegisterBenchmark("MT19937_SWin_2p63", MT19937_routine<true>);
+  benchmark::RegisterBenchmark("MT19937_PolyRem_2p63", MT19937_PolyRem_2p63);
   benchmark::Initialize(&argc, argv);
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

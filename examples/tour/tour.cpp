@@ -12,6 +12,7 @@ int main() {
   printf("  threads available to the core layer: %d\n", zyn_rnx_serv_threader_get_num_threads_limit());
   tour_vector();
   tour_random();
+  tour_twister();
   tour_quasi();
   tour_counter();
   tour_discrete();

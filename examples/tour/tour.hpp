@@ -2,6 +2,7 @@
 #pragma once
 void tour_vector();
 void tour_random();
+void tour_twister();
 void tour_quasi();
 void tour_counter();
 void tour_discrete();

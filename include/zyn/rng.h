@@ -246,6 +246,42 @@ ZYN_API int __rnxdNewAbstractStream(StreamState **stream, int size, double *buff
 ZYN_API int __rnxsNewAbstractStream(StreamState **stream, int size, float *buffer, float low,
                                     float high, RnxSAbstractCallback callback);
 
+/* ---- twister generators and polynomial skip-ahead ---------------------------------------- */
+
+ZYN_RNX_GENERATOR(MT19937);
+ZYN_RNX_GENERATOR(MT2203);
+ZYN_RNX_GENERATOR(SFMT19937);
+
+/* Callbacks of the polynomial skip-ahead, acting on whole stream records used as work states.
+ * A work state is a ring of state words whose origin is its position (idx). */
+typedef void (*RnxSkipZeroFn)(StreamState *state);                        /* all 0, position 0 */
+typedef void (*RnxSkipAddFn)(StreamState *state, const StreamState *other); /* state ^= other */
+typedef void (*RnxSkipCopyFn)(StreamState *state, const StreamState *other);
+typedef void (*RnxSkipStepFn)(StreamState *state);                        /* one transition */
+/* Writes state to stream in linear order, position at the end, remainder as the generator says. */
+typedef void (*RnxSkipStoreFn)(StreamState *stream, const StreamState *state, int remainder);
+/* Absorbs what needs no polynomial: 0 when the skip is done, else 1 with *nskip transitions
+ * left and *remainder for store. */
+typedef int (*RnxSkipPrepareFn)(StreamState *stream, uint64_t *nskip, int *remainder);
+
+/* t^e modulo the polynomial of `termCount` ascending exponents `terms` (the degree last), into
+ * out[wordCount] (bit i: t^i), which must hold 2 * degree bits. 0 or RNX_STATUS_NO_MEMORY. */
+ZYN_API int __rnxPolyRem(uint64_t e, int degree, int termCount, const int32_t *terms,
+                         int wordCount, uint64_t *out);
+/* Moves a stream by nskip through the jump polynomial, by Horner's rule or by a sliding window
+ * of 8 bits. 0 or RNX_STATUS_NO_MEMORY (the stream then unchanged). */
+ZYN_API int __rnx_SkipAheadHorner(StreamState *stream, RnxSkipZeroFn zero, RnxSkipAddFn add,
+                                  RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
+                                  RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount,
+                                  int degree, int stateBytes, int termCount,
+                                  const int32_t *terms);
+ZYN_API int __rnx_SkipAheadSWin(StreamState *stream, RnxSkipZeroFn zero, RnxSkipAddFn add,
+                                RnxSkipCopyFn copy, RnxSkipStepFn step, RnxSkipStoreFn store,
+                                RnxSkipPrepareFn prepare, uint64_t nskip, int wordCount,
+                                int degree, int stateBytes, int termCount, const int32_t *terms);
+
+/* ---- end of the twister block ------------------------------------------------------------- */
+
 /* ---- modular helpers --------------------------------------------------------------------- */
 
 /* base^e mod m, m below 2^32. */

@@ -8,6 +8,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <type_traits>
 
 #include "stream/stream_internal.hpp"
 
@@ -53,6 +54,41 @@ struct F32ViaF64Out {
     _mm_storeu_ps(r + i, _mm_movelh_ps(lo, hi));
   }
 };
+
+// Words taken as signed, s = (int32)(u ^ flip), mapped to r = s * scale + mid, computed in C and
+// stored as R: doubles, singles through doubles, or singles throughout.
+template <class R, class C>
+struct SignedOut {
+  R *r;
+  C scale, mid;
+  uint32_t flip;
+  void one(int i, uint32_t x) const {
+    r[i] = static_cast<R>(static_cast<C>(static_cast<int32_t>(x ^ flip)) * scale + mid);
+  }
+  void four(int i, __m128i v) const {
+    const __m128i s = _mm_xor_si128(v, _mm_set1_epi32(static_cast<int>(flip)));
+    if constexpr (std::is_same_v<C, float>) {
+      _mm_storeu_ps(r + i, _mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(s), _mm_set1_ps(scale)),
+                                      _mm_set1_ps(mid)));
+    } else {
+      const __m128d k = _mm_set1_pd(scale), m = _mm_set1_pd(mid);
+      __m128d lo = _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(s), k), m);
+      __m128d hi = _mm_add_pd(_mm_mul_pd(_mm_cvtepi32_pd(_mm_srli_si128(s, 8)), k), m);
+      if constexpr (std::is_same_v<R, double>) {
+        _mm_storeu_pd(r + i, lo);
+        _mm_storeu_pd(r + i + 2, hi);
+      } else {
+        _mm_storeu_ps(r + i, _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi)));
+      }
+    }
+  }
+};
+
+// r = s (b - a) 2^-32 + (a + b) / 2 with the scale and midpoint formed once in C.
+template <class R, class C>
+inline SignedOut<R, C> signed_out(R *r, C a, C b, uint32_t flip) {
+  return {r, (b - a) * C(0x1p-32), (a + b) * C(0.5), flip};
+}
 
 inline F64Out double_out(double *r, double a, double b, double c) { return {r, (b - a) * c, a}; }
 inline F32ViaF64Out float_out(float *r, float a, float b, double c) {

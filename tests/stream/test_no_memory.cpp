@@ -37,6 +37,15 @@ StreamState *make(int id, int chunks = 0) {
   return s;
 }
 
+StreamState *drawn(int id) {
+  StreamState *s = make(id);
+  BrngEntry e;
+  uint32_t w[5];
+  __rnxGetBrngProperties(id, &e);
+  e.iGen(s, 5, w);
+  return s;
+}
+
 struct Row {  // an entry that makes `out` or not, the allocations it makes, the call, what precedes it
   const char *name;
   bool makes;
@@ -71,6 +80,14 @@ const Row kRows[] = {
      [](Fixture &f) { return (f.out = make(RNX_BRNG_MCG31, 1)) != nullptr; }},
     {"SkipAheadStreamEx", false, 2, [](Fixture &f) { return __rnxSkipAheadStreamEx(f.out, 11, kLongCount); },
      [](Fixture &f) { return (f.out = make(RNX_BRNG_MRG32K3A)) != nullptr; }},
+    // Polynomial skip-ahead (the remainder's work area only from t^degree on) from inside a
+    // block, and for SFMT inside an element: a tail.
+    {"MT19937 SkipAhead", false, 5, [](Fixture &f) { return __rnxSkipAheadStream(f.out, uint64_t{1} << 40); },
+     [](Fixture &f) { return (f.out = drawn(RNX_BRNG_MT19937)) != nullptr; }},
+    {"SFMT19937 Horner", false, 2, [](Fixture &f) { return __rnxSkipAheadStream(f.out, 5001); },
+     [](Fixture &f) { return (f.out = drawn(RNX_BRNG_SFMT19937)) != nullptr; }},
+    {"SFMT19937 SWin", false, 5, [](Fixture &f) { return __rnxSkipAheadStream(f.out, 1000001); },
+     [](Fixture &f) { return (f.out = drawn(RNX_BRNG_SFMT19937)) != nullptr; }},
 #ifdef ZYN_DIST_GAUSSIAN
     // The carry chunks: refused before the stream is touched.
     {"dRngGaussian", false, 1, [](Fixture &f) {

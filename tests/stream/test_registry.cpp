@@ -38,14 +38,14 @@ TEST(Registry, IdResolutionAndValidity) {
 // this build are unknown, never a stand-in; a zero row is valid but makes no stream.
 TEST(Registry, UnknownGeneratorsAreRefused) {
   for (int id : {RNX_BRNG_WH + 273, RNX_BRNG_MCG31 + 1, int{RNX_BRNG_IABSTRACT}, int{RNX_BRNG_DABSTRACT},
-                 int{RNX_BRNG_SABSTRACT}, RNX_BRNG_IABSTRACT + 1, RNX_BRNG_SOBOL + 1, int{RNX_BRNG_MT19937},
-                 RNX_BRNG_MT2203 + 6023, RNX_BRNG_PHILOX4X32X10 + 1, 279, 280, -5}) {
+                 int{RNX_BRNG_SABSTRACT}, RNX_BRNG_IABSTRACT + 1, RNX_BRNG_SOBOL + 1,
+                 RNX_BRNG_MT2203 + 6024, RNX_BRNG_PHILOX4X32X10 + 1, 279, 280, -5}) {
     StreamState *s = nullptr;
     EXPECT_EQ(__rnxNewStreamEx(&s, id, 0, nullptr), RNX_STATUS_BAD_BRNG) << id;
     EXPECT_EQ(s, nullptr);
   }
   BrngEntry e{};
-  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_MT19937, &e) == RNX_STATUS_BAD_BRNG &&
+  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_NONDETERM, &e) == RNX_STATUS_BAD_BRNG &&
               __rnxGetBrngProperties(RNX_BRNG_WH + 273, &e) == RNX_STATUS_BAD_BRNG);
   EXPECT_TRUE(__rnxGetBrngProperties(100, &e) == 0 && e.init == __rnxBRngWHInitStream);  // old WH id
   EXPECT_TRUE(__rnxGetBrngProperties(280, &e) == 0 && e.init == nullptr);
