@@ -45,7 +45,7 @@ TEST(Registry, UnknownGeneratorsAreRefused) {
     EXPECT_EQ(s, nullptr);
   }
   BrngEntry e{};
-  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_NONDETERM, &e) == RNX_STATUS_BAD_BRNG &&
+  EXPECT_TRUE(__rnxGetBrngProperties(RNX_BRNG_SOBOL + 1, &e) == RNX_STATUS_BAD_BRNG &&
               __rnxGetBrngProperties(RNX_BRNG_WH + 273, &e) == RNX_STATUS_BAD_BRNG);
   EXPECT_TRUE(__rnxGetBrngProperties(100, &e) == 0 && e.init == __rnxBRngWHInitStream);  // old WH id
   EXPECT_TRUE(__rnxGetBrngProperties(280, &e) == 0 && e.init == nullptr);
