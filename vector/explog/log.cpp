@@ -10,13 +10,14 @@
 // Log1p: 1 + x = u + c exactly, the terms ordered by packed max and min of x and 1 so that a
 // fast two-sum applies, then ln(1 + x) = ln u + c/u: a quotient at HA (and x - x^2/2 below
 // 2^-40), c (2 - u) at LA and EP.
-// Single Log2, Log10, Log1p: HA in double through the LA step, rounded to float once; LA and
-// EP in float as sLn (with the polynomials of sLn HA and EP), the base change one product.
+// Single Log10, Log1p: HA in double through the LA step, rounded to float once; sLog2 HA in
+// double without a table, by atanh of s = (m - 1)/(m + 1) and one division. LA and EP in float
+// as sLn (with the polynomials of sLn HA and EP), the base change one product.
 // Logb: the exponent field converted; zeros, denormals, infinities and NaN go to the scalar
 // path, which answers as C's logb (zero: minus infinity, STATUS_SINGULARITY).
 // Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.501 ulp, EP 30.2
 // bits (absolute near 1); dLog10 HA 0.500, LA/EP 3.08 ulp; dLog1p LA 2.16, HA 0.500 ulp, EP 26.5
-// bits relative; single HA 0.500 ulp, LA at most 1.87 ulp, EP at least 12.8 bits; Logb exact.
+// bits relative; single HA 0.500 ulp (sLog2 0.526), LA at most 1.87 ulp, EP at least 12.8 bits; Logb exact.
 #include <cfloat>
 
 #include "vector/explog/explog_common.hpp"
@@ -59,6 +60,30 @@ inline __m128d log_base(__m128d x, __m128d k) {
 }
 
 inline double lane0(__m128d v) { return _mm_cvtsd_f64(v); }
+
+// Single HA log2 in double without a table: x = 2^k m with m in [sqrt(1/2), sqrt 2), u = m - 1
+// exact in float, s = u / (2 + u) and log2 x = k + (2/ln 2) atanh s, atanh to degree 9 in s.
+// |s| < 0.1716, so the truncation is below 2^-28.9 of s P and the roundings near 2^-52: one
+// float rounding at the end gives below 0.54 ulp, and near 1 (k = 0) the error stays relative.
+inline __m128d log2_from_parts(__m128d k, __m128d u) {
+  constexpr double c = 0x1.71547652b82fep+1;  // 2/ln 2
+  __m128d s = _mm_div_pd(u, _mm_add_pd(_mm_set1_pd(2.0), u));
+  __m128d z = _mm_mul_pd(s, s);
+  __m128d p = _mm_add_pd(_mm_set1_pd(c / 7), _mm_mul_pd(z, _mm_set1_pd(c / 9)));
+  p = _mm_add_pd(_mm_set1_pd(c / 5), _mm_mul_pd(z, p));
+  p = _mm_add_pd(_mm_set1_pd(c / 3), _mm_mul_pd(z, p));
+  p = _mm_add_pd(_mm_set1_pd(c), _mm_mul_pd(z, p));
+  return _mm_add_pd(k, _mm_mul_pd(s, p));
+}
+inline __m128 log2_single_ha(__m128 x) {
+  __m128i e = _mm_sub_epi32(_mm_castps_si128(x), _mm_set1_epi32(0x3f3504f3));  // sqrt(1/2)
+  __m128 k = _mm_cvtepi32_ps(_mm_srai_epi32(e, 23));
+  __m128i mb = _mm_add_epi32(_mm_and_si128(e, _mm_set1_epi32(0x7fffff)), _mm_set1_epi32(0x3f3504f3));
+  __m128 u = _mm_sub_ps(_mm_castsi128_ps(mb), _mm_set1_ps(1.0f));
+  __m128d lo = log2_from_parts(_mm_cvtps_pd(k), _mm_cvtps_pd(u));
+  __m128d hi = log2_from_parts(_mm_cvtps_pd(_mm_movehl_ps(k, k)), _mm_cvtps_pd(_mm_movehl_ps(u, u)));
+  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+}
 
 // Scalar path of the double base-2 and base-10 logarithms: specials as Ln, denormals scaled by
 // 2^60 with the exponent corrected, so they keep the vector path's accuracy.
@@ -132,7 +157,9 @@ struct LogSingle : ExplogPolicy<float, 16> {
   static constexpr const char *kName = LogConst<B>::s_name;
   static int bad(const V *x) { return bad_not_positive_normal_s(x[0]); }
   static void eval(const V *x, V *r) {
-    if constexpr (L == 1)
+    if constexpr (L == 1 && B == LogBase::Two)
+      r[0] = log2_single_ha(x[0]);
+    else if constexpr (L == 1)
       r[0] = via_double(x[0], [](__m128d d) { return log_base<0, B>(d, ln_biased_exponent(d)); });
     else
       r[0] = _mm_mul_ps(ln_single<L == 0 ? kSLnHa : kSLnEp>(x[0]), _mm_set1_ps(LogConst<B>::cf));
