@@ -2,7 +2,8 @@
 //
 // Double Log2, Log10, Log1p work as dLn at LA and HA (ln_core.hpp): ln x = hi + lo from the
 // reciprocal step (at HA with a degree-6 polynomial exact near 1), then
-//   HA  log_b x = hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26
+//   HA  dLog2: k + a base-2 table, plus u/ln 2 as a double-double product (log2_ha_d).
+//       Log10: log_b x = hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26
 //       bits and C = 1/ln b = C_h + C_l, C_h of 26 bits, so the two leading products are exact.
 //   LA  hi C + lo C.
 //   EP  the cheap reciprocal step (one product for u, degree 3), then as LA. dLog10 has no EP
@@ -43,10 +44,27 @@ struct LogConst<LogBase::Ten> {
   static constexpr const char *d_name = "vdLog10", *s_name = "vsLog10";
 };
 
+// HA log2 from the ln reduction and a base-2 table: y = k + high is exact (0 next to 1), u is
+// split at 26 bits so that uh C_h is exact, the leading sum keeps its rounding error, and the
+// rest, below 2^-8 and relative to u near 1, adds an error near 2^-60.
+inline __m128d log2_ha_d(__m128d x, __m128d k) {
+  using V = __m128d;
+  using C = LogConst<LogBase::Two>;
+  const LnReduced r = ln_reduce<true, true>(x);
+  V e0 = _mm_load_pd(log2_ha[r.j0]), e1 = _mm_load_pd(log2_ha[r.j1]);  // (high, low) pairs
+  V uh = _mm_and_pd(r.u, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(0xfffffffff8000000ULL))));
+  V s, err;
+  two_sum(_mm_add_pd(k, _mm_unpacklo_pd(e0, e1)), _mm_mul_pd(uh, _mm_set1_pd(C::c_high)), s, err);
+  V rest = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(r.u, uh), r.p), _mm_set1_pd(C::c));  // (ul + p) C
+  rest = _mm_add_pd(rest, _mm_mul_pd(uh, _mm_set1_pd(C::c_low)));
+  return _mm_add_pd(s, _mm_add_pd(_mm_add_pd(_mm_unpackhi_pd(e0, e1), err), rest));
+}
+
 template <int L, LogBase B>
 inline __m128d log_base(__m128d x, __m128d k) {
   using V = __m128d;
   using C = LogConst<B>;
+  if constexpr (L == 1 && B == LogBase::Two) return log2_ha_d(x, k);
   V hi, lo;
   log_parts<L>(x, k, hi, lo);
   if constexpr (L == 1) {
