@@ -3,8 +3,8 @@
 // Double Log2, Log10, Log1p work as dLn at LA and HA (ln_core.hpp): ln x = hi + lo from the
 // reciprocal step (at HA with a degree-6 polynomial exact near 1), then
 //   HA  dLog2: k + a base-2 table, plus u/ln 2 as a double-double product (log2_ha_d).
-//       Log10: log_b x = hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26
-//       bits and C = 1/ln b = C_h + C_l, C_h of 26 bits, so the two leading products are exact.
+//       dLog10: hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26 bits
+//       and C = 1/ln 10 = C_h + C_l, C_h of 26 bits, so the two leading products are exact.
 //   LA  hi C + lo C.
 //   EP  the cheap reciprocal step (one product for u, degree 3), then as LA. dLog10 has no EP
 //       of its own: its LA kernel serves both levels.
@@ -16,9 +16,10 @@
 // as sLn (with the polynomials of sLn HA and EP), the base change one product.
 // Logb: the exponent field converted; zeros, denormals, infinities and NaN go to the scalar
 // path, which answers as C's logb (zero: minus infinity, STATUS_SINGULARITY).
-// Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.501 ulp, EP 30.2
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.500 ulp, EP 30.2
 // bits (absolute near 1); dLog10 HA 0.500, LA/EP 3.08 ulp; dLog1p LA 2.16, HA 0.500 ulp, EP 26.5
-// bits relative; single HA 0.500 ulp (sLog2 0.526), LA at most 1.87 ulp, EP at least 12.8 bits; Logb exact.
+// bits relative; single HA 0.500 ulp (sLog2 0.526), LA at most 1.87 ulp, EP at least 12.8
+// bits; Logb exact.
 #include <cfloat>
 
 #include "vector/explog/explog_common.hpp"
