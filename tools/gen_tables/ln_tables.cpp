@@ -10,6 +10,8 @@
 //                  low part is the rest minus 1023 * LN2_LOW. At r = 1024 and r = 512 the entry
 //                  is an exact multiple of LN2_HIGH + LN2_LOW, so the exponent term cancels
 //                  exactly just above and just below 1, and ln(1) is 0.
+//   log2_ha[513][2] for r = 512 + j: -log2(r/1024) - 1023 as high, a multiple of 2^-42 (so
+//                  that k + high is exact for any biased exponent k), and low.
 //   ln_scalar[65][3] reciprocal c_i of 1 + i/64 rounded to 21 significant bits (so that
 //                  mh * c_i is exact for the 32-bit mh of the scalar path), then -ln(c_i) split
 //                  as a multiple of 2^-42 (exact with k * LN2_SCALAR_HIGH) and the rest.
@@ -125,6 +127,22 @@ int main() {
     print(hi);
     printf(", ");
     print(lo);
+    printf("},\n");
+  }
+  printf("};\n\n");
+
+  printf("alignas(64) const double log2_ha[513][2] = {\n");
+  for (int j = 0; j <= 512; ++j) {
+    mpfr_set_si(v, 512 + j, MPFR_RNDN);
+    mpfr_div_2si(v, v, 10, MPFR_RNDN);
+    mpfr_log2(v, v, MPFR_RNDN);
+    mpfr_neg(v, v, MPFR_RNDN);
+    double h = round_to_multiple(v, 42);
+    mpfr_sub_d(w, v, h, MPFR_RNDN);
+    printf("  {");
+    print(h - 1023.0);  // exact: a multiple of 2^-42 below 2^10
+    printf(", ");
+    print(mpfr_get_d(w, MPFR_RNDN));
     printf("},\n");
   }
   printf("};\n\n");

@@ -13,6 +13,7 @@ namespace zyn::vk {
 using data::ln_ha;
 using data::ln_la;
 using data::ln_scalar;
+using data::log2_ha;
 
 inline constexpr double kLn2La = 0x1.62e42fefa39efp-1;       // 0x3fe62e42fefa39ef
 inline constexpr double kLn2HaHigh = 0x1.62e42fefap-1;       // 0x3fe62e42fefa0000

@@ -2,21 +2,24 @@
 //
 // Double Log2, Log10, Log1p work as dLn at LA and HA (ln_core.hpp): ln x = hi + lo from the
 // reciprocal step (at HA with a degree-6 polynomial exact near 1), then
-//   HA  log_b x = hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26
-//       bits and C = 1/ln b = C_h + C_l, C_h of 26 bits, so the two leading products are exact.
+//   HA  dLog2: k + a base-2 table, plus u/ln 2 as a double-double product (log2_ha_d).
+//       dLog10: hi_h C_h + (hi_l C_h + (hi C_l + lo C)) with hi = hi_h + hi_l split at 26 bits
+//       and C = 1/ln 10 = C_h + C_l, C_h of 26 bits, so the two leading products are exact.
 //   LA  hi C + lo C.
 //   EP  the cheap reciprocal step (one product for u, degree 3), then as LA. dLog10 has no EP
 //       of its own: its LA kernel serves both levels.
 // Log1p: 1 + x = u + c exactly, the terms ordered by packed max and min of x and 1 so that a
 // fast two-sum applies, then ln(1 + x) = ln u + c/u: a quotient at HA (and x - x^2/2 below
 // 2^-40), c (2 - u) at LA and EP.
-// Single Log2, Log10, Log1p: HA in double through the LA step, rounded to float once; LA and
-// EP in float as sLn (with the polynomials of sLn HA and EP), the base change one product.
+// Single Log10, Log1p: HA in double through the LA step, rounded to float once; sLog2 HA in
+// double without a table, by atanh of s = (m - 1)/(m + 1) and one division. LA and EP in float
+// as sLn (with the polynomials of sLn HA and EP), the base change one product.
 // Logb: the exponent field converted; zeros, denormals, infinities and NaN go to the scalar
 // path, which answers as C's logb (zero: minus infinity, STATUS_SINGULARITY).
-// Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.501 ulp, EP 30.2
+// Measured worst errors (10^6 inputs, docs/accuracy.md): dLog2 LA 2.61, HA 0.500 ulp, EP 30.2
 // bits (absolute near 1); dLog10 HA 0.500, LA/EP 3.08 ulp; dLog1p LA 2.16, HA 0.500 ulp, EP 26.5
-// bits relative; single HA 0.500 ulp, LA at most 1.87 ulp, EP at least 12.8 bits; Logb exact.
+// bits relative; single HA 0.500 ulp (sLog2 0.526), LA at most 1.87 ulp, EP at least 12.8
+// bits; Logb exact.
 #include <cfloat>
 
 #include "vector/explog/explog_common.hpp"
@@ -42,10 +45,27 @@ struct LogConst<LogBase::Ten> {
   static constexpr const char *d_name = "vdLog10", *s_name = "vsLog10";
 };
 
+// HA log2 from the ln reduction and a base-2 table: y = k + high is exact (0 next to 1), u is
+// split at 26 bits so that uh C_h is exact, the leading sum keeps its rounding error, and the
+// rest, below 2^-8 and relative to u near 1, adds an error near 2^-60.
+inline __m128d log2_ha_d(__m128d x, __m128d k) {
+  using V = __m128d;
+  using C = LogConst<LogBase::Two>;
+  const LnReduced r = ln_reduce<true, true>(x);
+  V e0 = _mm_load_pd(log2_ha[r.j0]), e1 = _mm_load_pd(log2_ha[r.j1]);  // (high, low) pairs
+  V uh = _mm_and_pd(r.u, _mm_castsi128_pd(_mm_set1_epi64x(static_cast<long long>(0xfffffffff8000000ULL))));
+  V s, err;
+  two_sum(_mm_add_pd(k, _mm_unpacklo_pd(e0, e1)), _mm_mul_pd(uh, _mm_set1_pd(C::c_high)), s, err);
+  V rest = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(r.u, uh), r.p), _mm_set1_pd(C::c));  // (ul + p) C
+  rest = _mm_add_pd(rest, _mm_mul_pd(uh, _mm_set1_pd(C::c_low)));
+  return _mm_add_pd(s, _mm_add_pd(_mm_add_pd(_mm_unpackhi_pd(e0, e1), err), rest));
+}
+
 template <int L, LogBase B>
 inline __m128d log_base(__m128d x, __m128d k) {
   using V = __m128d;
   using C = LogConst<B>;
+  if constexpr (L == 1 && B == LogBase::Two) return log2_ha_d(x, k);
   V hi, lo;
   log_parts<L>(x, k, hi, lo);
   if constexpr (L == 1) {
@@ -59,6 +79,30 @@ inline __m128d log_base(__m128d x, __m128d k) {
 }
 
 inline double lane0(__m128d v) { return _mm_cvtsd_f64(v); }
+
+// Single HA log2 in double without a table: x = 2^k m with m in [sqrt(1/2), sqrt 2), u = m - 1
+// exact in float, s = u / (2 + u) and log2 x = k + (2/ln 2) atanh s, atanh to degree 9 in s.
+// |s| < 0.1716, so the truncation is below 2^-28.9 of s P and the roundings near 2^-52: one
+// float rounding at the end gives below 0.54 ulp, and near 1 (k = 0) the error stays relative.
+inline __m128d log2_from_parts(__m128d k, __m128d u) {
+  constexpr double c = 0x1.71547652b82fep+1;  // 2/ln 2
+  __m128d s = _mm_div_pd(u, _mm_add_pd(_mm_set1_pd(2.0), u));
+  __m128d z = _mm_mul_pd(s, s);
+  __m128d p = _mm_add_pd(_mm_set1_pd(c / 7), _mm_mul_pd(z, _mm_set1_pd(c / 9)));
+  p = _mm_add_pd(_mm_set1_pd(c / 5), _mm_mul_pd(z, p));
+  p = _mm_add_pd(_mm_set1_pd(c / 3), _mm_mul_pd(z, p));
+  p = _mm_add_pd(_mm_set1_pd(c), _mm_mul_pd(z, p));
+  return _mm_add_pd(k, _mm_mul_pd(s, p));
+}
+inline __m128 log2_single_ha(__m128 x) {
+  __m128i e = _mm_sub_epi32(_mm_castps_si128(x), _mm_set1_epi32(0x3f3504f3));  // sqrt(1/2)
+  __m128 k = _mm_cvtepi32_ps(_mm_srai_epi32(e, 23));
+  __m128i mb = _mm_add_epi32(_mm_and_si128(e, _mm_set1_epi32(0x7fffff)), _mm_set1_epi32(0x3f3504f3));
+  __m128 u = _mm_sub_ps(_mm_castsi128_ps(mb), _mm_set1_ps(1.0f));
+  __m128d lo = log2_from_parts(_mm_cvtps_pd(k), _mm_cvtps_pd(u));
+  __m128d hi = log2_from_parts(_mm_cvtps_pd(_mm_movehl_ps(k, k)), _mm_cvtps_pd(_mm_movehl_ps(u, u)));
+  return _mm_movelh_ps(_mm_cvtpd_ps(lo), _mm_cvtpd_ps(hi));
+}
 
 // Scalar path of the double base-2 and base-10 logarithms: specials as Ln, denormals scaled by
 // 2^60 with the exponent corrected, so they keep the vector path's accuracy.
@@ -132,7 +176,9 @@ struct LogSingle : ExplogPolicy<float, 16> {
   static constexpr const char *kName = LogConst<B>::s_name;
   static int bad(const V *x) { return bad_not_positive_normal_s(x[0]); }
   static void eval(const V *x, V *r) {
-    if constexpr (L == 1)
+    if constexpr (L == 1 && B == LogBase::Two)
+      r[0] = log2_single_ha(x[0]);
+    else if constexpr (L == 1)
       r[0] = via_double(x[0], [](__m128d d) { return log_base<0, B>(d, ln_biased_exponent(d)); });
     else
       r[0] = _mm_mul_ps(ln_single<L == 0 ? kSLnHa : kSLnEp>(x[0]), _mm_set1_ps(LogConst<B>::cf));
