@@ -21,52 +21,11 @@
 #include <limits>
 
 #include "frame/kernels.hpp"
-#include "frame/report.hpp"
-#include "vector/skeleton/fpenv.hpp"
+#include "vector/complex/complex_map.hpp"
 
 namespace zyn::vk {
 namespace {
-
-template <class R>
-struct CxOf;
-template <>
-struct CxOf<float> {
-  using type = ZynComplex8;
-};
-template <>
-struct CxOf<double> {
-  using type = ZynComplex16;
-};
-
-// A vector at a stride; inc 1 for a contiguous call.
-template <class T>
-struct Vec {
-  T *p;
-  int inc;
-  T &operator[](int i) const { return p[static_cast<ptrdiff_t>(i) * inc]; }
-};
-
-template <class A, class R>
-void report(int status, int i, const A *a1, const A *a2, R *r1, const char *name) {
-  if constexpr (sizeof(A) == 4 || sizeof(R) == 4 || std::is_same_v<A, ZynComplex8>)
-    frame::ReportErrorC(status, i, a1, a2, r1, r1, name);
-  else
-    frame::ReportErrorZ(status, i, a1, a2, r1, r1, name);
-}
-
-// One element at a time: Op::eval(x, w, r) returns the status; reports go with the element's
-// number and the base pointers (for a strided call, element i of the vectors taken
-// contiguously).
-template <class Op, class In, class Out>
-void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
-  FpScope<Op::kX87, Op::kMx> fp;
-  for (int i = 0; i < n; ++i) {
-    Out r;
-    const int status = Op::eval(a[i], b[i], r);
-    y[i] = r;
-    if (status != 0) report(status, i, a.p, b.p, y.p, Op::kName);
-  }
-}
+using namespace cx;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
@@ -175,16 +134,6 @@ struct ConjOp {
   }
 };
 
-// The entry kinds and name of a row.
-template <X87Kind X, MxKind M, const char *N>
-struct Kinds {
-  static constexpr X87Kind kX87 = X;
-  static constexpr MxKind kMx = M;
-  static constexpr const char *kName = N;
-};
-template <class O, X87Kind X, MxKind M, const char *N>
-struct Row : O, Kinds<X, M, N> {};
-
 // Abs, Arg, CIS through the real row `f` of their level, 64 elements at a time. In and Out are
 // the element types of the complex row; one of them is complex.
 template <class In, class Out, class F>
@@ -247,7 +196,7 @@ constexpr MxKind kMode = MxKind::ModeDriven;
 }  // namespace
 }  // namespace zyn::vk
 
-using zyn::vk::Vec;
+using zyn::vk::cx::Vec;
 
 #define ZYN_CX_BINARY(row, lvl, C, ...)                                                           \
   extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, const C *b, C *y) {                   \
@@ -272,6 +221,7 @@ using R = Row<O, X, M, N>;
 }  // namespace
 }  // namespace zyn::vk
 using namespace zyn::vk;
+using namespace zyn::vk::cx;
 
 ZYN_CX_BINARY(cAdd, HA, C8, R<AddOp<C8, 1>, kcAddName>)
 ZYN_CX_BINARY(cAdd, EP, C8, R<AddOp<C8, 1>, kcAddName>)

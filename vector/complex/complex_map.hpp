@@ -1,0 +1,65 @@
+// The element loop of the complex rows: entry and exit of the floating-point state, one element
+// at a time through the row's operation, and the report of a nonzero status with the element's
+// number and the base pointers (for a strided call, element i of the vectors taken
+// contiguously), through the complex reporter of the row's type.
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+
+#include "frame/report.hpp"
+#include "vector/skeleton/fpenv.hpp"
+#include "zyn/vex.h"
+
+namespace zyn::vk::cx {
+
+template <class R>
+struct CxOf;
+template <>
+struct CxOf<float> {
+  using type = ZynComplex8;
+};
+template <>
+struct CxOf<double> {
+  using type = ZynComplex16;
+};
+
+// A vector at a stride; inc 1 for a contiguous call.
+template <class T>
+struct Vec {
+  T *p;
+  int inc;
+  T &operator[](int i) const { return p[static_cast<ptrdiff_t>(i) * inc]; }
+};
+
+template <class A, class R>
+inline void report(int status, int i, const A *a1, const A *a2, R *r1, const char *name) {
+  if constexpr (sizeof(A) == 4 || sizeof(R) == 4 || std::is_same_v<A, ZynComplex8>)
+    frame::ReportErrorC(status, i, a1, a2, r1, r1, name);
+  else
+    frame::ReportErrorZ(status, i, a1, a2, r1, r1, name);
+}
+
+// Op::eval(x, w, r) returns the status; w is x for a function of one input.
+template <class Op, class In, class Out>
+void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
+  FpScope<Op::kX87, Op::kMx> fp;
+  for (int i = 0; i < n; ++i) {
+    Out r;
+    const int status = Op::eval(a[i], b[i], r);
+    y[i] = r;
+    if (status != 0) report(status, i, a.p, b.p, y.p, Op::kName);
+  }
+}
+
+// The entry kinds and name of a row.
+template <X87Kind X, MxKind M, const char *N>
+struct Kinds {
+  static constexpr X87Kind kX87 = X;
+  static constexpr MxKind kMx = M;
+  static constexpr const char *kName = N;
+};
+template <class O, X87Kind X, MxKind M, const char *N>
+struct Row : O, Kinds<X, M, N> {};
+
+}  // namespace zyn::vk::cx
