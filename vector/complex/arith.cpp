@@ -188,8 +188,6 @@ ZYN_CX_NAME(z, Arg)
 ZYN_CX_NAME(c, CIS)
 ZYN_CX_NAME(z, CIS)
 
-using C8 = ZynComplex8;
-using C16 = ZynComplex16;
 constexpr X87Kind kMasks = X87Kind::MasksOnly;
 constexpr MxKind kMode = MxKind::ModeDriven;
 
@@ -206,14 +204,6 @@ using zyn::vk::cx::Vec;
                                         int incy) {                                             \
     zyn::vk::each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{b, incb}, Vec<C>{y, incy}); \
   }
-#define ZYN_CX_UNARY(row, lvl, C, ...)                                                         \
-  extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, C *y) {                              \
-    zyn::vk::each<__VA_ARGS__>(n, Vec<const C>{a, 1}, Vec<const C>{a, 1}, Vec<C>{y, 1});       \
-  }                                                                                            \
-  extern "C" void zyn_vk_##row##I_##lvl(int n, const C *a, int inca, C *y, int incy) {        \
-    zyn::vk::each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{a, inca}, Vec<C>{y, incy}); \
-  }
-
 namespace zyn::vk {
 namespace {
 template <class O, const char *N, X87Kind X = kMasks, MxKind M = kMode>

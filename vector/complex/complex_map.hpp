@@ -4,7 +4,9 @@
 // contiguously), through the complex reporter of the row's type.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
+#include <limits>
 #include <type_traits>
 
 #include "frame/report.hpp"
@@ -62,4 +64,35 @@ struct Kinds {
 template <class O, X87Kind X, MxKind M, const char *N>
 struct Row : O, Kinds<X, M, N> {};
 
+using C8 = ZynComplex8;
+using C16 = ZynComplex16;
+using LD = long double;
+
+// A function F on one element of C: the parts in double, the result rounded once to C's parts,
+// overflow and underflow found from the rounded result.
+template <class C, class F>
+struct Elem {
+  static int eval(const C &p, const C &, C &r) {
+    using P = decltype(C::re);
+    LD re, im;
+    int status = F::template f<P>(p.re, p.im, re, im);
+    r = C{static_cast<P>(re), static_cast<P>(im)};
+    if (status == STATUS_OK && std::isfinite(p.re) && std::isfinite(p.im)) {
+      const LD m = hypotl(re, im);
+      if (std::isinf(r.re) || std::isinf(r.im)) status = STATUS_OVERFLOW;
+      else if (m != 0 && m < std::numeric_limits<P>::min()) status = STATUS_UNDERFLOW;
+    }
+    return status;
+  }
+};
+
 }  // namespace zyn::vk::cx
+
+// The contiguous and strided kernels of a one-input complex row at one level.
+#define ZYN_CX_UNARY(row, lvl, C, ...)                                                            \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, C *y) {                                 \
+    each<__VA_ARGS__>(n, Vec<const C>{a, 1}, Vec<const C>{a, 1}, Vec<C>{y, 1});                   \
+  }                                                                                               \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const C *a, int inca, C *y, int incy) {           \
+    each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{a, inca}, Vec<C>{y, incy});          \
+  }

@@ -16,8 +16,6 @@
 // Statuses: Annex G's invalid from inputs without NaN: STATUS_DOMAIN; Ln, Log10 of 0:
 // STATUS_SINGULARITY; a part overflowing from finite inputs: STATUS_OVERFLOW; a nonzero result of
 // modulus below the smallest normal: STATUS_UNDERFLOW. NaN inputs report nothing.
-#include <cmath>
-#include <limits>
 
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
@@ -25,7 +23,6 @@
 namespace zyn::vk::cx {
 namespace {
 
-using LD = long double;
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
@@ -138,24 +135,6 @@ struct Sqrt {
   }
 };
 
-// A function F on one element of C: the parts in double, the result rounded once to C's parts,
-// overflow and underflow found from the rounded result.
-template <class C, class F>
-struct Elem {
-  static int eval(const C &p, const C &, C &r) {
-    using P = decltype(C::re);
-    LD re, im;
-    int status = F::template f<P>(p.re, p.im, re, im);
-    r = C{static_cast<P>(re), static_cast<P>(im)};
-    if (status == STATUS_OK && std::isfinite(p.re) && std::isfinite(p.im)) {
-      const LD m = hypotl(re, im);
-      if (std::isinf(r.re) || std::isinf(r.im)) status = STATUS_OVERFLOW;
-      else if (m != 0 && m < std::numeric_limits<P>::min()) status = STATUS_UNDERFLOW;
-    }
-    return status;
-  }
-};
-
 #define ZYN_CX_NAME(t, Stem) constexpr char k##t##Stem##Name[] = "v" #t #Stem;
 ZYN_CX_NAME(c, Exp)
 ZYN_CX_NAME(z, Exp)
@@ -166,8 +145,6 @@ ZYN_CX_NAME(z, Log10)
 ZYN_CX_NAME(c, Sqrt)
 ZYN_CX_NAME(z, Sqrt)
 
-using C8 = ZynComplex8;
-using C16 = ZynComplex16;
 template <class C, class F, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
 using R = Row<Elem<C, F>, X, M, N>;
 
@@ -176,14 +153,6 @@ using R = Row<Elem<C, F>, X, M, N>;
 
 using namespace zyn::vk;
 using namespace zyn::vk::cx;
-
-#define ZYN_CX_UNARY(row, lvl, C, ...)                                                            \
-  extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, C *y) {                                 \
-    each<__VA_ARGS__>(n, Vec<const C>{a, 1}, Vec<const C>{a, 1}, Vec<C>{y, 1});                   \
-  }                                                                                               \
-  extern "C" void zyn_vk_##row##I_##lvl(int n, const C *a, int inca, C *y, int incy) {           \
-    each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{a, inca}, Vec<C>{y, incy});          \
-  }
 
 // One computation per row: the levels a row's sharing asks for are the same kernel twice.
 ZYN_CX_UNARY(cExp, HA, C8, R<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
