@@ -18,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -60,7 +61,7 @@ template <class T, Shape S>
   requires(std::is_floating_point_v<T> && S <= Shape::linearfrac)
 constexpr RunFn kRun<T, T, S> = &run_row<T, T, S>;
 template <class In, class Out, Shape S>
-  requires((kComplex<In> || kComplex<Out>) && (S == Shape::unary || S == Shape::binary))
+  requires((kComplex<In> || kComplex<Out>) && (S == Shape::unary || S == Shape::binary || S == Shape::scalar))
 constexpr RunFn kRun<In, Out, S> = &run_row<In, Out, S>;
 
 // Parts of complex elements: the same bits (or both NaN) part by part; the real part is what
@@ -70,6 +71,12 @@ template <class C>
   requires kComplex<C>
 bool same(C x, C y) {
   return same(x.re, y.re) && same(x.im, y.im);
+}
+template <class T>
+std::string show(T x) {
+  std::ostringstream o;
+  o << x;
+  return o.str();
 }
 template <class T>
 double re_of(T x) {
@@ -135,7 +142,11 @@ Kernel<T, Out> bind(void *k, void *ki, std::array<T, 4> c) {
 // denominator that is b itself (zeros, denormals and huge values leave the fast path).
 template <class T, Shape S>
 std::vector<std::array<T, 4>> scalars() {
-  if constexpr (S == Shape::scalar) {
+  if constexpr (S == Shape::scalar && kComplex<T>) {  // the square root, integers, the rest
+    std::vector<std::array<T, 4>> v;
+    for (T b : {T{0.5, 0}, T{2, 0}, T{-3, 0}, T{0, 0}, T{1.5, -0.5}, T{0, 2}}) v.push_back({b});
+    return v;
+  } else if constexpr (S == Shape::scalar) {
     std::vector<std::array<T, 4>> v;
     for (T b : {T(2.7), T(10), T(-1.3), T(0.5), T(-0.5), T(1) / 3, T(-1) / 3, T(-1), T(1.5), T(2) / 3, T(2), T(1)})
       v.push_back({b});
@@ -409,7 +420,7 @@ void run_row(const RowInfo &row) {
     for (int lv = 0; lv < 3; ++lv) {
       void *k = stub(row, "", lv), *ki = stub(row, "I", lv);
       ASSERT_TRUE(k && ki) << row.t << row.stem << " " << kLevels[lv] << ": a stub is missing";
-      SCOPED_TRACE(std::string(kLevels[lv]) + (S == Shape::scalar ? " b = " + std::to_string(re_of(sc[0])) : ""));
+      SCOPED_TRACE(std::string(kLevels[lv]) + (S == Shape::scalar ? " b = " + show(sc[0]) : ""));
       C c = proto;
       c.f = bind<T, Out, S>(k, ki, sc);
       c.all();

@@ -42,7 +42,8 @@ inline void report(int status, int i, const A *a1, const A *a2, R *r1, const cha
     frame::ReportErrorZ(status, i, a1, a2, r1, r1, name);
 }
 
-// Op::eval(x, w, r) returns the status; w is x for a function of one input.
+// Op::eval(x, w, r) returns the status; w is x for a function of one input, and a scalar
+// second input is a vector of stride 0.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   FpScope<Op::kX87, Op::kMx> fp;
@@ -50,7 +51,7 @@ void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
     Out r;
     const int status = Op::eval(a[i], b[i], r);
     y[i] = r;
-    if (status != 0) report(status, i, a.p, b.p, y.p, Op::kName);
+    if (status != 0) report(status, i, a.p, b.inc == 0 ? a.p : b.p, y.p, Op::kName);  // a scalar b: a twice
   }
 }
 

@@ -135,6 +135,67 @@ struct Sqrt {
   }
 };
 
+// Pow(a, b) = exp(b ln a) with ln a and the product in extended precision. b = 0 gives 1; a = 0
+// gives +0 for Re b > 0, an infinity with STATUS_SINGULARITY for Re b < 0, NaN with
+// STATUS_DOMAIN for Re b = 0; a real integer b, |b| <= 64, multiplies by squaring in extended
+// precision where |a|^b stays in its range, so that (1 + i)^2 = 2i and i^4 = 1 exactly.
+struct CL {
+  LD re, im;
+};
+CL mul(CL u, CL v) { return {u.re * v.re - u.im * v.im, u.re * v.im + u.im * v.re}; }
+
+template <class P>
+int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
+  if (br == 0 && bi == 0) {
+    re = 1, im = 0;
+    return STATUS_OK;
+  }
+  if (std::isnan(ar) || std::isnan(ai) || std::isnan(br) || std::isnan(bi)) {
+    re = im = kNaN;
+    return STATUS_OK;
+  }
+  if (ar == 0 && ai == 0) {
+    re = br > 0 ? 0.0 : br < 0 ? kInf : kNaN, im = br > 0 ? 0.0 : br < 0 ? 0.0 : kNaN;
+    return br > 0 ? STATUS_OK : br < 0 ? STATUS_SINGULARITY : STATUS_DOMAIN;
+  }
+  const bool finite = std::isfinite(ar) && std::isfinite(ai) && std::isfinite(br) && std::isfinite(bi);
+  if (finite && bi == 0 && br == std::rint(br) && std::fabs(br) <= 64 &&
+      fabsl(log2l(hypotl(ar, ai)) * br) < 8000) {
+    CL r{1, 0}, x{ar, ai};
+    for (unsigned k = static_cast<unsigned>(std::fabs(br)); k != 0; k >>= 1) {
+      if (k & 1) r = mul(r, x);
+      if (k > 1) x = mul(x, x);
+    }
+    if (br < 0) {
+      const LD d = r.re * r.re + r.im * r.im;
+      r = {r.re / d, -r.im / d};
+    }
+    re = r.re, im = r.im;
+    return STATUS_OK;
+  }
+  LD lr, li;
+  Ln::f<P>(ar, ai, lr, li);
+  const LD wr = br * lr - bi * li, wi = br * li + bi * lr;
+  if (!std::isfinite(wr) || !std::isfinite(wi)) return Exp::f<P>(static_cast<double>(wr), static_cast<double>(wi), re, im);
+  const LD e = expl(wr);
+  re = e * cosl(wi), im = wi == 0 ? 0.0L : e * sinl(wi);
+  return finite && wr < std::log(std::numeric_limits<P>::min()) ? STATUS_UNDERFLOW : STATUS_OK;
+}
+
+template <class C>
+struct Pow {
+  static int eval(const C &a, const C &b, C &r) {
+    using P = decltype(C::re);
+    LD re, im;
+    int status = power<P>(a.re, a.im, b.re, b.im, re, im);
+    r = C{static_cast<P>(re), static_cast<P>(im)};
+    if (status == STATUS_OK && std::isfinite(a.re) && std::isfinite(a.im) && std::isfinite(b.re) &&
+        std::isfinite(b.im) && (std::isinf(r.re) || std::isinf(r.im)))
+      status = STATUS_OVERFLOW;
+    return status;
+  }
+};
+
 #define ZYN_CX_NAME(t, Stem) constexpr char k##t##Stem##Name[] = "v" #t #Stem;
 ZYN_CX_NAME(c, Exp)
 ZYN_CX_NAME(z, Exp)
@@ -144,9 +205,15 @@ ZYN_CX_NAME(c, Log10)
 ZYN_CX_NAME(z, Log10)
 ZYN_CX_NAME(c, Sqrt)
 ZYN_CX_NAME(z, Sqrt)
+ZYN_CX_NAME(c, Pow)
+ZYN_CX_NAME(z, Pow)
+ZYN_CX_NAME(c, Powx)
+ZYN_CX_NAME(z, Powx)
 
 template <class C, class F, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
-using R = Row<Elem<C, F>, X, M, N>;
+using E = Row<Elem<C, F>, X, M, N>;
+template <class C, class Op, const char *N>
+using R = Row<Op, X87Kind::Extended, MxKind::MasksOnly, N>;
 
 }  // namespace
 }  // namespace zyn::vk::cx
@@ -155,17 +222,40 @@ using namespace zyn::vk;
 using namespace zyn::vk::cx;
 
 // One computation per row: the levels a row's sharing asks for are the same kernel twice.
-ZYN_CX_UNARY(cExp, HA, C8, R<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
-ZYN_CX_UNARY(cExp, EP, C8, R<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
-ZYN_CX_UNARY(zExp, HA, C16, R<C16, Exp, kzExpName>)
-ZYN_CX_UNARY(zExp, EP, C16, R<C16, Exp, kzExpName>)
-ZYN_CX_UNARY(cLn, LA, C8, R<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(cLn, HA, C8, R<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(cLn, EP, C8, R<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(zLn, HA, C16, R<C16, Ln, kzLnName>)
-ZYN_CX_UNARY(zLn, EP, C16, R<C16, Ln, kzLnName>)
-ZYN_CX_UNARY(cLog10, HA, C8, R<C8, Log10, kcLog10Name>)
-ZYN_CX_UNARY(zLog10, HA, C16, R<C16, Log10, kzLog10Name>)
-ZYN_CX_UNARY(cSqrt, HA, C8, R<C8, Sqrt, kcSqrtName>)
-ZYN_CX_UNARY(cSqrt, EP, C8, R<C8, Sqrt, kcSqrtName>)
-ZYN_CX_UNARY(zSqrt, HA, C16, R<C16, Sqrt, kzSqrtName, X87Kind::Double>)
+ZYN_CX_UNARY(cExp, HA, C8, E<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(cExp, EP, C8, E<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(zExp, HA, C16, E<C16, Exp, kzExpName>)
+ZYN_CX_UNARY(zExp, EP, C16, E<C16, Exp, kzExpName>)
+ZYN_CX_UNARY(cLn, LA, C8, E<C8, Ln, kcLnName>)
+ZYN_CX_UNARY(cLn, HA, C8, E<C8, Ln, kcLnName>)
+ZYN_CX_UNARY(cLn, EP, C8, E<C8, Ln, kcLnName>)
+ZYN_CX_UNARY(zLn, HA, C16, E<C16, Ln, kzLnName>)
+ZYN_CX_UNARY(zLn, EP, C16, E<C16, Ln, kzLnName>)
+ZYN_CX_UNARY(cLog10, HA, C8, E<C8, Log10, kcLog10Name>)
+ZYN_CX_UNARY(zLog10, HA, C16, E<C16, Log10, kzLog10Name>)
+ZYN_CX_UNARY(cSqrt, HA, C8, E<C8, Sqrt, kcSqrtName>)
+ZYN_CX_UNARY(cSqrt, EP, C8, E<C8, Sqrt, kcSqrtName>)
+ZYN_CX_UNARY(zSqrt, HA, C16, E<C16, Sqrt, kzSqrtName, X87Kind::Double>)
+
+#define ZYN_CX_POW(t, C)                                                                          \
+  extern "C" void zyn_vk_##t##Pow_HA(int n, const C *a, const C *b, C *y) {                       \
+    each<R<C, Pow<C>, k##t##PowName>>(n, Vec<const C>{a, 1}, Vec<const C>{b, 1}, Vec<C>{y, 1});   \
+  }                                                                                               \
+  extern "C" void zyn_vk_##t##PowI_HA(int n, const C *a, int inca, const C *b, int incb, C *y,    \
+                                      int incy) {                                                 \
+    each<R<C, Pow<C>, k##t##PowName>>(n, Vec<const C>{a, inca}, Vec<const C>{b, incb},            \
+                                      Vec<C>{y, incy});                                           \
+  }                                                                                               \
+  /* Powx: b = 1/2 through the Sqrt row of the type. */                                         \
+  extern "C" void zyn_vk_##t##Powx_HA(int n, const C *a, C b, C *y) {                             \
+    if (b.re == 0.5 && b.im == 0 && !std::signbit(b.im)) return zyn_vex_kernel_##t##Sqrt_ttab[1](n, a, y); \
+    each<R<C, Pow<C>, k##t##PowxName>>(n, Vec<const C>{a, 1}, Vec<const C>{&b, 0}, Vec<C>{y, 1}); \
+  }                                                                                               \
+  extern "C" void zyn_vk_##t##PowxI_HA(int n, const C *a, int inca, C b, C *y, int incy) {        \
+    if (b.re == 0.5 && b.im == 0 && !std::signbit(b.im))                                          \
+      return zyn_vex_kernel_##t##SqrtI_ttab[1](n, a, inca, y, incy);                              \
+    each<R<C, Pow<C>, k##t##PowxName>>(n, Vec<const C>{a, inca}, Vec<const C>{&b, 0},             \
+                                       Vec<C>{y, incy});                                          \
+  }
+ZYN_CX_POW(c, C8)
+ZYN_CX_POW(z, C16)
