@@ -102,7 +102,9 @@ struct DivOp {
     const double a = p.re, b = p.im, c = q.re, d = q.im;
     const int status = c == 0 && d == 0 ? STATUS_SINGULARITY : STATUS_OK;
     double x, y;
-    if (sizeof(Part<C>) == 4 || !kFull) {  // single parts in double never overflow or underflow
+    const double mc = std::fmax(std::fabs(c), std::fabs(d)), ma = std::fmax(std::fabs(a), std::fabs(b));
+    const bool safe = mc >= 0x1p-500 && mc <= 0x1p500 && ma <= 0x1p500 && (ma >= 0x1p-500 || ma == 0);
+    if (sizeof(Part<C>) == 4 || !kFull || safe) {  // no intermediate overflows or underflows
       const double den = c * c + d * d;
       x = (a * c + b * d) / den, y = (b * c - a * d) / den;
     } else {
