@@ -7,8 +7,8 @@
 //   |ac| + |bd| (a part is only accurate relative to its own size where it does not cancel).
 //   LA and HA recover infinities as C99 Annex G does (an infinite operand never gives
 //   NaN + iNaN); EP keeps the plain formula. Never reported, as the real Mul.
-// Div: LA and HA scale divisor and dividend by powers of two (exact) so that no intermediate
-//   overflows or underflows, then ((ac + bd) + (bc - ad)i) / (c^2 + d^2), and recover
+// Div: LA and HA scale divisor and dividend by powers of two (exact) where an intermediate
+//   could overflow or underflow (a part beyond 2^+-500), then ((ac + bd) + (bc - ad)i) / (c^2 + d^2), and recover
 //   infinities and zeros as Annex G. c rows in double need no scaling. EP: the plain formula
 //   (z: may overflow or underflow spuriously beyond 2^+-511). A zero divisor is reported as
 //   STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
