@@ -281,6 +281,29 @@ TEST(Complex, RecordsOfComplexAndMixedReports) {
   EXPECT_TRUE(z[1].re == 7.5 && z[1].im == -2.25);
 }
 
+// An extended-precision row runs, and calls back, with 64-bit x87 precision whatever the
+// caller's word, which comes back after; a masks-only MXCSR row keeps the caller's rounding and
+// flush-to-zero.
+uint16_t g_cw;
+int see_cw(ErrorContext *) {
+  g_cw = x87_cw();
+  return 0;
+}
+TEST(Complex, X87WordOfExtendedRowsAndCallerControls) {
+  FpRestore restore;
+  set_x87_cw(0x27f);  // 53-bit precision
+  _mm_setcsr((_mm_getcsr() & ~0x6000u) | 0x2000u | 0x8000u);  // round down, flush to zero
+  const uint32_t csr = _mm_getcsr() & ~0x3fu;
+  _vexSetErrorCallBack(&see_cw);
+  const C16 zero{0, 0};
+  C16 y;
+  _vexzLn(1, &zero, &y);
+  _vexClearErrorCallBack();
+  EXPECT_EQ(g_cw & 0xf3f, 0x33f);
+  EXPECT_EQ(x87_cw(), 0x27f);
+  EXPECT_EQ(_mm_getcsr() & ~0x3fu, csr);
+}
+
 // Add rounds to nearest whatever the caller's rounding (it reads the mode), and restores it.
 TEST(Complex, CallerRounding) {
   FpRestore restore;
