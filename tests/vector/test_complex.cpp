@@ -92,7 +92,7 @@ void accuracy(char t) {
         if (f.big == 3) b = C{static_cast<P>(std::fmod(b.re, 4)), static_cast<P>(i % 3 ? std::fmod(b.im, 4) : 0)};
         if ((f.big == 1 || f.big == 3) && std::fabs(a[i].re) > 80) continue;
         if ((f.big == 2 || f.big == 3) && std::fabs(a[i].im) > 80) continue;
-        const LD ar = a[i].re, ai = a[i].im, br = b.re, bi = f.stem[3] == 'B' ? -b.im : b.im;
+        const LD ar = a[i].re, ai = a[i].im, br = b.re, bi = std::string(f.stem) == "MulByConj" ? -b.im : b.im;
         auto in_range = [&](LD v) { return v == 0 || std::fabs(std::ilogb(v)) < emax / 2; };
         if (f.big == 4 && !(in_range(ar) && in_range(ai) && in_range(br) && in_range(bi))) continue;
         const C y = call(t, f.stem, lv, a[i], b);
