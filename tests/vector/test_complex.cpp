@@ -221,7 +221,8 @@ TEST(Complex, AnnexGSpecialValuesCutsAndStatuses) {
       // Pow: b = 0, the zero base, exact integer powers.
       {"Pow", {1, 1}, {2, 0}, {0, 2}}, {"Pow", {0, 1}, {4, 0}, {1, 0}}, {"Pow", {0, 1}, {-2, 0}, {-1, Z}},
       {"Pow", {N, 1}, _, {1, 0}}, {"Pow", _, {2, 1}, _}, {"Pow", {0, Z}, {-1, 3}, {I, 0}, S}, {"Pow", _, {0, 1}, {N, N}, D},
-      {"Pow", {N, 0}, {2, 0}, {N, N}}, {"Pow", {1e200, 0}, {2, 0}, {I, 0}, O, 7, 2}};
+      {"Pow", {N, 0}, {2, 0}, {N, N}}, {"Pow", {1e200, 0}, {2, 0}, {I, 0}, O, 7, 2},
+      {"Pow", {1e-200, 0}, {2, 0}, _, U, 7, 2}, {"Pow", {1e-200, 0}, {2.5, 0}, _, U, 7, 2}};
   for (const Case &c : cases)
     for (char t : {'c', 'z'})
       for (int lv = 0; lv < 3; ++lv) {

@@ -190,8 +190,11 @@ struct Pow {
     int status = power<P>(a.re, a.im, b.re, b.im, re, im);
     r = C{static_cast<P>(re), static_cast<P>(im)};
     if (status == STATUS_OK && std::isfinite(a.re) && std::isfinite(a.im) && std::isfinite(b.re) &&
-        std::isfinite(b.im) && (std::isinf(r.re) || std::isinf(r.im)))
-      status = STATUS_OVERFLOW;
+        std::isfinite(b.im)) {
+      const LD m = hypotl(re, im);
+      if (std::isinf(r.re) || std::isinf(r.im)) status = STATUS_OVERFLOW;
+      else if (m != 0 && m < std::numeric_limits<P>::min()) status = STATUS_UNDERFLOW;
+    }
     return status;
   }
 };
