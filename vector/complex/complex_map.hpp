@@ -47,6 +47,9 @@ inline void report(int status, int i, const A *a1, const A *a2, R *r1, const cha
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   FpScope<Op::kX87, Op::kMx> fp;
+  if constexpr (requires { &Op::parts; }) {  // a part-wise operation: contiguous vectors of parts
+    if (a.inc == 1 && b.inc == 1 && y.inc == 1 && n > 0) return Op::parts(2 * n, &a.p->re, &b.p->re, &y.p->re);
+  }
   for (int i = 0; i < n; ++i) {
     Out r;
     const int status = Op::eval(a[i], b[i], r);
