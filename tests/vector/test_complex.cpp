@@ -135,8 +135,15 @@ void exact_and_real(char t) {
   for (int i = 0; i < n; ++i) {
     a[i] = {static_cast<P>(std::ldexp(u(g), i % 40 - 20)), static_cast<P>(u(g) * 3)};
     b[i] = {static_cast<P>(u(g) * 1e3), static_cast<P>(std::ldexp(u(g), i % 30))};
-    x[i] = static_cast<P>(std::ldexp(u(g), i % 50 - 10)), re[i] = a[i].re, im[i] = a[i].im;
+    x[i] = static_cast<P>(std::ldexp(u(g), i % 50 - 10));
   }
+  // Specials and signed zeros (Abs(inf + iNaN) = inf, Arg(-1 - 0i) = -pi, CIS(inf)), and overflow.
+  const P inf = std::numeric_limits<P>::infinity(), nan = std::numeric_limits<P>::quiet_NaN();
+  const P big = std::numeric_limits<P>::max() / 2;
+  const C sp[] = {{inf, nan}, {nan, -inf}, {-1, -0.0f}, {-1, 0}, {0, -0.0f}, {-0.0f, 0}, {big, big}, {nan, 1}};
+  for (size_t k = 0; k < std::size(sp); ++k) a[k] = sp[k], x[k] = sp[k].re;
+  for (int i = 0; i < n; ++i) re[i] = a[i].re, im[i] = a[i].im;
+  QuietErrors quiet;
   auto expect_same = [&](const char *what, auto f) {
     for (int i = 0; i < n; ++i) ASSERT_TRUE(f(i)) << t << what << " element " << i;
   };
