@@ -139,9 +139,15 @@ void raise_exception(int code) {
   asm volatile("fldenv %0" : : "m"(saved));
 }
 
-template <class T>
-void report(int code, int index, const T *a1, const T *a2, T *r1, T *r2, const char *name) {
+thread_local ReportSink *t_sink = nullptr;
+
+template <class T, class R = T>
+void report(int code, int index, const T *a1, const T *a2, R *r1, R *r2, const char *name) {
   constexpr unsigned kShift = std::countr_zero(sizeof(T));
+  if (ReportSink *s = t_sink; s != nullptr) {
+    if (s->count < ReportSink::kMax) s->status[s->count] = code, s->index[s->count] = index, ++s->count;
+    return;
+  }
   uint32_t handling = GetMode() & ModeErrorHandling;
   if (handling == VEX_ERRMODE_NOERR) return;
   ThreadState *ts = GetThreadState();
@@ -191,6 +197,12 @@ void report(int code, int index, const T *a1, const T *a2, T *r1, T *r2, const c
 
 }  // namespace
 
+ReportSink *SetReportSink(ReportSink *sink) {
+  ReportSink *old = t_sink;
+  t_sink = sink;
+  return old;
+}
+
 void SetErrnoForStatus(const ErrorContext *context) {
   switch (context->code) {
     case STATUS_OK: errno = 0; break;
@@ -226,6 +238,23 @@ void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex
 }
 void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2,
                   ZynComplex16 *r1, ZynComplex16 *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+
+void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2, float *r1,
+                  float *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+void ReportErrorC(int status, int index, const float *a1, const float *a2, ZynComplex8 *r1,
+                  ZynComplex8 *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2, double *r1,
+                  double *r2, const char *name) {
+  report(status, index, a1, a2, r1, r2, name);
+}
+void ReportErrorZ(int status, int index, const double *a1, const double *a2, ZynComplex16 *r1,
+                  ZynComplex16 *r2, const char *name) {
   report(status, index, a1, a2, r1, r2, name);
 }
 

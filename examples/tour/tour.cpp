@@ -11,6 +11,7 @@ int main() {
   printf("  processor level of this build: %d (SSE4.1)\n", dll_cpu_version());
   printf("  threads available to the core layer: %d\n", zyn_rnx_serv_threader_get_num_threads_limit());
   tour_vector();
+  tour_complex();
   tour_random();
   tour_twister();
   tour_quasi();

@@ -1,6 +1,7 @@
 // Each subsystem's part of the tour lives in its own file.
 #pragma once
 void tour_vector();
+void tour_complex();
 void tour_random();
 void tour_twister();
 void tour_quasi();

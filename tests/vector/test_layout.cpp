@@ -19,6 +19,7 @@
 #include <functional>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,13 @@
 
 using namespace zyn::test;
 namespace oracle = zyn::oracle;
+
+// Complex results in failure messages (found by argument-dependent lookup, so global).
+template <class C>
+  requires(std::is_same_v<C, ZynComplex8> || std::is_same_v<C, ZynComplex16>)
+std::ostream &operator<<(std::ostream &o, const C &x) {
+  return o << x.re << (x.im < 0 ? " - " : " + ") << std::fabs(x.im) << "i";
+}
 
 namespace {
 
@@ -35,32 +43,51 @@ struct RowInfo {
   void (*run)(const RowInfo &);  // null: no layout case for the row's shape and element types
 };
 
-template <class T, Shape S>
+template <class In, class Out, Shape S>
 void run_row(const RowInfo &row);
 template <size_t E, Shape S>
 void run_pack(const RowInfo &row);
 
-// The layout case of a shape and its element types. Complex elements (c, z) of the arithmetic
-// shapes have none yet: such a row fails once it is switched on, until its case is added here.
-struct Complex8 {
-  float re, im;
-};
-struct Complex16 {
-  double re, im;
-};
+// The layout case of a shape and its element types: a row whose shape and types have none here
+// fails once it is switched on, until its case is added.
 using E_s = float;
 using E_d = double;
-using E_c = Complex8;
-using E_z = Complex16;
+using E_c = ZynComplex8;
+using E_z = ZynComplex16;
+template <class T>
+constexpr bool kComplex = std::is_same_v<T, ZynComplex8> || std::is_same_v<T, ZynComplex16>;
 using RunFn = void (*)(const RowInfo &);
 template <class In, class Out, Shape S>
 constexpr RunFn kRun = nullptr;
 template <class T, Shape S>
   requires(std::is_floating_point_v<T> && S <= Shape::linearfrac)
-constexpr RunFn kRun<T, T, S> = &run_row<T, S>;
+constexpr RunFn kRun<T, T, S> = &run_row<T, T, S>;
 template <class T, Shape S>
   requires(S >= Shape::packi && S <= Shape::unpackv)
 constexpr RunFn kRun<T, T, S> = &run_pack<sizeof(T), S>;
+template <class In, class Out, Shape S>
+  requires((kComplex<In> || kComplex<Out>) && (S == Shape::unary || S == Shape::binary || S == Shape::scalar))
+constexpr RunFn kRun<In, Out, S> = &run_row<In, Out, S>;
+
+// Parts of complex elements: the same bits (or both NaN) part by part; the real part is what
+// the record's arg1 shows.
+using zyn::test::same;
+template <class C>
+  requires kComplex<C>
+bool same(C x, C y) {
+  return same(x.re, y.re) && same(x.im, y.im);
+}
+template <class T>
+std::string show(T x) {
+  std::ostringstream o;
+  o << x;
+  return o.str();
+}
+template <class T>
+double re_of(T x) {
+  if constexpr (kComplex<T>) return x.re;
+  else return x;
+}
 
 #define ZYN_VEX_ROW(t, Stem, shape, in, out, share, LA, HA, EP) \
   RowInfo{#t[0], #Stem, kRun<E_##in, E_##out, Shape::shape>},
@@ -84,24 +111,24 @@ constexpr int inputs_of(Shape s) { return s == Shape::binary || s == Shape::line
 constexpr int outputs_of(Shape s) { return s == Shape::unary2 ? 2 : 1; }
 
 // A row at one level with its scalars bound: inc null is the contiguous row, else the strided.
-template <class T>
-using Kernel = std::function<void(int n, const T *const *a, const int *inca, T *const *y, const int *incy)>;
+template <class In, class Out>
+using Kernel = std::function<void(int n, const In *const *a, const int *inca, Out *const *y, const int *incy)>;
 template <class F>
 F *as(void *p) {
   return reinterpret_cast<F *>(p);
 }
-template <class T, Shape S>
-Kernel<T> bind(void *k, void *ki, std::array<T, 4> c) {
-  return [=](int n, const T *const *a, const int *ia, T *const *y, const int *iy) {
+template <class T, class Out, Shape S>
+Kernel<T, Out> bind(void *k, void *ki, std::array<T, 4> c) {
+  return [=](int n, const T *const *a, const int *ia, Out *const *y, const int *iy) {
     if constexpr (S == Shape::unary) {
-      if (ia) as<void(int, const T *, int, T *, int)>(ki)(n, a[0], ia[0], y[0], iy[0]);
-      else as<void(int, const T *, T *)>(k)(n, a[0], y[0]);
+      if (ia) as<void(int, const T *, int, Out *, int)>(ki)(n, a[0], ia[0], y[0], iy[0]);
+      else as<void(int, const T *, Out *)>(k)(n, a[0], y[0]);
     } else if constexpr (S == Shape::unary2) {
       if (ia) as<void(int, const T *, int, T *, int, T *, int)>(ki)(n, a[0], ia[0], y[0], iy[0], y[1], iy[1]);
       else as<void(int, const T *, T *, T *)>(k)(n, a[0], y[0], y[1]);
     } else if constexpr (S == Shape::binary) {
-      if (ia) as<void(int, const T *, int, const T *, int, T *, int)>(ki)(n, a[0], ia[0], a[1], ia[1], y[0], iy[0]);
-      else as<void(int, const T *, const T *, T *)>(k)(n, a[0], a[1], y[0]);
+      if (ia) as<void(int, const T *, int, const T *, int, Out *, int)>(ki)(n, a[0], ia[0], a[1], ia[1], y[0], iy[0]);
+      else as<void(int, const T *, const T *, Out *)>(k)(n, a[0], a[1], y[0]);
     } else if constexpr (S == Shape::scalar) {
       if (ia) as<void(int, const T *, int, T, T *, int)>(ki)(n, a[0], ia[0], c[0], y[0], iy[0]);
       else as<void(int, const T *, T, T *)>(k)(n, a[0], c[0], y[0]);
@@ -120,7 +147,11 @@ Kernel<T> bind(void *k, void *ki, std::array<T, 4> c) {
 // denominator that is b itself (zeros, denormals and huge values leave the fast path).
 template <class T, Shape S>
 std::vector<std::array<T, 4>> scalars() {
-  if constexpr (S == Shape::scalar) {
+  if constexpr (S == Shape::scalar && kComplex<T>) {  // the square root, integers, the rest
+    std::vector<std::array<T, 4>> v;
+    for (T b : {T{0.5, 0}, T{2, 0}, T{-3, 0}, T{0, 0}, T{1.5, -0.5}, T{0, 2}}) v.push_back({b});
+    return v;
+  } else if constexpr (S == Shape::scalar) {
     std::vector<std::array<T, 4>> v;
     for (T b : {T(2.7), T(10), T(-1.3), T(0.5), T(-0.5), T(1) / 3, T(-1) / 3, T(-1), T(1.5), T(2) / 3, T(2), T(1)})
       v.push_back({b});
@@ -173,17 +204,24 @@ int replace(ErrorContext *c) {
   ReportLog::record(c);
   c->res1 = kMark1;
   c->res2 = kMark2;
+  c->res1Im = c->res2Im = kMark2;
   return 0;
 }
+// A result of the given parts (the real part alone for a real type).
+template <class E>
+constexpr E mark(double re, double im) {
+  if constexpr (kComplex<E>) return E{static_cast<decltype(E::re)>(re), static_cast<decltype(E::re)>(im)};
+  else return static_cast<E>(re);
+}
 
-template <class T, Shape S>
+template <class T, class Out, Shape S>
 struct Check {
   static constexpr int NI = inputs_of(S), NO = outputs_of(S);
-  static constexpr T kUnset = T(-4242.25);  // never a result here
-  Kernel<T> f;
+  static constexpr Out kUnset = mark<Out>(-4242.25, 0.75);  // never a result here
+  Kernel<T, Out> f;
   std::vector<T> in[NI];  // pool element k is (in[0][k], in[1][k])
   struct Alone {
-    T y[NO];
+    Out y[NO];
     std::vector<Report> reports;
   };
   std::vector<Alone> alone;
@@ -191,12 +229,13 @@ struct Check {
 
   // LinearFrac's blocks divide by a refined reciprocal and its remainder truly, so next to a tie
   // the two round apart: its results may differ by one ulp from where they stand.
-  static bool as_alone(T got, T want) {
-    return same(got, want) || (S == Shape::linearfrac && std::nextafter(want, got) == got);
+  static bool as_alone(Out got, Out want) {
+    if constexpr (kComplex<Out>) return same(got, want);
+    else return same(got, want) || (S == Shape::linearfrac && std::nextafter(want, got) == got);
   }
 
   // Calls f; the reports it made, with the controls and the status checked.
-  std::vector<Report> call(int n, const T *const *a, const int *ia, T *const *y, const int *iy, bool replacing = false) {
+  std::vector<Report> call(int n, const T *const *a, const int *ia, Out *const *y, const int *iy, bool replacing = false) {
     ReportLog log;
     if (replacing) _vexSetErrorCallBack(&replace);
     const uint32_t csr = _mm_getcsr() & ~0x3fu;
@@ -212,9 +251,10 @@ struct Check {
   void alone_results() {
     for (int k = 0; k < m; ++k) {
       Alone e;
-      std::vector<T> a[NI], y[NO];
+      std::vector<T> a[NI];
+      std::vector<Out> y[NO];
       const T *pa[NI];
-      T *py[NO];
+      Out *py[NO];
       for (int j = 0; j < NI; ++j) a[j] = {in[j][k]}, pa[j] = a[j].data();
       for (int j = 0; j < NO; ++j) y[j] = {kUnset}, py[j] = y[j].data();
       e.reports = call(1, pa, nullptr, py, nullptr);
@@ -230,7 +270,7 @@ struct Check {
     for (size_t i = 0; i < who.size(); ++i)
       for (Report r : alone[who[i]].reports) {
         r.index = static_cast<int>(i);
-        r.arg1 = a1 ? a1[i] : r.arg1;
+        r.arg1 = a1 ? re_of(a1[i]) : r.arg1;
         w.push_back(r);
       }
     return w;
@@ -253,12 +293,13 @@ struct Check {
     const int n = 71 - s % 8, variant = s % 4;
     std::vector<int> who(n);
     for (int i = 0; i < n; ++i) who[i] = (i + s) % m;
-    std::vector<T> a[NI], y[NO];
+    std::vector<T> a[NI];
+    std::vector<Out> y[NO];
     const T *pa[NI];
-    T *py[NO];
+    Out *py[NO];
     for (int j = 0; j < NI; ++j) {
       const int off = (s >> j) & 3;
-      a[j].assign(off + n, T(0));  // exactly n: reading past them is an overflow
+      a[j].assign(off + n, T{});  // exactly n: reading past them is an overflow
       for (int i = 0; i < n; ++i) a[j][off + i] = in[j][who[i]];
       pa[j] = a[j].data() + off;
     }
@@ -268,29 +309,32 @@ struct Check {
       py[j] = y[j].data() + off;
     }
     bool own[2] = {true, true};
-    if (variant == 1) py[0] = const_cast<T *>(pa[0]), own[0] = false;
-    if (variant == 3) py[NO - 1] = const_cast<T *>(pa[NI - 1]), own[NO - 1] = false;
+    if constexpr (std::is_same_v<T, Out>) {  // y on an input
+      if (variant == 1) py[0] = const_cast<T *>(pa[0]), own[0] = false;
+      if (variant == 3) py[NO - 1] = const_cast<T *>(pa[NI - 1]), own[NO - 1] = false;
+    }
     const auto got = call(n, pa, nullptr, py, nullptr, variant == 2);
     expect_reports(got, want_reports(who, nullptr), variant == 0 || variant == 2);
     for (int i = 0; i < n; ++i) {
       const bool marked = variant == 2 && !alone[who[i]].reports.empty();
       for (int j = 0; j < NO; ++j) {
-        const T want = marked ? static_cast<T>(j == 0 ? kMark1 : kMark2) : alone[who[i]].y[j];
+        const Out want = marked ? mark<Out>(j == 0 ? kMark1 : kMark2, kMark2) : alone[who[i]].y[j];
         ASSERT_TRUE(as_alone(py[j][i], want)) << "element " << i << " of " << n << ", result " << j << ": "
                                           << py[j][i] << ", alone " << want << (marked ? " (set by the callback)" : "");
       }
     }
     for (int j = 0; j < NO; ++j)
-      for (int i = n; own[j] && i < n + 4; ++i) ASSERT_EQ(py[j][i], kUnset) << "written past n";
+      for (int i = n; own[j] && i < n + 4; ++i) ASSERT_TRUE(same(py[j][i], kUnset)) << "written past n";
   }
 
   // A vector of n elements at stride inc from its base, laid out with room for the reporter's
   // view of it (elements 0 to n-1 from the base).
+  template <class E>
   struct Strided {
-    std::vector<T> v;
+    std::vector<E> v;
     int base;
-    T *at(int i, int inc) { return v.data() + base + static_cast<ptrdiff_t>(i) * inc; }
-    Strided(int n, int inc, T fill) {
+    E *at(int i, int inc) { return v.data() + base + static_cast<ptrdiff_t>(i) * inc; }
+    Strided(int n, int inc, E fill) {
       const int lo = std::min(0, (n - 1) * inc), hi = std::max(n - 1, (n - 1) * inc);
       v.assign(hi - lo + 1, fill);
       base = -lo;
@@ -300,9 +344,10 @@ struct Check {
   void strided(std::array<int, 2> ia, std::array<int, 2> iy) {
     const int n = 71;
     std::vector<int> who(n, -1);
-    std::vector<Strided> a, y, want;
+    std::vector<Strided<T>> a;
+    std::vector<Strided<Out>> y, want;
     const T *pa[NI];
-    T *py[NO];
+    Out *py[NO];
     for (int j = 0; j < NI; ++j) {
       a.emplace_back(n, ia[j], in[j][0]);
       for (int i = 0; i < n; ++i) *a[j].at(i, ia[j]) = in[j][(5 * i + 3) % m];
@@ -324,15 +369,16 @@ struct Check {
   }
 
   void empty_calls() {
-    T a[NI][4] = {}, y[NO][4];
+    T a[NI][4] = {};
+    Out y[NO][4];
     const T *pa[NI];
-    T *py[NO];
+    Out *py[NO];
     for (int j = 0; j < NI; ++j) pa[j] = a[j];
     for (int j = 0; j < NO; ++j) std::fill(y[j], y[j] + 4, kUnset), py[j] = y[j];
     const int inc[2] = {1, 1};
     for (int n : {0, -5})
       for (const int *i : {static_cast<const int *>(nullptr), inc}) EXPECT_TRUE(call(n, pa, i, py, i).empty());
-    for (int j = 0; j < NO; ++j) EXPECT_EQ(y[j][0], kUnset) << "n <= 0 wrote";
+    for (int j = 0; j < NO; ++j) EXPECT_TRUE(same(y[j][0], kUnset)) << "n <= 0 wrote";
   }
 
   void all() {
@@ -353,19 +399,35 @@ struct Check {
   }
 };
 
-template <class T, Shape S>
+// Complex elements pair two pools of their part type, one of them reversed, so that specials
+// meet ordinary values and each other.
+template <class T>
+std::vector<T> element_pool(const std::string &stem, int arg, double b, uint64_t seed) {
+  if constexpr (kComplex<T>) {
+    using P = decltype(T::re);
+    const std::vector<P> re = pool<P>(stem, arg, b, seed), im = pool<P>(stem, arg, b, seed + 100);
+    std::vector<T> v;
+    for (size_t k = 0; k < std::min(re.size(), im.size()); ++k) v.push_back(T{re[k], im[im.size() - 1 - k]});
+    return v;
+  } else {
+    return pool<T>(stem, arg, b, seed);
+  }
+}
+
+template <class T, class Out, Shape S>
 void run_row(const RowInfo &row) {
+  using C = Check<T, Out, S>;
   for (const auto &sc : scalars<T, S>()) {
-    Check<T, S> proto;
-    for (int j = 0; j < Check<T, S>::NI; ++j) proto.in[j] = pool<T>(row.stem, j, sc[0], 7 + j);
-    const size_t m = std::min(proto.in[0].size(), proto.in[Check<T, S>::NI - 1].size());
+    C proto;
+    for (int j = 0; j < C::NI; ++j) proto.in[j] = element_pool<T>(row.stem, j, re_of(sc[0]), 7 + j);
+    const size_t m = std::min(proto.in[0].size(), proto.in[C::NI - 1].size());
     for (auto &v : proto.in) v.resize(m);
     for (int lv = 0; lv < 3; ++lv) {
       void *k = stub(row, "", lv), *ki = stub(row, "I", lv);
       ASSERT_TRUE(k && ki) << row.t << row.stem << " " << kLevels[lv] << ": a stub is missing";
-      SCOPED_TRACE(std::string(kLevels[lv]) + (S == Shape::scalar ? " b = " + std::to_string(sc[0]) : ""));
-      Check<T, S> c = proto;
-      c.f = bind<T, S>(k, ki, sc);
+      SCOPED_TRACE(std::string(kLevels[lv]) + (S == Shape::scalar ? " b = " + show(sc[0]) : ""));
+      C c = proto;
+      c.f = bind<T, Out, S>(k, ki, sc);
       c.all();
       if (::testing::Test::HasFatalFailure()) return;
     }

@@ -1,0 +1,319 @@
+// Complex arithmetic and the rows of complex and real elements (Abs, Arg, CIS), single (c) and
+// double (z), contiguous and strided.
+//
+// Add, Sub, Conj: exact per part (one IEEE operation each), never reported; contiguous calls on
+//   SSE vectors of parts.
+// Mul, MulByConj: (ac - bd) + (ad + bc)i. c rows in double: the products are exact and each
+//   part is rounded twice, below 0.5 + 2^-29 ulp. z rows: three roundings, below 2 ulp of
+//   |ac| + |bd| (a part is only accurate relative to its own size where it does not cancel).
+//   LA and HA recover infinities as C99 Annex G does (an infinite operand never gives
+//   NaN + iNaN); EP keeps the plain formula. Never reported, as the real Mul.
+// Div: LA and HA scale divisor and dividend by powers of two (exact) where an intermediate
+//   could overflow or underflow (a part beyond 2^+-500), then ((ac + bd) + (bc - ad)i) / (c^2 + d^2), and recover
+//   infinities and zeros as Annex G. c rows in double need no scaling. EP: the plain formula
+//   (z: may overflow or underflow spuriously beyond 2^+-511). A zero divisor is reported as
+//   STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
+// Abs, Arg, CIS: the Hypot, Atan2 and SinCos rows of the part type and the same level, run on
+//   the parts of up to 64 elements at a time; their reports are collected and made the
+//   complex row's own (both parts in the record, the real side with imaginary part 0).
+#include <immintrin.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+#include "frame/kernels.hpp"
+#include "vector/complex/complex_map.hpp"
+
+namespace zyn::vk {
+namespace {
+using namespace cx;
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+// The part type in which a row computes: double for both.
+template <class C>
+using Part = decltype(C::re);
+
+template <class C>
+C make(double re, double im) {
+  return C{static_cast<Part<C>>(re), static_cast<Part<C>>(im)};
+}
+
+// Annex G's recovery of a product whose parts both came out NaN.
+void recover_mul(double a, double b, double c, double d, double &x, double &y) {
+  bool again = false;
+  auto box = [](double &v, bool inf) { v = std::copysign(inf ? 1.0 : 0.0, v); };
+  auto nan0 = [](double &v) {
+    if (std::isnan(v)) v = std::copysign(0.0, v);
+  };
+  if (std::isinf(a) || std::isinf(b)) {
+    box(a, std::isinf(a)), box(b, std::isinf(b)), nan0(c), nan0(d);
+    again = true;
+  }
+  if (std::isinf(c) || std::isinf(d)) {
+    box(c, std::isinf(c)), box(d, std::isinf(d)), nan0(a), nan0(b);
+    again = true;
+  }
+  if (!again && (std::isinf(a * c) || std::isinf(b * d) || std::isinf(a * d) || std::isinf(b * c))) {
+    nan0(a), nan0(b), nan0(c), nan0(d);
+    again = true;
+  }
+  if (again) x = kInf * (a * c - b * d), y = kInf * (a * d + b * c);
+}
+
+// sign -1 multiplies by the conjugate of the second operand.
+template <class C, bool kRecover, int kSign>
+struct MulOp {
+  static int eval(const C &p, const C &q, C &r) {
+    const double a = p.re, b = p.im, c = q.re, d = kSign * static_cast<double>(q.im);
+    if constexpr (sizeof(Part<C>) == 4 && !kRecover) {  // c EP: single precision throughout
+      const float fa = p.re, fb = p.im, fc = q.re, fd = kSign * q.im;
+      r = C{fa * fc - fb * fd, fa * fd + fb * fc};
+      return STATUS_OK;
+    }
+    double x = a * c - b * d, y = a * d + b * c;
+    if (kRecover && std::isnan(x) && std::isnan(y)) recover_mul(a, b, c, d, x, y);
+    r = make<C>(x, y);
+    return STATUS_OK;
+  }
+};
+
+// Annex G's recovery of a quotient whose parts both came out NaN (unscaled operands).
+void recover_div(double a, double b, double c, double d, double &x, double &y) {
+  if (c == 0 && d == 0 && (!std::isnan(a) || !std::isnan(b))) {
+    x = std::copysign(kInf, c) * a, y = std::copysign(kInf, c) * b;
+  } else if ((std::isinf(a) || std::isinf(b)) && std::isfinite(c) && std::isfinite(d)) {
+    a = std::copysign(std::isinf(a) ? 1.0 : 0.0, a), b = std::copysign(std::isinf(b) ? 1.0 : 0.0, b);
+    x = kInf * (a * c + b * d), y = kInf * (b * c - a * d);
+  } else if ((std::isinf(c) || std::isinf(d)) && std::isfinite(a) && std::isfinite(b)) {
+    c = std::copysign(std::isinf(c) ? 1.0 : 0.0, c), d = std::copysign(std::isinf(d) ? 1.0 : 0.0, d);
+    x = 0.0 * (a * c + b * d), y = 0.0 * (b * c - a * d);
+  }
+}
+
+// Exponent e with 2^e <= max(|u|, |v|) < 2^(e+1) for finite nonzero values, else 0.
+int binade(double u, double v) {
+  const double m = std::max(std::fabs(u), std::fabs(v));
+  return std::isfinite(m) && m != 0 ? std::ilogb(m) : 0;
+}
+
+template <class C, bool kFull>
+struct DivOp {
+  static int eval(const C &p, const C &q, C &r) {
+    const double a = p.re, b = p.im, c = q.re, d = q.im;
+    const int status = c == 0 && d == 0 ? STATUS_SINGULARITY : STATUS_OK;
+    double x, y;
+    const double mc = std::fmax(std::fabs(c), std::fabs(d)), ma = std::fmax(std::fabs(a), std::fabs(b));
+    const bool safe = mc >= 0x1p-500 && mc <= 0x1p500 && ma <= 0x1p500 && (ma >= 0x1p-500 || ma == 0);
+    if (sizeof(Part<C>) == 4 || !kFull || safe) {  // no intermediate overflows or underflows
+      const double den = c * c + d * d;
+      x = (a * c + b * d) / den, y = (b * c - a * d) / den;
+    } else {
+      const int ed = binade(c, d), en = binade(a, b);
+      const double cs = std::scalbn(c, -ed), ds = std::scalbn(d, -ed);
+      const double as = std::scalbn(a, -en), bs = std::scalbn(b, -en);
+      const double den = cs * cs + ds * ds;
+      x = std::scalbn((as * cs + bs * ds) / den, en - ed), y = std::scalbn((bs * cs - as * ds) / den, en - ed);
+    }
+    if (kFull && std::isnan(x) && std::isnan(y)) recover_div(a, b, c, d, x, y);
+    r = make<C>(x, y);
+    return status;
+  }
+};
+
+// Part-wise rows on m parts (m even) of contiguous vectors, two or four parts a vector.
+template <class P, class F>
+void part_loop(int m, const P *a, const P *b, P *y, F f) {
+  int i = 0;
+  if constexpr (sizeof(P) == 8) {
+    for (; i + 4 <= m; i += 4) {
+      _mm_storeu_pd(y + i, f(_mm_loadu_pd(a + i), _mm_loadu_pd(b + i)));
+      _mm_storeu_pd(y + i + 2, f(_mm_loadu_pd(a + i + 2), _mm_loadu_pd(b + i + 2)));
+    }
+    for (; i < m; i += 2) _mm_storeu_pd(y + i, f(_mm_loadu_pd(a + i), _mm_loadu_pd(b + i)));
+  } else {
+    for (; i + 4 <= m; i += 4) _mm_storeu_ps(y + i, f(_mm_loadu_ps(a + i), _mm_loadu_ps(b + i)));
+    if (i < m) {  // one complex element left
+      const __m128 r = f(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(a + i))),
+                         _mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(b + i))));
+      _mm_store_sd(reinterpret_cast<double *>(y + i), _mm_castps_pd(r));
+    }
+  }
+}
+
+template <class C, int kSign>  // 1: Add, -1: Sub
+struct AddOp {
+  static int eval(const C &p, const C &q, C &r) {
+    r = C{kSign > 0 ? p.re + q.re : p.re - q.re, kSign > 0 ? p.im + q.im : p.im - q.im};
+    return STATUS_OK;
+  }
+  template <class P>
+  static void parts(int m, const P *a, const P *b, P *y) {
+    part_loop(m, a, b, y, [](auto u, auto v) { return kSign > 0 ? u + v : u - v; });
+  }
+};
+
+template <class C>
+struct ConjOp {
+  static int eval(const C &p, const C &, C &r) {
+    r = C{p.re, -p.im};
+    return STATUS_OK;
+  }
+  template <class P>
+  static void parts(int m, const P *a, const P *, P *y) {
+    if constexpr (sizeof(P) == 8) {
+      const __m128d sign = _mm_set_pd(-0.0, 0.0);
+      part_loop(m, a, a, y, [sign](__m128d u, __m128d) { return _mm_xor_pd(u, sign); });
+    } else {
+      const __m128 sign = _mm_set_ps(-0.0f, 0.0f, -0.0f, 0.0f);
+      part_loop(m, a, a, y, [sign](__m128 u, __m128) { return _mm_xor_ps(u, sign); });
+    }
+  }
+};
+
+// Abs, Arg, CIS through the real row `f` of their level, 64 elements at a time. In and Out are
+// the element types of the complex row; one of them is complex.
+template <class In, class Out, class F>
+void through_row(int n, Vec<const In> a, Vec<Out> y, const char *name, F f) {
+  constexpr int kChunk = frame::ReportSink::kMax;
+  using R = std::conditional_t<sizeof(In) == 4 || sizeof(Out) == 4, float, double>;
+  FpScope<X87Kind::MasksOnly, MxKind::ModeDriven> fp;
+  for (int i0 = 0; i0 < n; i0 += kChunk) {
+    const int m = std::min(kChunk, n - i0);
+    alignas(16) R u[kChunk], v[kChunk];
+    for (int k = 0; k < m; ++k) {
+      if constexpr (std::is_floating_point_v<In>) {
+        u[k] = a[i0 + k];
+      } else {
+        u[k] = a[i0 + k].re, v[k] = a[i0 + k].im;
+      }
+    }
+    frame::ReportSink sink;
+    frame::ReportSink *old = frame::SetReportSink(&sink);
+    f(m, u, v);  // results in u (and v)
+    frame::SetReportSink(old);
+    for (int k = 0; k < m; ++k) {
+      if constexpr (std::is_floating_point_v<Out>) {
+        y[i0 + k] = u[k];
+      } else {
+        y[i0 + k] = Out{u[k], v[k]};
+      }
+    }
+    for (int r = 0; r < sink.count; ++r) report(sink.status[r], i0 + sink.index[r], a.p, a.p, y.p, name);
+  }
+}
+
+#define ZYN_CX_NAME(t, Stem) \
+  constexpr char k##t##Stem##Name[] = "v" #t #Stem;
+
+ZYN_CX_NAME(c, Add)
+ZYN_CX_NAME(z, Add)
+ZYN_CX_NAME(c, Sub)
+ZYN_CX_NAME(z, Sub)
+ZYN_CX_NAME(c, Mul)
+ZYN_CX_NAME(z, Mul)
+ZYN_CX_NAME(c, MulByConj)
+ZYN_CX_NAME(z, MulByConj)
+ZYN_CX_NAME(c, Div)
+ZYN_CX_NAME(z, Div)
+ZYN_CX_NAME(c, Conj)
+ZYN_CX_NAME(z, Conj)
+ZYN_CX_NAME(c, Abs)
+ZYN_CX_NAME(z, Abs)
+ZYN_CX_NAME(c, Arg)
+ZYN_CX_NAME(z, Arg)
+ZYN_CX_NAME(c, CIS)
+ZYN_CX_NAME(z, CIS)
+
+constexpr X87Kind kMasks = X87Kind::MasksOnly;
+constexpr MxKind kMode = MxKind::ModeDriven;
+
+}  // namespace
+}  // namespace zyn::vk
+
+using zyn::vk::cx::Vec;
+
+#define ZYN_CX_BINARY(row, lvl, C, ...)                                                           \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, const C *b, C *y) {                   \
+    zyn::vk::each<__VA_ARGS__>(n, Vec<const C>{a, 1}, Vec<const C>{b, 1}, Vec<C>{y, 1});        \
+  }                                                                                             \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const C *a, int inca, const C *b, int incb, C *y, \
+                                        int incy) {                                             \
+    zyn::vk::each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{b, incb}, Vec<C>{y, incy}); \
+  }
+namespace zyn::vk {
+namespace {
+template <class O, const char *N, X87Kind X = kMasks, MxKind M = kMode>
+using R = Row<O, X, M, N>;
+}  // namespace
+}  // namespace zyn::vk
+using namespace zyn::vk;
+using namespace zyn::vk::cx;
+
+ZYN_CX_BINARY(cAdd, HA, C8, R<AddOp<C8, 1>, kcAddName>)
+ZYN_CX_BINARY(cAdd, EP, C8, R<AddOp<C8, 1>, kcAddName>)
+ZYN_CX_BINARY(zAdd, HA, C16, R<AddOp<C16, 1>, kzAddName>)
+ZYN_CX_BINARY(zAdd, EP, C16, R<AddOp<C16, 1>, kzAddName, X87Kind::Double>)
+ZYN_CX_BINARY(cSub, HA, C8, R<AddOp<C8, -1>, kcSubName>)
+ZYN_CX_BINARY(cSub, EP, C8, R<AddOp<C8, -1>, kcSubName>)
+ZYN_CX_BINARY(zSub, HA, C16, R<AddOp<C16, -1>, kzSubName>)
+ZYN_CX_BINARY(zSub, EP, C16, R<AddOp<C16, -1>, kzSubName, X87Kind::Double>)
+ZYN_CX_BINARY(cMul, HA, C8, R<MulOp<C8, true, 1>, kcMulName>)
+ZYN_CX_BINARY(cMul, EP, C8, R<MulOp<C8, false, 1>, kcMulName>)
+ZYN_CX_BINARY(zMul, HA, C16, R<MulOp<C16, true, 1>, kzMulName>)
+ZYN_CX_BINARY(zMul, EP, C16, R<MulOp<C16, false, 1>, kzMulName>)
+ZYN_CX_BINARY(cMulByConj, HA, C8, R<MulOp<C8, true, -1>, kcMulByConjName>)
+ZYN_CX_BINARY(cMulByConj, EP, C8, R<MulOp<C8, false, -1>, kcMulByConjName>)
+ZYN_CX_BINARY(zMulByConj, HA, C16, R<MulOp<C16, true, -1>, kzMulByConjName>)
+ZYN_CX_BINARY(zMulByConj, EP, C16, R<MulOp<C16, false, -1>, kzMulByConjName>)
+ZYN_CX_BINARY(cDiv, HA, C8, R<DivOp<C8, true>, kcDivName>)
+ZYN_CX_BINARY(cDiv, EP, C8, R<DivOp<C8, false>, kcDivName>)
+ZYN_CX_BINARY(zDiv, HA, C16, R<DivOp<C16, true>, kzDivName>)
+ZYN_CX_BINARY(zDiv, EP, C16, R<DivOp<C16, false>, kzDivName>)
+ZYN_CX_UNARY(cConj, HA, C8, R<ConjOp<C8>, kcConjName, kMasks, MxKind::MasksOnly>)
+ZYN_CX_UNARY(zConj, HA, C16, R<ConjOp<C16>, kzConjName, kMasks, MxKind::MasksOnly>)
+
+// Abs = Hypot(re, im), Arg = Atan2(im, re), CIS = cos + i sin from SinCos(x), at level L.
+#define ZYN_CX_MIXED(t, r, C, lvl, L)                                                                 \
+  extern "C" void zyn_vk_##t##Abs_##lvl(int n, const C *a, r *y) { t##abs(n, {a, 1}, {y, 1}, L); }    \
+  extern "C" void zyn_vk_##t##AbsI_##lvl(int n, const C *a, int inca, r *y, int incy) {              \
+    t##abs(n, {a, inca}, {y, incy}, L);                                                               \
+  }                                                                                                   \
+  extern "C" void zyn_vk_##t##Arg_##lvl(int n, const C *a, r *y) { t##arg(n, {a, 1}, {y, 1}, L); }    \
+  extern "C" void zyn_vk_##t##ArgI_##lvl(int n, const C *a, int inca, r *y, int incy) {              \
+    t##arg(n, {a, inca}, {y, incy}, L);                                                               \
+  }                                                                                                   \
+  extern "C" void zyn_vk_##t##CIS_##lvl(int n, const r *a, C *y) { t##cis(n, {a, 1}, {y, 1}, L); }    \
+  extern "C" void zyn_vk_##t##CISI_##lvl(int n, const r *a, int inca, C *y, int incy) {              \
+    t##cis(n, {a, inca}, {y, incy}, L);                                                               \
+  }
+
+#define ZYN_CX_MIXED_FNS(t, r, C, s)                                                                 \
+  namespace {                                                                                        \
+  void t##abs(int n, Vec<const C> a, Vec<r> y, int L) {                                              \
+    through_row(n, a, y, k##t##AbsName,                                                              \
+                [L](int m, r *u, r *v) { zyn_vex_kernel_##s##Hypot_ttab[L](m, u, v, u); });          \
+  }                                                                                                  \
+  void t##arg(int n, Vec<const C> a, Vec<r> y, int L) {                                              \
+    through_row(n, a, y, k##t##ArgName,                                                              \
+                [L](int m, r *u, r *v) { zyn_vex_kernel_##s##Atan2_ttab[L](m, v, u, u); });          \
+  }                                                                                                  \
+  void t##cis(int n, Vec<const r> a, Vec<C> y, int L) {                                              \
+    through_row(n, a, y, k##t##CISName, [L](int m, r *u, r *v) {                                     \
+      alignas(16) r sn[zyn::frame::ReportSink::kMax];                                                \
+      zyn_vex_kernel_##s##SinCos_ttab[L](m, u, sn, u);                                               \
+      std::copy(sn, sn + m, v);                                                                      \
+    });                                                                                              \
+  }                                                                                                  \
+  }
+
+ZYN_CX_MIXED_FNS(c, float, C8, s)
+ZYN_CX_MIXED_FNS(z, double, C16, d)
+ZYN_CX_MIXED(c, float, C8, LA, 0)
+ZYN_CX_MIXED(c, float, C8, HA, 1)
+ZYN_CX_MIXED(c, float, C8, EP, 2)
+ZYN_CX_MIXED(z, double, C16, LA, 0)
+ZYN_CX_MIXED(z, double, C16, HA, 1)
+ZYN_CX_MIXED(z, double, C16, EP, 2)

@@ -1,0 +1,102 @@
+// The element loop of the complex rows: entry and exit of the floating-point state, one element
+// at a time through the row's operation, and the report of a nonzero status with the element's
+// number and the base pointers (for a strided call, element i of the vectors taken
+// contiguously), through the complex reporter of the row's type.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <type_traits>
+
+#include "frame/report.hpp"
+#include "vector/skeleton/fpenv.hpp"
+#include "zyn/vex.h"
+
+namespace zyn::vk::cx {
+
+template <class R>
+struct CxOf;
+template <>
+struct CxOf<float> {
+  using type = ZynComplex8;
+};
+template <>
+struct CxOf<double> {
+  using type = ZynComplex16;
+};
+
+// A vector at a stride; inc 1 for a contiguous call.
+template <class T>
+struct Vec {
+  T *p;
+  int inc;
+  T &operator[](int i) const { return p[static_cast<ptrdiff_t>(i) * inc]; }
+};
+
+template <class A, class R>
+inline void report(int status, int i, const A *a1, const A *a2, R *r1, const char *name) {
+  if constexpr (sizeof(A) == 4 || sizeof(R) == 4 || std::is_same_v<A, ZynComplex8>)
+    frame::ReportErrorC(status, i, a1, a2, r1, r1, name);
+  else
+    frame::ReportErrorZ(status, i, a1, a2, r1, r1, name);
+}
+
+// Op::eval(x, w, r) returns the status; w is x for a function of one input, and a scalar
+// second input is a vector of stride 0.
+template <class Op, class In, class Out>
+void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
+  FpScope<Op::kX87, Op::kMx> fp;
+  if constexpr (requires { &Op::parts; }) {  // a part-wise operation: contiguous vectors of parts
+    if (a.inc == 1 && b.inc == 1 && y.inc == 1 && n > 0) return Op::parts(2 * n, &a.p->re, &b.p->re, &y.p->re);
+  }
+  for (int i = 0; i < n; ++i) {
+    Out r;
+    const int status = Op::eval(a[i], b[i], r);
+    y[i] = r;
+    if (status != 0) report(status, i, a.p, b.inc == 0 ? a.p : b.p, y.p, Op::kName);  // a scalar b: a twice
+  }
+}
+
+// The entry kinds and name of a row.
+template <X87Kind X, MxKind M, const char *N>
+struct Kinds {
+  static constexpr X87Kind kX87 = X;
+  static constexpr MxKind kMx = M;
+  static constexpr const char *kName = N;
+};
+template <class O, X87Kind X, MxKind M, const char *N>
+struct Row : O, Kinds<X, M, N> {};
+
+using C8 = ZynComplex8;
+using C16 = ZynComplex16;
+using LD = long double;
+
+// A function F on one element of C: the parts in double, the result rounded once to C's parts,
+// overflow and underflow found from the rounded result.
+template <class C, class F>
+struct Elem {
+  static int eval(const C &p, const C &, C &r) {
+    using P = decltype(C::re);
+    LD re, im;
+    int status = F::template f<P>(p.re, p.im, re, im);
+    r = C{static_cast<P>(re), static_cast<P>(im)};
+    if (status == STATUS_OK && std::isfinite(p.re) && std::isfinite(p.im)) {
+      const LD m = hypotl(re, im);
+      if (std::isinf(r.re) || std::isinf(r.im)) status = STATUS_OVERFLOW;
+      else if (m != 0 && m < std::numeric_limits<P>::min()) status = STATUS_UNDERFLOW;
+    }
+    return status;
+  }
+};
+
+}  // namespace zyn::vk::cx
+
+// The contiguous and strided kernels of a one-input complex row at one level.
+#define ZYN_CX_UNARY(row, lvl, C, ...)                                                            \
+  extern "C" void zyn_vk_##row##_##lvl(int n, const C *a, C *y) {                                 \
+    each<__VA_ARGS__>(n, Vec<const C>{a, 1}, Vec<const C>{a, 1}, Vec<C>{y, 1});                   \
+  }                                                                                               \
+  extern "C" void zyn_vk_##row##I_##lvl(int n, const C *a, int inca, C *y, int incy) {           \
+    each<__VA_ARGS__>(n, Vec<const C>{a, inca}, Vec<const C>{a, inca}, Vec<C>{y, incy});          \
+  }
