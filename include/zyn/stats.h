@@ -130,6 +130,7 @@ enum {
   SsStatusQuantileOrderCount = -4022,
   SsStatusQuantiles = -4023,
   SsStatusOrderStatistics = -4024,
+  SsStatusCovRank = -4025, /* a covariance matrix of less than full rank */
   SsStatusRobustCov = -4027,
   SsStatusRobustMean = -4028,
   SsStatusMethod = -4029,
@@ -471,4 +472,22 @@ ZYN_API int _rnxdSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t
                                       const ZynThreader *threader);
 ZYN_API int _rnxsSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t method,
                                       const ZynThreader *threader);
+
+/* ---- robust estimation and outliers ------------------------------------------------------- */
+
+/* Chi-squared distribution with d degrees of freedom: distribution function and density by the
+ * regularised incomplete gamma function (relative error about 1e-14), and the inverse of the
+ * distribution function by Newton steps (relative tolerance 5e-15). */
+ZYN_API double __rnxdChi2CDF(double d, double x);
+ZYN_API double __rnxdChi2PDF(double d, double x);
+ZYN_API double __rnxdChi2ICDF(double d, double y);
+/* log Gamma(x) for x > 0. */
+ZYN_API double __rnxdLGamma(double x);
+/* 0 when the symmetric p x p matrix has full rank (its least eigenvalue above p * eps times the
+ * largest), else SsStatusCovRank; SsStatusEigen when the eigenvalue routine fails. */
+ZYN_API int __rnxdTestCovRank(int64_t p, const double *matrix);
+/* Inverts a symmetric positive definite p x p matrix in place (full storage). The matrix must
+ * come from zyn_serv_allocate: on SsStatusFactor (not positive definite) it has been freed.
+ * SsStatusInverse when the inversion of the factor fails. */
+ZYN_API int __rnxdInvCov(int64_t p, double *matrix);
 #endif
