@@ -67,4 +67,14 @@ inline int spevd(int n, float *ap, float *w, float *z, float *work, int lwork, i
   return info;
 }
 
+// C (m x n) = A B, A m x m symmetric (its upper triangle read), B m x n (sequential).
+inline void symm_left(int m, int n, const double *a, const double *b, double *c) {
+  const double one = 1, zero = 0;
+  core::zyn_blas_xdsymm("L", "U", &m, &n, &one, a, &m, b, &m, &zero, c, &m);
+}
+inline void symm_left(int m, int n, const float *a, const float *b, float *c) {
+  const float one = 1, zero = 0;
+  core::zyn_blas_xssymm("L", "U", &m, &n, &one, a, &m, b, &m, &zero, c, &m);
+}
+
 }  // namespace zyn::stats::la

@@ -475,6 +475,27 @@ ZYN_API int _rnxsSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t
 
 /* ---- robust estimation and outliers ------------------------------------------------------- */
 
+/* Median absolute deviation about the median, unscaled (SsEstimateMedianDeviation, method
+ * SsMethodFast), and mean absolute deviation sum w |x - m| / sum w about the weighted mean
+ * (SsMethodFast) or the task's mean (SsMethodFastUserMean) (SsEstimateMeanDeviation). */
+ZYN_API int _rnxdSSMAD(SsTask *task, uint64_t estimates, uint64_t method,
+                       const ZynThreader *threader);
+ZYN_API int _rnxsSSMAD(SsTask *task, uint64_t estimates, uint64_t method,
+                       const ZynThreader *threader);
+/* Mahalanobis distances sqrt(dT A d), d = x_j - mean, into outlierWeights[j], with A the inverse
+ * covariance in cov (full storage) as __rnxdInvCov leaves it (method SsMethodFast). */
+ZYN_API int _rnxdSSMahDistance(SsTask *task, uint64_t estimates, uint64_t method,
+                               const ZynThreader *threader);
+ZYN_API int _rnxsSSMahDistance(SsTask *task, uint64_t estimates, uint64_t method,
+                               const ZynThreader *threader);
+/* Outlier detection by BACON (method SsMethodOutliers): outlierWeights[j] is 1 for an observation
+ * of the final clean subset, 0 for an outlier. outlierParams (count 3, else defaults): initial
+ * method, 1 classical (Mahalanobis) or 2 median (Euclidean) start, default 2; alpha, the
+ * per-observation rejection level, default 0.05; beta, the stopping fraction, default 0.005. */
+ZYN_API int _rnxdSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
+ZYN_API int _rnxsSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
 /* Chi-squared distribution with d degrees of freedom: distribution function and density by the
  * regularised incomplete gamma function (relative error about 1e-14), and the inverse of the
  * distribution function by Newton steps (relative tolerance 5e-15). */

@@ -100,3 +100,286 @@ TEST(InvCov, MatchesGaussJordanAndRejectsSingular) {
 }
 
 }  // namespace
+
+// ---- entries ------------------------------------------------------------------------------------
+
+namespace {
+
+using namespace sstest;
+
+template <class T, class D, class S, class... A>
+int call(D d, S s, A... a) {
+  if constexpr (sizeof(T) == 8) return d(a...);
+  else return s(a...);
+}
+template <class T>
+int mad(SsTask *t, uint64_t e, uint64_t m, const ZynThreader *th = nullptr) {
+  return call<T>(_rnxdSSMAD, _rnxsSSMAD, t, e, m, th);
+}
+template <class T>
+int mahalanobis(SsTask *t, const ZynThreader *th = nullptr) {
+  return call<T>(_rnxdSSMahDistance, _rnxsSSMahDistance, t, SsEstimateR2s, SsMethodFast, th);
+}
+template <class T>
+int bacon(SsTask *t, const ZynThreader *th = nullptr) {
+  return call<T>(_rnxdSSOutliersDetection, _rnxsSSOutliersDetection, t, 0, SsMethodOutliers, th);
+}
+// 1, 2 and 7 threads and the core library's table give the same bits.
+template <class Run>
+void expect_threads_same(Run run) {
+  const Snapshot one = run(threads_table(1));
+  for (const ZynThreader *th : {threads_table(2), threads_table(7), &zyn_serv_ss_threader})
+    EXPECT_EQ(run(th).value, one.value);
+}
+template <class T>
+constexpr double kTol = sizeof(T) == 8 ? 1e-13 : 2e-5;
+
+// Median of a sorted vector, the two middle values averaged for an even count.
+long double median_sorted(const std::vector<long double> &s) {
+  const size_t n = s.size();
+  return n % 2 ? s[n / 2] : (s[n / 2 - 1] + s[n / 2]) / 2;
+}
+
+template <class T>
+void check_mad(const Data<T> &d, uint64_t method) {
+  SCOPED_TRACE(testing::Message() << "p " << d.p << " n " << d.n << " om " << d.om << " w " << !d.w.empty()
+                                  << " method " << method << " float " << (sizeof(T) == 4));
+  Task<T> task(d);
+  std::vector<T> md(d.p, -1), mn(d.p, -1), centre(d.p);
+  for (int64_t i = 0; i < d.p; ++i) centre[i] = d.at(i, 0) + T(0.25);
+  edit(task.t, SsEditMedianDeviation, md.data()), edit(task.t, SsEditMeanDeviation, mn.data());
+  edit(task.t, SsEditMean, centre.data());
+  auto run = [&](const ZynThreader *th) {
+    EXPECT_EQ(mad<T>(task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, method | SsMethodFast, th), 0);
+    Snapshot s;
+    for (int64_t i = 0; i < d.p; ++i) s.add(md[i], 1), s.add(mn[i], 1);
+    return s;
+  };
+  const Snapshot got = run(nullptr);
+  const Reference ref(d);
+  for (int64_t i = 0; i < d.p; ++i) {
+    if (!d.active(i)) {
+      EXPECT_TRUE(md[i] == T(-1) && mn[i] == T(-1)) << i;
+      continue;
+    }
+    std::vector<long double> v(d.n);
+    for (int64_t j = 0; j < d.n; ++j) v[j] = d.at(i, j);
+    std::sort(v.begin(), v.end());
+    const long double med = median_sorted(v);
+    for (auto &e : v) e = std::fabs(e - med);
+    std::sort(v.begin(), v.end());
+    // Scales: the median in T is rounded at the data's magnitude.
+    EXPECT_NEAR(md[i], double(median_sorted(v)), kTol<T> * kOffset<T>) << i;
+    const long double m = method == SsMethodFastUserMean ? centre[i] : ref.mean[i];
+    long double s = 0;
+    for (int64_t j = 0; j < d.n; ++j) s += (d.w.empty() ? 1 : d.w[j]) * std::fabs(d.at(i, j) - m);
+    EXPECT_NEAR(mn[i], double(s / ref.W), kTol<T> * kOffset<T>) << i;
+  }
+  expect_threads_same(run);
+}
+
+TEST(SsMad, MatchesSortedAndLongDoubleReferencesWithThreads) {
+  for (uint64_t method : {SsMethodFast, SsMethodFastUserMean})
+    for (auto [p, n, om, w, flags] : {std::tuple{1, 1, false, false, false}, {1, 2, false, true, false},
+                                      {3, 1001, true, true, true}, {5, 4000, false, false, false}}) {
+      check_mad(make_data<double>(p, n, om, w, flags, 11 + n), method);
+      check_mad(make_data<float>(p, n, om, w, flags, 11 + n), method);
+    }
+}
+
+// Mahalanobis distances against long double, both layouts, n around the block size.
+template <class T>
+void check_distances(int64_t p, int64_t n, bool om) {
+  SCOPED_TRACE(testing::Message() << "p " << p << " n " << n << " om " << om);
+  const Data<T> d = make_data<T>(p, n, om, false, false, 5 + n);
+  Task<T> task(d);
+  std::mt19937_64 g(p);
+  std::uniform_real_distribution<double> u(-0.3, 0.3);
+  std::vector<T> mean(p), a(p * p), out(n, -1);
+  for (int64_t i = 0; i < p; ++i) {
+    mean[i] = kOffset<T> + T(i);
+    for (int64_t l = 0; l <= i; ++l) a[i * p + l] = a[l * p + i] = T(i == l ? 1 + i : u(g));
+  }
+  edit(task.t, SsEditMean, mean.data()), edit(task.t, SsEditCov, a.data());
+  edit(task.t, SsEditOutlierWeights, out.data());
+  auto run = [&](const ZynThreader *th) {
+    EXPECT_EQ(mahalanobis<T>(task.t, th), 0);
+    Snapshot s;
+    for (T e : out) s.add(e, 1);
+    return s;
+  };
+  run(nullptr);
+  for (int64_t j = 0; j < n; ++j) {
+    long double q = 0;
+    for (int64_t i = 0; i < p; ++i)
+      for (int64_t l = 0; l < p; ++l)
+        q += (d.at(i, j) - (long double)mean[i]) * a[i * p + l] * (d.at(l, j) - (long double)mean[l]);
+    ASSERT_NEAR(out[j], double(std::sqrt(q)), (sizeof(T) == 8 ? 1e-13 : 1e-5) * double(std::sqrt(q)) + 1e-12) << j;
+  }
+  expect_threads_same(run);
+}
+
+TEST(SsMahDistance, MatchesLongDoubleAroundTheBlockSize) {
+  for (auto [p, n] : {std::pair{1, 5}, {3, 255}, {4, 257}, {16, 1300}})
+    for (bool om : {false, true}) check_distances<double>(p, n, om), check_distances<float>(p, n, om);
+}
+
+}  // namespace
+
+namespace {
+
+using namespace sstest;
+
+// Gaussian data (unit variances, correlation 0.5 between neighbours) with the first `bad`
+// observations moved by +8 in every variable.
+template <class T>
+Data<T> planted(int64_t p, int64_t n, int64_t bad, bool om, bool weighted, uint64_t seed) {
+  Data<T> d;
+  d.p = p, d.n = n, d.om = om, d.x.resize(p * n);
+  std::mt19937_64 g(seed);
+  std::normal_distribution<double> z;
+  for (int64_t j = 0; j < n; ++j) {
+    double prev = z(g);
+    for (int64_t i = 0; i < p; ++i) {
+      const double v = i == 0 ? prev : 0.5 * prev + 0.8660254037844386 * z(g);
+      d.at(i, j) = static_cast<T>(v + (j < bad ? 8 : 0) + 100);
+      prev = v;
+    }
+  }
+  std::uniform_real_distribution<double> uw(0.5, 2.0);
+  for (int64_t j = 0; weighted && j < n; ++j) d.w.push_back(static_cast<T>(uw(g)));
+  return d;
+}
+
+template <class T>
+struct Bacon {
+  Task<T> task;
+  std::vector<T> out, params;
+  int64_t count = 3;
+  Bacon(const Data<T> &d, std::vector<T> prm) : task(d), out(d.n, -1), params(std::move(prm)) {
+    count = static_cast<int64_t>(params.size());
+    task.t->outlierWeights = out.data();
+    if (!params.empty()) task.t->outlierParamCount = &count, task.t->outlierParams = params.data();
+  }
+  int operator()(const ZynThreader *th = nullptr) { return bacon<T>(task.t, th); }
+};
+
+// The final subset is the cut of its own estimates: long-double mean and covariance of the
+// subset, distances, the corrected chi-squared cut. Observations within 1e-6 of the cut are not
+// judged.
+template <class T>
+void expect_fixed_point(const Data<T> &d, const std::vector<T> &out, double alpha) {
+  const int64_t p = d.p, n = d.n;
+  long double W = 0;
+  std::vector<long double> m(p, 0);
+  std::vector<double> c(p * p, 0);
+  int64_t r = 0;
+  auto w = [&](int64_t j) -> long double { return out[j] * (d.w.empty() ? 1 : d.w[j]); };
+  for (int64_t j = 0; j < n; ++j) {
+    W += w(j), r += out[j] != 0;
+    for (int64_t i = 0; i < p; ++i) m[i] += w(j) * d.at(i, j);
+  }
+  for (auto &e : m) e /= W;
+  std::vector<long double> cl(p * p, 0);
+  for (int64_t j = 0; j < n; ++j)
+    for (int64_t i = 0; i < p; ++i)
+      for (int64_t l = 0; l < p; ++l) cl[i * p + l] += w(j) * (d.at(i, j) - m[i]) * (d.at(l, j) - m[l]);
+  for (int64_t k = 0; k < p * p; ++k) c[k] = double(cl[k]);  // the divisor is irrelevant after scaling:
+  long double W2 = 0;
+  for (int64_t j = 0; j < n; ++j) W2 += w(j) * w(j);
+  for (auto &e : c) e = double(e / (W - W2 / W));
+  const auto inv = gauss_jordan(c, int(p));
+  const double h = std::floor((n + p + 1) / 2.0);
+  const double cut = (1 + (p + 1.0) / (n - p) + 2.0 / (n - 1 - 3 * p) + std::max(0.0, (h - r) / (h + r))) *
+                     std::sqrt(__rnxdChi2ICDF(double(p), 1 - alpha));
+  for (int64_t j = 0; j < n; ++j) {
+    long double q = 0;
+    for (int64_t i = 0; i < p; ++i)
+      for (int64_t l = 0; l < p; ++l) q += (d.at(i, j) - m[i]) * inv[i * p + l] * (d.at(l, j) - m[l]);
+    const double dist = double(std::sqrt(q));
+    if (std::fabs(dist - cut) > 1e-6 * cut) {
+      EXPECT_EQ(out[j], dist < cut ? 1 : 0) << j;
+    }
+  }
+}
+
+template <class T>
+void check_planted(bool om, bool weighted, T start) {
+  SCOPED_TRACE(testing::Message() << "om " << om << " w " << weighted << " start " << start << " float " << (sizeof(T) == 4));
+  const int64_t p = 4, n = 2000, bad = 200;
+  const Data<T> d = planted<T>(p, n, bad, om, weighted, 3 + om + 2 * weighted);
+  Bacon<T> b(d, {start, T(0.05), T(1e-9)});
+  ASSERT_EQ(b(), 0);
+  int64_t flagged_clean = 0;
+  for (int64_t j = 0; j < n; ++j) {
+    if (j < bad) ASSERT_EQ(b.out[j], 0) << j;
+    else flagged_clean += b.out[j] == 0;
+  }
+  EXPECT_LT(flagged_clean, 3 * 0.05 * (n - bad));
+  expect_fixed_point(d, b.out, 0.05);
+  // The other start reaches the same subset on separated data; threads change nothing.
+  Bacon<T> other(d, {T(3) - start, T(0.05), T(1e-9)});
+  ASSERT_EQ(other(), 0);
+  EXPECT_EQ(other.out, b.out);
+  for (int threads : {2, 7}) {
+    Bacon<T> t(d, {start, T(0.05), T(1e-9)});
+    ASSERT_EQ(t(threads_table(threads)), 0);
+    EXPECT_EQ(t.out, b.out) << threads;
+  }
+}
+
+TEST(SsOutliers, PlantedOutliersFoundFromBothStartsWithThreads) {
+  for (bool om : {false, true})
+    for (bool weighted : {false, true}) {
+      check_planted<double>(om, weighted, 1);
+      check_planted<double>(om, weighted, 2);
+    }
+  check_planted<float>(true, true, 2);
+}
+
+TEST(SsOutliers, ParametersReplacedAndStatuses) {
+  const Data<double> d = planted<double>(3, 300, 20, false, false, 9);
+  Bacon<double> defaults(d, {});
+  ASSERT_EQ(defaults(), 0);
+  for (std::vector<double> prm : {std::vector<double>{2, 1.5, 0}, {7, -1, -2}, {2, 0.05}}) {
+    Bacon<double> b(d, prm);
+    ASSERT_EQ(b(), 0);
+    EXPECT_EQ(b.out, defaults.out);
+  }
+  // A constant variable ends with the rank status; n below 5p is refused.
+  Data<double> flat = d;
+  for (int64_t j = 0; j < d.n; ++j) flat.at(1, j) = 3;
+  EXPECT_EQ(Bacon<double>(flat, {})(), SsStatusCovRank);
+  EXPECT_EQ(Bacon<double>(d.slice(0, 14), {})(), SsStatusObservations);
+  EXPECT_EQ(Bacon<double>(d.slice(0, 15), {})(), 0);
+}
+
+// Status rows of the three entries: null outputs, methods, the user mean.
+TEST(SsRobust, Statuses) {
+  const Data<double> d = make_data<double>(2, 20, false, false, false, 1);
+  Task<double> task(d);
+  SsTask *t = task.t;
+  double out[20], mean[2] = {0, 0}, a[4] = {1, 0, 0, 1};
+  const uint64_t med = SsEstimateMedianDeviation, avg = SsEstimateMeanDeviation;
+  auto mah = [&] { return _rnxdSSMahDistance(t, 0, SsMethodFast, nullptr); };
+  EXPECT_EQ(_rnxdSSMAD(t, med, SsMethodFast, nullptr), SsStatusMedianDeviation);
+  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodFast, nullptr), SsStatusMeanDeviation);
+  EXPECT_EQ(mah(), SsStatusMean);
+  t->mean = mean;
+  EXPECT_EQ(mah(), SsStatusCov);
+  t->cov = a;
+  EXPECT_EQ(mah(), SsStatusOutlierWeights);
+  t->medianDeviation = t->meanDeviation = t->outlierWeights = out;
+  EXPECT_EQ(mah(), 0);
+  EXPECT_EQ(_rnxdSSMahDistance(t, 0, SsMethodOnePass, nullptr), SsStatusMethod);
+  EXPECT_EQ(_rnxdSSMAD(t, med, SsMethodFastUserMean, nullptr), SsStatusMethod);
+  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodFastUserMean, nullptr), 0);
+  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodOnePass, nullptr), SsStatusMethod);
+  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, SsMethodFast, nullptr), SsStatusMethod);
+  t->mean = nullptr;
+  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodFastUserMean, nullptr), SsStatusMean);
+  t->outlierWeights = nullptr;
+  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr), SsStatusOutlierWeights);
+}
+
+}  // namespace
