@@ -496,6 +496,15 @@ ZYN_API int _rnxdSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t 
                                      const ZynThreader *threader);
 ZYN_API int _rnxsSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t method,
                                      const ZynThreader *threader);
+/* Robust mean and covariance by Rocke's translated-biweight S-estimator (method
+ * SsMethodRobustTbs), into robustMean and robustCov (robustCovStorage 0 full, 1 packed lower,
+ * 2 packed upper). robustParams (count 4, else defaults): breakdown point, default (n - p) / (2n);
+ * asymptotic rejection probability, 0.1; relative accuracy of the scale, 1e-5; iteration limit,
+ * 120. Needs n > 2p. */
+ZYN_API int _rnxdSSRobustCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
+ZYN_API int _rnxsSSRobustCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
 /* Chi-squared distribution with d degrees of freedom: distribution function and density by the
  * regularised incomplete gamma function (relative error about 1e-14), and the inverse of the
  * distribution function by Newton steps (relative tolerance 5e-15). */

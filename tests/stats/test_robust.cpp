@@ -383,3 +383,90 @@ TEST(SsRobust, Statuses) {
 }
 
 }  // namespace
+
+namespace {
+
+using namespace sstest;
+
+template <class T>
+struct Tbs {
+  Task<T> task;
+  std::vector<T> mean, cov, params;
+  int64_t storage, count;
+  Tbs(const Data<T> &d, int64_t kind, std::vector<T> prm = {})
+      : task(d), mean(d.p, -1), cov(d.p * d.p, -1), params(std::move(prm)), storage(kind), count(int64_t(params.size())) {
+    call<T>(__rnxdSSEditRCov, __rnxsSSEditRCov, task.t, &storage, &count, params.empty() ? nullptr : params.data(),
+            mean.data(), cov.data());
+  }
+  int operator()(const ZynThreader *th = nullptr) {
+    return call<T>(_rnxdSSRobustCovariance, _rnxsSSRobustCovariance, task.t, 0, SsMethodRobustTbs, th);
+  }
+  T at(int64_t i, int64_t l) const { return sym(cov, storage == 2 ? SsMatrixPackedUpper : storage, false, task.d.p, i, l); }
+};
+
+// Planted data: unit variances, neighbour correlation 0.5, so cov(i, i+1) = 0.5, cov(i, i+2) = 0.25, ...
+double true_cov(int64_t i, int64_t l) { return std::pow(0.5, double(std::abs(i - l))); }
+
+// Mean and covariance within tol of the truth; with `shape`, the correlations only (under
+// contamination an S-estimator of breakdown point 1/2 inflates the scale: the clean part must make
+// up the outliers' share of mean rho = b, here by about 1.4 for 20% at p = 5).
+template <class T>
+void expect_near_truth(const Tbs<T> &t, double tol, bool shape = false) {
+  for (int64_t i = 0; i < t.task.d.p; ++i) {
+    EXPECT_NEAR(t.mean[i], 100, tol) << i;
+    for (int64_t l = 0; l < t.task.d.p; ++l) {
+      const double v = shape ? t.at(i, l) / std::sqrt(double(t.at(i, i)) * t.at(l, l)) : t.at(i, l);
+      EXPECT_NEAR(v, true_cov(i, l), tol) << i << " " << l;
+    }
+  }
+}
+
+TEST(SsRobustCov, CleanAndContaminatedGaussianDataInAllStorages) {
+  const Data<double> clean = planted<double>(5, 20000, 0, false, false, 21);
+  Tbs<double> c(clean, 0);
+  ASSERT_EQ(c(), 0);
+  expect_near_truth(c, 0.05);
+  for (int threads : {2, 7}) {
+    Tbs<double> t(clean, 0);
+    ASSERT_EQ(t(threads_table(threads)), 0);
+    for (size_t k = 0; k < t.cov.size(); ++k) EXPECT_NEAR(t.cov[k], c.cov[k], 1e-12) << threads;
+  }
+  Tbs<float> f(planted<float>(5, 20000, 0, false, false, 21), 0);
+  ASSERT_EQ(f(), 0);
+  expect_near_truth(f, 0.05);
+
+  // 20% far outliers: the classical estimate is far off, the robust one is not.
+  const Data<double> dirty = planted<double>(5, 5000, 1000, true, false, 22);
+  for (int64_t kind : {0, 1, 2}) {
+    Tbs<double> t(dirty, kind);
+    ASSERT_EQ(t(), 0) << kind;
+    expect_near_truth(t, 0.1, true);
+    EXPECT_LT(t.at(0, 0), 1.5);
+    for (int64_t e = kind ? 15 : 25; e < 25; ++e) EXPECT_EQ(t.cov[e], -1) << kind;
+  }
+  const Reference ref(dirty);
+  EXPECT_GT(ref.C[0] / (dirty.n - 1), 5);
+}
+
+TEST(SsRobustCov, ParametersSizesAndStatuses) {
+  const Data<double> d = planted<double>(3, 400, 40, false, false, 23);
+  Tbs<double> defaults(d, 0);
+  ASSERT_EQ(defaults(), 0);
+  // Out-of-range values take the defaults (iteration limit and accuracy replaced alike).
+  for (std::vector<double> prm : {std::vector<double>{0.9, 1.5, 0, 0}, {-1, 0, -1, -5}, {0.4, 0.1}}) {
+    Tbs<double> t(d, 0, prm);
+    ASSERT_EQ(t(), 0);
+    EXPECT_EQ(t.cov, defaults.cov);
+  }
+  EXPECT_EQ(Tbs<double>(d.slice(0, 6), 0)(), SsStatusObservations);
+  EXPECT_EQ(Tbs<double>(d.slice(0, 7), 0)(), 0);
+  EXPECT_EQ(Tbs<double>(d, 3)(), SsStatusStorageValue);
+  Tbs<double> t(d, 0);
+  EXPECT_EQ(_rnxdSSRobustCovariance(t.task.t, 0, SsMethodFast, nullptr), SsStatusMethod);
+  t.task.t->robustCov = nullptr;
+  EXPECT_EQ(t(), SsStatusRobustCov);
+  t.task.t->robustMean = nullptr;
+  EXPECT_EQ(t(), SsStatusRobustMean);
+}
+
+}  // namespace
