@@ -448,6 +448,66 @@ TEST(SsRobustCov, CleanAndContaminatedGaussianDataInAllStorages) {
   EXPECT_GT(ref.C[0] / (dirty.n - 1), 5);
 }
 
+// The translated biweight with constants solved here by Simpson's rule on the density of d.
+struct Biweight {
+  double M, c;
+  double top() const { return M * M / 2 + c * (5 * c + 16 * M) / 30; }
+  double weight(double d) const { return d < M ? 1 : d >= M + c ? 0 : std::pow(1 - std::pow((d - M) / c, 2), 2); }
+  double rho(double d) const {  // the integral of t w(t), by Simpson on [M, d]
+    if (d < M) return d * d / 2;
+    d = std::min(d, M + c);
+    const int k = 200;
+    const double h = (d - M) / k;
+    double s = 0;
+    for (int i = 0; i <= k; ++i) s += (i == 0 || i == k ? 1 : i % 2 ? 4 : 2) * (M + i * h) * weight(M + i * h);
+    return M * M / 2 + s * h / 3;
+  }
+  static Biweight solve(int p, double bdp, double arp) {
+    const double L = std::sqrt(__rnxdChi2ICDF(p, 1 - arp));
+    auto excess = [&](double M) {
+      const Biweight b{M, L - M};
+      const int k = 2000;
+      double s = 0;
+      for (int i = 1; i <= k; ++i) {
+        const double d = L * i / k;
+        s += (i == k ? 1 : i % 2 ? 4 : 2) * b.rho(d) * 2 * d * __rnxdChi2PDF(p, d * d);
+      }
+      return s * L / k / 3 + b.top() * (1 - __rnxdChi2CDF(p, L * L)) - bdp * b.top();
+    };
+    double lo = 0, hi = L;
+    for (int it = 0; it < 50; ++it) (excess((lo + hi) / 2) > 0 ? lo : hi) = (lo + hi) / 2;
+    return {lo, L - lo};
+  }
+};
+
+// At the result, mean rho(d) = bdp rho(inf), and the mean is the w(d)-weighted mean.
+TEST(SsRobustCov, ConstantsAndFixedPoint) {
+  const Biweight k = Biweight::solve(3, 0.5, 0.05);
+  EXPECT_NEAR(k.M, 1.662300, 2e-6);
+  EXPECT_NEAR(k.c, 1.133183, 2e-6);
+  const int64_t p = 3, n = 2000;
+  const double bdp = (n - p) * 0.5 / n;
+  const Biweight b = Biweight::solve(p, bdp, 0.05);
+  const Data<double> d = planted<double>(p, n, 200, false, true, 24);
+  Tbs<double> t(d, 0, {bdp, 0.05, 1e-10, 500});
+  ASSERT_EQ(t(), 0);
+  std::vector<double> inv(p * p);
+  for (int64_t k2 = 0; k2 < p * p; ++k2) inv[k2] = t.cov[k2];
+  const auto a = gauss_jordan(inv, int(p));
+  long double W = 0, r = 0, ww = 0;
+  std::vector<long double> m(p, 0);
+  for (int64_t j = 0; j < n; ++j) {
+    long double q = 0;
+    for (int64_t i = 0; i < p; ++i)
+      for (int64_t l = 0; l < p; ++l) q += (d.at(i, j) - t.mean[i]) * a[i * p + l] * (d.at(l, j) - t.mean[l]);
+    const double dist = double(std::sqrt(q)), wj = d.w[j];
+    W += wj, r += wj * b.rho(dist), ww += wj * b.weight(dist);
+    for (int64_t i = 0; i < p; ++i) m[i] += wj * b.weight(dist) * d.at(i, j);
+  }
+  EXPECT_NEAR(double(r / W), bdp * b.top(), 1e-6 * b.top());
+  for (int64_t i = 0; i < p; ++i) EXPECT_NEAR(t.mean[i], double(m[i] / ww), 2e-6) << i;
+}
+
 TEST(SsRobustCov, ParametersSizesAndStatuses) {
   const Data<double> d = planted<double>(3, 400, 40, false, false, 23);
   Tbs<double> defaults(d, 0);
