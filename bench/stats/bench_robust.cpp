@@ -138,15 +138,18 @@ void BM_Anchor_BasicCov(benchmark::State &state) {
   g_basic = t.mean();
 }
 
-// range(0): threads; range(1): 0 BACON, 1 robust covariance. The counter is the whole call in
-// units of one basic covariance.
+// range(0): threads; range(1): 0 BACON, 1 robust covariance, 2 robust covariance stopped after
+// its first scale (start and one distance pass alone). The counter is the whole call in units of
+// one basic covariance.
 void BM_Robust(benchmark::State &state) {
   int64_t p = kOutP, n = kOutN, storage = SsStorageByObservation, full = SsMatrixFull;
   std::vector<double> w(n), mean(p), cov(p * p);
   SsTask *task = nullptr;
   _rnxdSSNewTask(&task, &p, &n, &storage, out_data().data(), nullptr, nullptr, 1);
   _rnxdSSEditTask(task, SsEditOutlierWeights, w.data());
-  __rnxdSSEditRCov(task, &full, nullptr, nullptr, mean.data(), cov.data());
+  int64_t four = 4;
+  const double params[4] = {(n - p) * 0.5 / n, 0.1, 1e-5, 1};
+  __rnxdSSEditRCov(task, &full, state.range(1) == 2 ? &four : nullptr, params, mean.data(), cov.data());
   CpuTimer t;
   for (auto _ : state) {
     const ZynThreader *th = threader(int(state.range(0)));
@@ -166,7 +169,7 @@ BENCHMARK(BM_Mad)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_MahPlainLoop)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_MahDistance)->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_BasicCov)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_Robust)->ArgNames({"threads", "tbs"})->Args({1, 0})->Args({2, 0})->Args({1, 1})->Args({2, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Robust)->ArgNames({"threads", "tbs"})->Args({1, 0})->Args({2, 0})->Args({1, 1})->Args({2, 1})->Args({1, 2})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char **argv) {
   openblas_set_num_threads(1);
