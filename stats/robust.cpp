@@ -512,12 +512,14 @@ int tbs_entry(SsTask *task, uint64_t method, const ZynThreader *threader) {
   if (int s = basic<T>(&sub, SsEstimateMean | SsEstimateCov, SsMethodOnePass, th)) return finish(s);
 
   // Iteration: distances, the scale s solving mean rho(d / s) = b (Newton in a shrinking
-  // bracket, from the median distance), weights w(d / s), weighted mean and covariance.
+  // bracket, from the median distance over the median of chi_p), weights w(d / s), weighted mean
+  // and covariance.
   double s = 1, sigma_prev = 0;
+  const double median_chi = std::sqrt(__rnxdChi2ICDF(dp, 0.5));
   for (int64_t it = 0;; ++it) {
     if (int st = distances_from(ld)) return finish(st);
     std::copy(dist, dist + n, work);
-    s = select(work, 0, n, (n - 1) / 2);
+    s = select(work, 0, n, (n - 1) / 2) / median_chi;  // the scale at which d / s has the model's median
     if (!(s > 0)) s = 1;
     double lo = 0, hi = std::numeric_limits<double>::infinity();
     for (int k = 0; k < 200; ++k) {
