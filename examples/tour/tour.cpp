@@ -14,6 +14,7 @@ int main() {
   tour_random();
   tour_discrete();
   tour_stats();
+  tour_robust();
   tour_fitting();
   return 0;
 }

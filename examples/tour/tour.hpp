@@ -4,4 +4,5 @@ void tour_vector();
 void tour_random();
 void tour_discrete();
 void tour_stats();
+void tour_robust();
 void tour_fitting();
