@@ -378,7 +378,8 @@ double log_det(int64_t p, const double *a, double *work) {
   return s;
 }
 
-// Median and unscaled median absolute deviation of v[0..n) (reordered); `work` holds 2n.
+// Median and median absolute deviation of v[0..n), the latter times 1.4826 (1 / Phi^-1(3/4)) so
+// that it estimates the standard deviation at the normal; `work` holds 2n.
 template <class T>
 void median_mad(const T *v, int64_t step, int64_t n, T *work, double &med, double &mad) {
   const T half = T(0.5);
@@ -387,7 +388,7 @@ void median_mad(const T *v, int64_t step, int64_t n, T *work, double &med, doubl
   quantiles(v, step, n, &half, &rising, 1, &m, work + n);
   for (int64_t j = 0; j < n; ++j) work[j] = std::fabs(v[j * step] - m);
   quantiles(work, 1, n, &half, &rising, 1, &s, work + n);
-  med = m, mad = s;
+  med = m, mad = 1.4826022185056018 * s;
 }
 
 template <class T>
