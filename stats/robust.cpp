@@ -132,12 +132,14 @@ int mad_entry(SsTask *task, uint64_t estimates, uint64_t method, const ZynThread
 }
 
 // sqrt(dT A d), d = x_j - mean, for every observation: blocks of observations gathered as the
-// columns of D (p x block), A D by the symmetric multiply, then the column dot products.
-constexpr int64_t kBlock = 256;
+// columns of D (p x block), A D by the matrix multiply, then the column dot products. Blocks of
+// 256 observations, fewer when p^2 * 256 would reach 2^18, so that the multiply stays on the
+// thread that calls it.
 template <class T>
 int distances(const Layout &l, const T *x, const T *mean, const T *inverse, T *out,
               const ZynThreader *threader) {
-  const int64_t p = l.p, blocks = (l.n + kBlock - 1) / kBlock;
+  const int64_t p = l.p, kBlock = std::clamp<int64_t>((1 << 18) / (p * p) - 1, 8, 256);
+  const int64_t blocks = (l.n + kBlock - 1) / kBlock;
   const int threads = l.n * p < 20000 ? 1 : thread_count(threader, blocks);
   Blocks<1> mem;
   T *work = mem.get<T>(2 * p * kBlock * threads);
@@ -148,7 +150,7 @@ int distances(const Layout &l, const T *x, const T *mean, const T *inverse, T *o
     for (int64_t j = 0; j < m; ++j)
       for (int64_t i = 0; i < p; ++i)
         d[j * p + i] = (l.by_observation ? x[(j0 + j) * p + i] : x[i * l.n + j0 + j]) - mean[i];
-    la::symm_left(static_cast<int>(p), static_cast<int>(m), inverse, d, y);
+    la::gemm_ab(static_cast<int>(p), static_cast<int>(m), inverse, d, y);
     for (int64_t j = 0; j < m; ++j) {
       T s = 0;
       for (int64_t i = 0; i < p; ++i) s += d[j * p + i] * y[j * p + i];
