@@ -18,6 +18,7 @@ int main() {
   tour_counter();
   tour_discrete();
   tour_stats();
+  tour_robust();
   tour_fitting();
   return 0;
 }

@@ -8,4 +8,5 @@ void tour_quasi();
 void tour_counter();
 void tour_discrete();
 void tour_stats();
+void tour_robust();
 void tour_fitting();

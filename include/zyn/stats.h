@@ -130,6 +130,7 @@ enum {
   SsStatusQuantileOrderCount = -4022,
   SsStatusQuantiles = -4023,
   SsStatusOrderStatistics = -4024,
+  SsStatusCovRank = -4025, /* a covariance matrix of less than full rank */
   SsStatusRobustCov = -4027,
   SsStatusRobustMean = -4028,
   SsStatusMethod = -4029,
@@ -471,4 +472,52 @@ ZYN_API int _rnxdSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t
                                       const ZynThreader *threader);
 ZYN_API int _rnxsSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t method,
                                       const ZynThreader *threader);
+
+/* ---- robust estimation and outliers ------------------------------------------------------- */
+
+/* Median absolute deviation about the median, unscaled (SsEstimateMedianDeviation, method
+ * SsMethodFast), and mean absolute deviation sum w |x - m| / sum w about the weighted mean
+ * (SsMethodFast) or the task's mean (SsMethodFastUserMean) (SsEstimateMeanDeviation). */
+ZYN_API int _rnxdSSMAD(SsTask *task, uint64_t estimates, uint64_t method,
+                       const ZynThreader *threader);
+ZYN_API int _rnxsSSMAD(SsTask *task, uint64_t estimates, uint64_t method,
+                       const ZynThreader *threader);
+/* Mahalanobis distances sqrt(dT A d), d = x_j - mean, into outlierWeights[j], with A the inverse
+ * covariance in cov (full storage) as __rnxdInvCov leaves it (method SsMethodFast). */
+ZYN_API int _rnxdSSMahDistance(SsTask *task, uint64_t estimates, uint64_t method,
+                               const ZynThreader *threader);
+ZYN_API int _rnxsSSMahDistance(SsTask *task, uint64_t estimates, uint64_t method,
+                               const ZynThreader *threader);
+/* Outlier detection by BACON (method SsMethodOutliers): outlierWeights[j] is 1 for an observation
+ * of the final clean subset, 0 for an outlier. outlierParams (count 3, else defaults): initial
+ * method, 1 classical (Mahalanobis) or 2 median (Euclidean) start, default 2; alpha, the
+ * per-observation rejection level, default 0.05; beta, the stopping fraction, default 0.005. */
+ZYN_API int _rnxdSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
+ZYN_API int _rnxsSSOutliersDetection(SsTask *task, uint64_t estimates, uint64_t method,
+                                     const ZynThreader *threader);
+/* Robust mean and covariance by Rocke's translated-biweight S-estimator (method
+ * SsMethodRobustTbs), into robustMean and robustCov (robustCovStorage 0 full, 1 packed lower,
+ * 2 packed upper). robustParams (count 4, else defaults): breakdown point, default (n - p) / (2n);
+ * asymptotic rejection probability, 0.1; relative accuracy of the scale, 1e-5; iteration limit,
+ * 120. Needs n > 2p. */
+ZYN_API int _rnxdSSRobustCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
+ZYN_API int _rnxsSSRobustCovariance(SsTask *task, uint64_t estimates, uint64_t method,
+                                    const ZynThreader *threader);
+/* Chi-squared distribution with d degrees of freedom: distribution function and density by the
+ * regularised incomplete gamma function (relative error about 1e-14), and the inverse of the
+ * distribution function by Newton steps (relative tolerance 5e-15). */
+ZYN_API double __rnxdChi2CDF(double d, double x);
+ZYN_API double __rnxdChi2PDF(double d, double x);
+ZYN_API double __rnxdChi2ICDF(double d, double y);
+/* log Gamma(x) for x > 0. */
+ZYN_API double __rnxdLGamma(double x);
+/* 0 when the symmetric p x p matrix has full rank (its least eigenvalue above p * eps times the
+ * largest), else SsStatusCovRank; SsStatusEigen when the eigenvalue routine fails. */
+ZYN_API int __rnxdTestCovRank(int64_t p, const double *matrix);
+/* Inverts a symmetric positive definite p x p matrix in place (full storage). The matrix must
+ * come from zyn_serv_allocate: on SsStatusFactor (not positive definite) it has been freed.
+ * SsStatusInverse when the inversion of the factor fails. */
+ZYN_API int __rnxdInvCov(int64_t p, double *matrix);
 #endif

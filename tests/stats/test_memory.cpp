@@ -74,6 +74,26 @@ int covariance(int entry, long budget) {
   return status;
 }
 
+// A robust entry (0 deviations, 1 distances, 2 outliers from the median, 3 from the classical
+// start, 4 robust covariance) on a fresh 3 x 64 task.
+int robust(int entry, long budget) {
+  Task<double> task(make_data<double>(3, 64, true, entry == 2, false, 4));
+  int64_t three = 3, full = SsMatrixFull;
+  double out[64], mean[3] = {1e6, 1e6, 1e6}, a[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1}, params[3] = {1, 0.05, 0.005};
+  SsTask *t = task.t;
+  t->medianDeviation = t->meanDeviation = out, t->mean = mean, t->cov = a, t->outlierWeights = out;
+  if (entry == 3) t->outlierParamCount = &three, t->outlierParams = params;
+  t->robustMean = mean, t->robustCov = out, t->robustCovStorage = &full;
+  set_budget(budget);
+  const int status =
+      entry == 0 ? _rnxdSSMAD(t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, SsMethodFast, nullptr)
+      : entry == 1 ? _rnxdSSMahDistance(t, 0, SsMethodFast, nullptr)
+      : entry == 4 ? _rnxdSSRobustCovariance(t, 0, SsMethodRobustTbs, nullptr)
+                   : _rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr);
+  set_budget(-1);
+  return status;
+}
+
 TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
   ASSERT_EQ(g_env, 0);
   const int64_t p = 2;
@@ -100,12 +120,17 @@ TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
       {"stream quantiles", [](long budget) { return order(3, budget); }, 5},
       {"pooled covariance", [](long budget) { return covariance(0, budget); }, 2},
       {"partial covariance", [](long budget) { return covariance(1, budget); }, 2},
-      {"correlation repair", [](long budget) { return covariance(2, budget); }, 2}};
+      {"correlation repair", [](long budget) { return covariance(2, budget); }, 2},
+      {"deviations", [](long budget) { return robust(0, budget); }, 2},
+      {"distances", [](long budget) { return robust(1, budget); }, 1},
+      {"outliers, median start", [](long budget) { return robust(2, budget); }, 10},
+      {"outliers, classical start", [](long budget) { return robust(3, budget); }, 10},
+      {"robust covariance", [](long budget) { return robust(4, budget); }, 12}};
   for (const auto &[name, call, allocations] : entries) {
     long budget = 0;
-    for (int status; (status = call(budget)) != SsStatusOk && budget < 20; ++budget)
+    for (int status; (status = call(budget)) != SsStatusOk && budget < 100; ++budget)
       EXPECT_EQ(status, SsStatusMemory) << name << " budget " << budget;
-    EXPECT_TRUE(budget >= allocations && budget < 20) << name << " " << budget;
+    EXPECT_TRUE(budget >= allocations && budget < 100) << name << " " << budget;
   }
 }
 

@@ -1,0 +1,389 @@
+// Robust estimation: the chi-squared helpers against a SciPy table, the covariance inverse and the
+// distances against long double, the deviations against sorting, BACON and the robust covariance
+// against planted data and their fixed points.
+#include <fstream>
+#include <sstream>
+
+#include "stats_test.hpp"
+
+using namespace sstest;
+
+namespace {
+
+TEST(Chi2, MatchesReferenceTable) {
+  std::ifstream in(std::string(ZYN_STATS_DATA) + "/chi2.txt");
+  std::string line, kind;
+  int rows = 0;
+  for (; std::getline(in, line); ++rows) {
+    if (line[0] == '#') continue;
+    std::istringstream s(line);
+    double d = 0, x, want;
+    s >> kind;
+    if (kind != "lgamma") s >> d;
+    s >> x >> want;
+    const double got = kind == "cdf" ? __rnxdChi2CDF(d, x) : kind == "pdf" ? __rnxdChi2PDF(d, x)
+                       : kind == "ppf" ? __rnxdChi2ICDF(d, x) : __rnxdLGamma(x);
+    EXPECT_LE(std::fabs(got - want), 1e-13 * std::fabs(want)) << line << " got " << got;
+    const double c = __rnxdChi2CDF(d, got), tail = std::min(x, 1 - x);  // round trip, smaller tail
+    EXPECT_TRUE(kind != "ppf" || std::fabs((x <= 0.5 ? c : 1 - c) - tail) <= 1e-12 * tail) << line;
+  }
+  EXPECT_GT(rows, 200);
+}
+
+// Inverse by Gauss-Jordan in long double (no pivoting: symmetric positive definite input).
+std::vector<long double> gauss_jordan(const std::vector<double> &m, int p) {
+  std::vector<long double> a(m.begin(), m.end()), inv(p * p, 0);
+  for (int i = 0; i < p; ++i) inv[i * p + i] = 1;
+  for (int c = 0; c < p; ++c) {
+    const long double f = a[c * p + c];
+    for (int k = 0; k < p; ++k) a[c * p + k] /= f, inv[c * p + k] /= f;
+    for (int r = 0; r < p; ++r) {
+      const long double g = r == c ? 0 : a[r * p + c];
+      for (int k = 0; k < p; ++k) a[r * p + k] -= g * a[c * p + k], inv[r * p + k] -= g * inv[c * p + k];
+    }
+  }
+  return inv;
+}
+
+TEST(InvCov, MatchesGaussJordanAndRejectsSingular) {
+  std::mt19937_64 g(7);
+  std::normal_distribution<double> z;
+  for (int p = 1; p <= 6; ++p) {
+    std::vector<double> b(p * p), m(p * p, 0);  // B B^T + I / 4
+    for (double &v : b) v = z(g);
+    for (int i = 0; i < p * p; ++i)
+      for (int k = 0; k < p; ++k) m[i] += b[i / p * p + k] * b[i % p * p + k] + (k == 0 && i % (p + 1) == 0) * 0.25;
+    for (bool singular : {false, true}) {
+      if (singular)  // the last variable a copy of the first
+        for (int i = 0; i < p; ++i) m[i * p + p - 1] = m[(p - 1) * p + i] = m[i == p - 1 ? 0 : i * p];
+      auto *a = static_cast<double *>(zyn_serv_allocate(sizeof(double) * p * p, 128));
+      std::copy(m.begin(), m.end(), a);
+      EXPECT_EQ(__rnxdTestCovRank(p, a), singular && p > 1 ? SsStatusCovRank : 0) << p;
+      const auto want = gauss_jordan(m, p);
+      const int s = __rnxdInvCov(p, a);
+      if (s == SsStatusFactor) continue;  // freed; a singular matrix may also pass by rounding
+      for (int k = 0; !singular && k < p * p; ++k) EXPECT_NEAR(a[k], double(want[k]), 1e-11 * (1 + std::fabs(double(want[k])))) << p;
+      EXPECT_EQ(s, 0) << p;
+      zyn_serv_deallocate(a);
+    }
+  }
+}
+
+template <class T, class D, class S, class... A>
+int call(D d, S s, A... a) {
+  if constexpr (sizeof(T) == 8) return d(a...);
+  else return s(a...);
+}
+// 1, 2 and 7 threads and the core library's table give the same bits.
+template <class Run>
+void expect_threads_same(Run run) {
+  const auto one = run(threads_table(1));
+  for (const ZynThreader *th : {threads_table(2), threads_table(7), &zyn_serv_ss_threader}) EXPECT_EQ(run(th), one);
+}
+// sqrt(dT A d), d = observation j of `data` minus `mean`, in long double.
+template <class T, class M>
+long double distance(const Data<T> &d, int64_t j, const M &mean, const std::vector<long double> &a) {
+  long double q = 0;
+  for (int64_t i = 0; i < d.p * d.p; ++i) q += (d.at(i / d.p, j) - mean[i / d.p]) * a[i] * (d.at(i % d.p, j) - mean[i % d.p]);
+  return std::sqrt(q);
+}
+
+long double median(std::vector<long double> v) {
+  std::sort(v.begin(), v.end());
+  return (v[v.size() / 2] + v[(v.size() - 1) / 2]) / 2;
+}
+
+template <class T>
+void check_mad(const Data<T> &d, uint64_t method) {
+  SCOPED_TRACE(testing::Message() << "p " << d.p << " n " << d.n << " method " << method << " float " << (sizeof(T) == 4));
+  Task<T> task(d);
+  std::vector<T> md(d.p, -1), mn(d.p, -1), centre(d.p);
+  for (int64_t i = 0; i < d.p; ++i) centre[i] = d.at(i, 0) + T(0.25);
+  edit(task.t, SsEditMedianDeviation, md.data()), edit(task.t, SsEditMeanDeviation, mn.data());
+  edit(task.t, SsEditMean, centre.data());
+  const Reference ref(d);
+  EXPECT_EQ(call<T>(_rnxdSSMAD, _rnxsSSMAD, task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation,
+                    method | SsMethodFast, nullptr), 0);
+  for (int64_t i = 0; i < d.p; ++i) {
+    std::vector<long double> v(d.n);
+    const long double m = method == SsMethodFastUserMean ? centre[i] : ref.mean[i];
+    long double s = 0;
+    for (int64_t j = 0; j < d.n; ++j) v[j] = d.at(i, j), s += (d.w.empty() ? 1 : d.w[j]) * std::fabs(v[j] - m);
+    const long double med = median(v);
+    for (auto &e : v) e = std::fabs(e - med);
+    const double tol = (sizeof(T) == 8 ? 1e-13 : 2e-5) * kOffset<T>;
+    EXPECT_NEAR(md[i], d.active(i) ? double(median(v)) : -1, tol) << i;
+    EXPECT_NEAR(mn[i], d.active(i) ? double(s / ref.W) : -1, tol) << i;
+  }
+  expect_threads_same([&](const ZynThreader *th) {
+    call<T>(_rnxdSSMAD, _rnxsSSMAD, task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, method | SsMethodFast, th);
+    return std::pair{md, mn};
+  });
+}
+
+TEST(SsMad, MatchesSortedAndLongDoubleReferencesWithThreads) {
+  for (uint64_t method : {SsMethodFast, SsMethodFastUserMean})
+    for (auto [p, n, om, w, flags] : {std::tuple{1, 1, false, false, false}, {1, 2, false, true, false},
+                                      {3, 1001, true, true, true}, {5, 4000, false, false, false}}) {
+      check_mad(make_data<double>(p, n, om, w, flags, 11 + n), method);
+      check_mad(make_data<float>(p, n, om, w, flags, 11 + n), method);
+    }
+}
+
+// Mahalanobis distances against long double, both layouts, n around the block size.
+template <class T>
+void check_distances(int64_t p, int64_t n, bool om) {
+  SCOPED_TRACE(testing::Message() << "p " << p << " n " << n << " om " << om);
+  const Data<T> d = make_data<T>(p, n, om, false, false, 5 + n);
+  Task<T> task(d);
+  std::vector<T> mean(p), a(p * p), out(n, -1);
+  for (int64_t i = 0; i < p * p; ++i) a[i] = i % (p + 1) ? T(0.3 * std::cos(double(i / p + i % p))) : T(1 + i / p);
+  for (int64_t i = 0; i < p; ++i) mean[i] = kOffset<T> + T(i);
+  edit(task.t, SsEditMean, mean.data()), edit(task.t, SsEditCov, a.data()), edit(task.t, SsEditOutlierWeights, out.data());
+  auto run = [&](const ZynThreader *th) {
+    EXPECT_EQ(call<T>(_rnxdSSMahDistance, _rnxsSSMahDistance, task.t, 0, SsMethodFast, th), 0);
+    return out;
+  };
+  run(nullptr);
+  const std::vector<long double> al(a.begin(), a.end());
+  for (int64_t j = 0; j < n; ++j) {
+    const double want = double(distance(d, j, mean, al));
+    ASSERT_NEAR(out[j], want, (sizeof(T) == 8 ? 1e-13 : 1e-5) * want + 1e-12) << j;
+  }
+  expect_threads_same(run);
+}
+
+TEST(SsMahDistance, MatchesLongDoubleAroundTheBlockSize) {
+  for (auto [p, n] : {std::pair{1, 5}, {3, 255}, {4, 257}, {16, 1300}})
+    for (bool om : {false, true}) check_distances<double>(p, n, om), check_distances<float>(p, n, om);
+}
+
+// Gaussian data (unit variances, correlation 0.5^|i-l|) around 100 with the first `bad`
+// observations moved by +8 in every variable.
+template <class T>
+Data<T> planted(int64_t p, int64_t n, int64_t bad, bool om, bool weighted, uint64_t seed) {
+  Data<T> d{p, n, om, 1, std::vector<T>(p * n), {}, {}};
+  std::mt19937_64 g(seed);
+  std::normal_distribution<double> z;
+  for (int64_t j = 0; j < n; ++j)
+    for (double i = 0, v = 0; i < p; ++i) {
+      v = i ? 0.5 * v + 0.8660254037844386 * z(g) : z(g);
+      d.at(int64_t(i), j) = static_cast<T>(v + 100 + (j < bad ? 8 : 0));
+    }
+  std::uniform_real_distribution<double> uw(0.5, 2.0);
+  for (int64_t j = 0; weighted && j < n; ++j) d.w.push_back(T(uw(g)));
+  return d;
+}
+double true_cov(int64_t i, int64_t l) { return std::pow(0.5, double(std::abs(i - l))); }
+
+// Weighted mean and inverse covariance (divisor W - W2 / W) of `d` under weights out_j * w_j.
+template <class T>
+std::pair<std::vector<long double>, std::vector<long double>> subset_estimates(const Data<T> &d, const std::vector<T> &out) {
+  const int64_t p = d.p;
+  long double W = 0, W2 = 0;
+  std::vector<long double> m(p, 0), c(p * p, 0);
+  auto w = [&](int64_t j) -> long double { return out[j] * (d.w.empty() ? 1 : d.w[j]); };
+  for (int64_t j = 0; j < d.n; ++j) {
+    W += w(j), W2 += w(j) * w(j);
+    for (int64_t i = 0; i < p; ++i) m[i] += w(j) * d.at(i, j);
+  }
+  for (auto &e : m) e /= W;
+  for (int64_t j = 0; j < d.n; ++j)
+    for (int64_t i = 0; i < p * p; ++i) c[i] += w(j) * (d.at(i / p, j) - m[i / p]) * (d.at(i % p, j) - m[i % p]) / (W - W2 / W);
+  return {m, gauss_jordan(std::vector<double>(c.begin(), c.end()), int(p))};
+}
+
+template <class T>
+int bacon(const Data<T> &d, std::vector<T> prm, std::vector<T> &out, const ZynThreader *th = nullptr) {
+  Task<T> task(d);
+  int64_t count = int64_t(prm.size());
+  out.assign(d.n, -1);
+  call<T>(__rnxdSSEditOutDetect, __rnxsSSEditOutDetect, task.t, prm.empty() ? nullptr : &count, prm.data(), out.data());
+  return call<T>(_rnxdSSOutliersDetection, _rnxsSSOutliersDetection, task.t, 0, SsMethodOutliers, th);
+}
+
+// Planted outliers all found, few clean ones lost; the final subset is the cut of its own
+// estimates (BACON's own stopping rule, beta below 1/n); the other start and threads agree.
+template <class T>
+void check_planted(bool om, bool weighted, T start) {
+  SCOPED_TRACE(testing::Message() << "om " << om << " w " << weighted << " start " << start << " float " << (sizeof(T) == 4));
+  const int64_t p = 4, n = 2000, bad = 200;
+  const Data<T> d = planted<T>(p, n, bad, om, weighted, 3 + om + 2 * weighted);
+  std::vector<T> out, other;
+  ASSERT_EQ(bacon(d, {start, T(0.05), T(1e-9)}, out), 0);
+  EXPECT_EQ(std::count(out.begin(), out.begin() + bad, T(0)), bad);
+  EXPECT_LT(std::count(out.begin() + bad, out.end(), T(0)), 3 * 0.05 * (n - bad));
+  const auto [m, a] = subset_estimates(d, out);
+  const int64_t r = std::count(out.begin(), out.end(), T(1));
+  const double h = std::floor((n + p + 1) / 2.0), cut = (1 + (p + 1.0) / (n - p) + 2.0 / (n - 1 - 3 * p) +
+                   std::max(0.0, (h - r) / (h + r))) * std::sqrt(__rnxdChi2ICDF(double(p), 0.95));
+  for (int64_t j = 0; j < n; ++j) {
+    const double dist = double(distance(d, j, m, a));
+    EXPECT_TRUE(std::fabs(dist - cut) <= 1e-6 * cut || out[j] == T(dist < cut)) << j;
+  }
+  ASSERT_EQ(bacon(d, {T(3) - start, T(0.05), T(1e-9)}, other), 0);
+  EXPECT_EQ(other, out);
+  for (int threads : {2, 7}) EXPECT_TRUE(bacon(d, {start, T(0.05), T(1e-9)}, other, threads_table(threads)) == 0 && other == out);
+}
+
+TEST(SsOutliers, PlantedOutliersFoundFromBothStartsWithThreads) {
+  for (int k = 0; k < 8; ++k) check_planted<double>(k & 1, k & 2, 1 + k / 4);
+  check_planted<float>(true, true, 2);
+}
+
+TEST(SsOutliers, ParametersReplacedAndStatuses) {
+  const Data<double> d = planted<double>(3, 300, 20, false, false, 9);
+  std::vector<double> defaults, out;
+  ASSERT_EQ(bacon(d, {}, defaults), 0);
+  for (std::vector<double> prm : {std::vector<double>{2, 1.5, 0}, {7, -1, -2}, {2, 0.05}})
+    EXPECT_TRUE(bacon(d, prm, out) == 0 && out == defaults);
+  Data<double> flat = d;  // a constant variable ends with the rank status
+  for (int64_t j = 0; j < d.n; ++j) flat.at(1, j) = 3;
+  EXPECT_EQ(bacon(flat, {}, out), SsStatusCovRank);
+  EXPECT_EQ(bacon(d.slice(0, 14), {}, out), SsStatusObservations);
+  EXPECT_EQ(bacon(d.slice(0, 15), {}, out), 0);
+}
+
+// Status rows of the deviations, distances and outliers: null outputs, methods, the user mean.
+TEST(SsRobust, Statuses) {
+  Task<double> task(make_data<double>(2, 20, false, false, false, 1));
+  SsTask *t = task.t;
+  double out[20], mean[2] = {0, 0}, a[4] = {1, 0, 0, 1};
+  const uint64_t med = SsEstimateMedianDeviation, avg = SsEstimateMeanDeviation, fast = SsMethodFast, user = SsMethodFastUserMean;
+  auto mah = [&](uint64_t m = SsMethodFast) { return _rnxdSSMahDistance(t, 0, m, nullptr); };
+  EXPECT_EQ(_rnxdSSMAD(t, med, fast, nullptr), SsStatusMedianDeviation);
+  EXPECT_EQ(_rnxdSSMAD(t, avg, fast, nullptr), SsStatusMeanDeviation);
+  EXPECT_EQ(mah(), SsStatusMean);
+  t->mean = mean;
+  EXPECT_EQ(mah(), SsStatusCov);
+  t->cov = a;
+  EXPECT_EQ(mah(), SsStatusOutlierWeights);
+  t->medianDeviation = t->meanDeviation = t->outlierWeights = out;
+  EXPECT_TRUE(mah() == 0 && mah(SsMethodOnePass) == SsStatusMethod);
+  EXPECT_TRUE(_rnxdSSMAD(t, med, user, nullptr) == SsStatusMethod && _rnxdSSMAD(t, avg, user, nullptr) == 0);
+  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodOnePass, nullptr), SsStatusMethod);
+  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, fast, nullptr), SsStatusMethod);
+  t->mean = nullptr;
+  EXPECT_EQ(_rnxdSSMAD(t, avg, user, nullptr), SsStatusMean);
+  t->outlierWeights = nullptr;
+  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr), SsStatusOutlierWeights);
+}
+
+template <class T>
+struct Tbs {
+  Task<T> task;
+  std::vector<T> mean, cov, params;
+  int64_t storage, count;
+  Tbs(const Data<T> &d, int64_t kind, std::vector<T> prm = {})
+      : task(d), mean(d.p, -1), cov(d.p * d.p, -1), params(std::move(prm)), storage(kind), count(int64_t(params.size())) {
+    call<T>(__rnxdSSEditRCov, __rnxsSSEditRCov, task.t, &storage, &count, params.empty() ? nullptr : params.data(),
+            mean.data(), cov.data());
+  }
+  int operator()(const ZynThreader *th = nullptr) {
+    return call<T>(_rnxdSSRobustCovariance, _rnxsSSRobustCovariance, task.t, 0, SsMethodRobustTbs, th);
+  }
+  T at(int64_t i, int64_t l) const { return sym(cov, storage == 2 ? SsMatrixPackedUpper : storage, false, task.d.p, i, l); }
+  // Mean and covariance within tol of the truth; with `shape`, the correlations only.
+  void expect_near_truth(double tol, bool shape = false) const {
+    for (int64_t i = 0; i < task.d.p * task.d.p; ++i) {
+      const int64_t r = i / task.d.p, c = i % task.d.p;
+      EXPECT_NEAR(shape ? at(r, c) / std::sqrt(double(at(r, r)) * at(c, c)) : at(r, c), true_cov(r, c), tol) << i;
+      EXPECT_NEAR(mean[r], 100, tol) << r;
+    }
+  }
+};
+
+TEST(SsRobustCov, CleanAndContaminatedGaussianDataInAllStorages) {
+  const Data<double> clean = planted<double>(5, 20000, 0, false, false, 21);
+  Tbs<double> c(clean, 0);
+  ASSERT_EQ(c(), 0);
+  c.expect_near_truth(0.05);
+  for (int threads : {2, 7}) {
+    Tbs<double> t(clean, 0);
+    ASSERT_EQ(t(threads_table(threads)), 0);
+    for (size_t k = 0; k < t.cov.size(); ++k) EXPECT_NEAR(t.cov[k], c.cov[k], 1e-12) << threads;
+  }
+  Tbs<float> f(planted<float>(5, 20000, 0, false, false, 21), 0);
+  ASSERT_EQ(f(), 0);
+  f.expect_near_truth(0.05);
+  // 20% far outliers: the classical estimate is far off; the robust shape and mean are not, its
+  // scale is inflated as for any S-estimator of breakdown 1/2 (the clean part makes up the
+  // outliers' share of mean rho = b: about 1.4 here).
+  const Data<double> dirty = planted<double>(5, 5000, 1000, true, false, 22);
+  for (int64_t kind : {0, 1, 2}) {
+    Tbs<double> t(dirty, kind);
+    ASSERT_EQ(t(), 0) << kind;
+    t.expect_near_truth(0.1, true);
+    EXPECT_LT(t.at(0, 0), 1.5);
+    for (int64_t e = kind ? 15 : 25; e < 25; ++e) EXPECT_EQ(t.cov[e], -1) << kind;
+  }
+  EXPECT_GT(Reference(dirty).C[0] / (dirty.n - 1), 5);
+}
+
+// The translated biweight, its constants solved here by Simpson's rule on the density of d.
+struct Biweight {
+  double M, c;
+  double top() const { return M * M / 2 + c * (5 * c + 16 * M) / 30; }
+  double weight(double d) const { return d < M ? 1 : d >= M + c ? 0 : std::pow(1 - std::pow((d - M) / c, 2), 2); }
+  double simpson(double lo, double hi, int k, auto f) const {
+    double s = 0;
+    for (int i = 0; i <= k; ++i) s += (i == 0 || i == k ? 1 : i % 2 ? 4 : 2) * f(lo + (hi - lo) * i / k);
+    return s * (hi - lo) / k / 3;
+  }
+  double rho(double d) const {
+    return d < M ? d * d / 2 : M * M / 2 + simpson(M, std::min(d, M + c), 200, [&](double t) { return t * weight(t); });
+  }
+  static Biweight solve(int p, double bdp, double arp) {
+    const double L = std::sqrt(__rnxdChi2ICDF(p, 1 - arp));
+    double lo = 0, hi = L;
+    for (int it = 0; it < 40; ++it) {
+      const Biweight b{(lo + hi) / 2, L - (lo + hi) / 2};
+      const double e = b.simpson(0, L, 2000, [&](double d) { return b.rho(d) * 2 * d * __rnxdChi2PDF(p, d * d); });
+      (e + b.top() * (1 - __rnxdChi2CDF(p, L * L)) > bdp * b.top() ? lo : hi) = b.M;
+    }
+    return {lo, L - lo};
+  }
+};
+
+// At the result, mean rho(d) = bdp rho(inf), and the mean is the w(d)-weighted mean.
+TEST(SsRobustCov, ConstantsAndFixedPoint) {
+  const Biweight k = Biweight::solve(3, 0.5, 0.05);
+  EXPECT_TRUE(std::fabs(k.M - 1.662300) < 2e-6 && std::fabs(k.c - 1.133183) < 2e-6) << k.M << " " << k.c;
+  const int64_t p = 3, n = 2000;
+  const double bdp = (n - p) * 0.5 / n;
+  const Biweight b = Biweight::solve(p, bdp, 0.05);
+  const Data<double> d = planted<double>(p, n, 200, false, true, 24);
+  Tbs<double> t(d, 0, {bdp, 0.05, 1e-10, 500});
+  ASSERT_EQ(t(), 0);
+  const auto a = gauss_jordan(t.cov, int(p));
+  long double W = 0, r = 0, ww = 0;
+  std::vector<long double> m(p, 0);
+  for (int64_t j = 0; j < n; ++j) {
+    const double dist = double(distance(d, j, t.mean, a)), wj = d.w[j];
+    W += wj, r += wj * b.rho(dist), ww += wj * b.weight(dist);
+    for (int64_t i = 0; i < p; ++i) m[i] += wj * b.weight(dist) * d.at(i, j);
+  }
+  EXPECT_NEAR(double(r / W), bdp * b.top(), 1e-6 * b.top());
+  for (int64_t i = 0; i < p; ++i) EXPECT_NEAR(t.mean[i], double(m[i] / ww), 2e-6) << i;
+}
+
+TEST(SsRobustCov, ParametersSizesAndStatuses) {
+  const Data<double> d = planted<double>(3, 400, 40, false, false, 23);
+  Tbs<double> defaults(d, 0);
+  ASSERT_EQ(defaults(), 0);
+  for (std::vector<double> prm : {std::vector<double>{0.9, 1.5, 0, 0}, {-1, 0, -1, -5}, {0.4, 0.1}}) {
+    Tbs<double> t(d, 0, prm);  // out-of-range values and a wrong count take the defaults
+    EXPECT_TRUE(t() == 0 && t.cov == defaults.cov);
+  }
+  EXPECT_EQ(Tbs<double>(d.slice(0, 6), 0)(), SsStatusObservations);
+  EXPECT_EQ(Tbs<double>(d.slice(0, 7), 0)(), 0);
+  EXPECT_EQ(Tbs<double>(d, 3)(), SsStatusStorageValue);
+  Tbs<double> t(d, 0);
+  EXPECT_EQ(_rnxdSSRobustCovariance(t.task.t, 0, SsMethodFast, nullptr), SsStatusMethod);
+  t.task.t->robustCov = nullptr;
+  EXPECT_EQ(t(), SsStatusRobustCov);
+  t.task.t->robustMean = nullptr;
+  EXPECT_EQ(t(), SsStatusRobustMean);
+}
+
+}  // namespace
