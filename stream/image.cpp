@@ -13,26 +13,19 @@
 
 #include "frame/core_link.hpp"
 #include "stream/generators/hw.hpp"
+#include "stream/image.hpp"
 #include "stream/stream_internal.hpp"
 
 namespace {
 
-constexpr int kHeaderBytes = 24;
-constexpr int kOldHeaderBytes = 20;
-constexpr uint8_t kCurrentVersion = 2;
-constexpr char kMagic[3] = {'R', 'N', 'G'};
-constexpr int kRecordBytes = 24;  // id, shared id, size
+using namespace zyn::rng::image;
 
-template <class T>
-void put(unsigned char *p, T v) {
-  std::memcpy(p, &v, sizeof v);
-}
-template <class T>
-T get(const unsigned char *p) {
-  T v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
+// The module's allocator for loaded blocks.
+struct Core {
+  static void *allocate(size_t n) { return zyn::core::zyn_serv_allocate(n, 128); }
+  static void deallocate(void *p) { zyn::core::zyn_serv_deallocate(p); }
+};
+using Hw = zyn::rng::hw::Native;
 
 // ---- writing -------------------------------------------------------------------------------
 
@@ -77,96 +70,6 @@ int write_image(const StreamState *stream, Sink &out) {
   return status;
 }
 
-// ---- reading -------------------------------------------------------------------------------
-
-// A source over a file or a memory cursor. `end` bounds the memory cursor (null: none, as
-// __rnxLoadStreamM has no size); for a file, `left` is what remains of it (negative: unknown). A
-// failed read exhausts the source, as a short read does a file.
-struct Source {
-  std::FILE *f = nullptr;
-  const unsigned char *cur = nullptr, *end = nullptr;
-  long left = -1;
-
-  bool read(void *p, size_t n) {
-    if (n == 0) return false;
-    if (f != nullptr) {
-      const bool ok = std::fread(p, n, 1, f) == 1;
-      if (!ok) left = 0;
-      else if (left >= 0) left -= long(n);
-      return ok;
-    }
-    if (end != nullptr && size_t(end - cur) < n) {
-      cur = end;
-      return false;
-    }
-    std::memcpy(p, cur, n);
-    cur += n;
-    return true;
-  }
-  // Whether n bytes can remain: false for a negative size or one beyond a known end.
-  bool holds(int32_t n) const {
-    if (n < 0) return false;
-    if (f != nullptr) return left < 0 || n <= left;
-    return end == nullptr || size_t(end - cur) >= size_t(n);
-  }
-};
-
-// Reads the chunk records into the stream; the status of the last read decides.
-int read_chunks(StreamState *stream, Source &in, uint8_t version, int count) {
-  int status = RNX_STATUS_OK;
-  for (int i = 0; i < count; ++i) {
-    if (version > kCurrentVersion) return RNX_STATUS_FILE_READ;
-    int32_t id = 0, size = 0;
-    uint64_t shared[2] = {0, 0};
-    in.read(&id, sizeof id);
-    if (version != 0) in.read(shared, sizeof shared);
-    if (!in.read(&size, sizeof size) || !in.holds(size)) return RNX_STATUS_FILE_READ;
-    void *block = zyn::core::zyn_serv_allocate(size > 0 ? size_t(size) : 1, 128);
-    if (block == nullptr) return RNX_STATUS_NO_MEMORY;
-    status = in.read(block, size_t(size)) ? RNX_STATUS_OK : RNX_STATUS_FILE_READ;
-    if (int added = __rnxAddChunk(stream, id, shared, block, size); added != RNX_STATUS_OK) {
-      zyn::core::zyn_serv_deallocate(block);
-      return added;
-    }
-    if (stream->chunks->data != block) zyn::core::zyn_serv_deallocate(block);  // joined a shared block
-  }
-  return status;
-}
-
-int read_image(StreamState **stream, Source &in, int bad) {
-  unsigned char h[kHeaderBytes] = {};
-  if (!in.read(h, 8)) return RNX_STATUS_FILE_READ;
-  const bool current = h[0] == kCurrentVersion;
-  if (!in.read(h + 8, current ? kHeaderBytes - 8 : kOldHeaderBytes - 8)) return RNX_STATUS_FILE_READ;
-  const bool magic = std::memcmp(h + 4, kMagic, 3) == 0 || std::memcmp(h, kMagic, 3) == 0;
-  const int header_size = current ? get<uint16_t>(h + 8) : kHeaderBytes;
-  const int32_t state_size = current ? get<int32_t>(h + 12) : get<uint16_t>(h + 10);
-  const int count = get<uint16_t>(h + (current ? 16 : 12));
-  const int32_t id = get<int32_t>(h + (current ? 20 : 16));
-  int row, sub;
-  const BrngEntry *table = __rnxGetBrngBaseOffset(id, &row, &sub);
-  if (!magic || row < 0 || __rnxIsBrngValid(table, row, sub) != RNX_STATUS_OK ||
-      table[row].stateSize - int32_t(sizeof(StreamState)) != state_size ||
-      header_size < kHeaderBytes)
-    return bad;
-  // A row without a generator (old ids 279, 280) is refused here, before any state is read.
-  int status = __rnxAllocateStream(stream, table, id, row, sub);
-  if (status != RNX_STATUS_OK) return status;
-  if (!in.read(RNX_STREAM_STATE(*stream), state_size > 0 ? size_t(state_size) : 0))
-    status = RNX_STATUS_FILE_READ;
-  using Hw = zyn::rng::hw::Native;
-  if (id == RNX_BRNG_NONDETERM && !Hw::rdrand()) status = RNX_STATUS_NO_RDRAND;
-  if (id == RNX_BRNG_ARS5 && !Hw::aes()) status = RNX_STATUS_NO_AES;
-  if (status == RNX_STATUS_OK && count != 0) status = read_chunks(*stream, in, h[0], count);
-  return status;
-}
-
-// Runs a load and leaves no stream behind on failure.
-int finish(StreamState **stream, int status) {
-  if (status < 0 && *stream != nullptr) __rnxDeleteStream(stream);
-  return status;
-}
-
 // The name as a zero-terminated string: copied when its length is given.
 struct Name {
   const char *text = nullptr;
@@ -205,10 +108,9 @@ ZYN_API int __rnxSaveStreamM(const StreamState *stream, char *buffer) {
 }
 
 ZYN_API int __rnxLoadStreamM(StreamState **stream, const char *buffer) {
-  *stream = nullptr;
   Source in;
   in.cur = reinterpret_cast<const unsigned char *>(buffer);
-  return finish(stream, read_image(stream, in, RNX_STATUS_BAD_IMAGE));
+  return load<Hw, Core>(stream, in, RNX_STATUS_BAD_IMAGE);
 }
 
 ZYN_API int __rnxSaveStreamF(const StreamState *stream, const char *name, int nameLength) {
@@ -231,9 +133,12 @@ ZYN_API int __rnxLoadStreamF(StreamState **stream, const char *name, int nameLen
   if (in.f == nullptr) return RNX_STATUS_FILE_OPEN;
   if (std::fseek(in.f, 0, SEEK_END) == 0) in.left = std::ftell(in.f);
   if (std::fseek(in.f, 0, SEEK_SET) != 0) in.left = -1;
-  int status = read_image(stream, in, RNX_STATUS_BAD_FORMAT);
-  if (std::fclose(in.f) != 0) status = RNX_STATUS_FILE_CLOSE;
-  return finish(stream, status);
+  int status = load<Hw, Core>(stream, in, RNX_STATUS_BAD_FORMAT);
+  if (std::fclose(in.f) != 0) {
+    status = RNX_STATUS_FILE_CLOSE;
+    if (*stream != nullptr) __rnxDeleteStream(stream);
+  }
+  return status;
 }
 
 }  // extern "C"

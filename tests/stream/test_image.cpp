@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "stream/image.hpp"
 #include "tests/stream/generator_checks.hpp"
 
 namespace zyn::test {
@@ -259,6 +260,45 @@ TEST(Image, CraftedImages) {
     EXPECT_EQ(f.s, nullptr);
     std::remove(path.c_str());
   }
+}
+
+// The loader on scripted processor probes and over a bounded cursor, as the fuzz targets use it.
+struct Probes {
+  static inline bool has = false;
+  static bool aes() { return has; }
+  static bool rdrand() { return has; }
+};
+struct TestCore {
+  static void *allocate(size_t n) { return zyn_serv_allocate(n, 128); }
+  static void deallocate(void *p) { zyn_serv_deallocate(p); }
+};
+int load_bounded(StreamState **s, const Bytes &b, size_t n) { return rng::image::load_bounded<Probes, TestCore>(s, b.data(), n); }
+
+TEST(Image, ProcessorProbesAndBoundedReader) {
+  Stream mcg(RNX_BRNG_MCG31, {1});
+  for (bool has : {false, true})
+    for (auto [id, refusal] : {std::pair{RNX_BRNG_NONDETERM, RNX_STATUS_NO_RDRAND}, {RNX_BRNG_ARS5, RNX_STATUS_NO_AES}}) {
+      BrngEntry e;
+      ASSERT_EQ(__rnxGetBrngProperties(id, &e), 0);
+      Bytes img = save_m(mcg);  // the header of an image of `id` with a zero state
+      img.resize(size_t(e.stateSize) + 8, 0);
+      std::fill(img.begin() + 24, img.end(), 0);
+      poke(img, 12, int32_t(e.stateSize - 16)), poke(img, 20, int32_t(id));
+      Probes::has = has;
+      Owned l;
+      EXPECT_EQ(load_bounded(&l.s, img, img.size()), has ? 0 : refusal) << id;
+      EXPECT_EQ(l.s != nullptr, has);
+    }
+  Stream chunked(RNX_BRNG_MCG31, {1});
+  add_chunks(chunked, {5, 12});
+  Bytes c = save_m(chunked);
+  for (size_t cut = 0; cut <= c.size(); ++cut) {
+    Owned l;
+    EXPECT_EQ(load_bounded(&l.s, c, cut), cut < c.size() ? RNX_STATUS_FILE_READ : 0) << cut;
+  }
+  poke(c, 32 + 20, int32_t(1 << 20));
+  Owned l;
+  EXPECT_EQ(load_bounded(&l.s, c, c.size()), RNX_STATUS_FILE_READ);
 }
 
 // A block of size 0 fails its write and read: the last chunk decides.
