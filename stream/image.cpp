@@ -128,13 +128,10 @@ ZYN_API int __rnxLoadStreamF(StreamState **stream, const char *name, int nameLen
   *stream = nullptr;
   Name file;
   if (int status = file.set(name, nameLength); status != RNX_STATUS_OK) return status;
-  Source in;
-  in.f = std::fopen(file.text, "rb");
-  if (in.f == nullptr) return RNX_STATUS_FILE_OPEN;
-  if (std::fseek(in.f, 0, SEEK_END) == 0) in.left = std::ftell(in.f);
-  if (std::fseek(in.f, 0, SEEK_SET) != 0) in.left = -1;
-  int status = load<Hw, Core>(stream, in, RNX_STATUS_BAD_FORMAT);
-  if (std::fclose(in.f) != 0) {
+  std::FILE *f = std::fopen(file.text, "rb");
+  if (f == nullptr) return RNX_STATUS_FILE_OPEN;
+  int status = load_file<Hw, Core>(stream, f);
+  if (std::fclose(f) != 0) {
     status = RNX_STATUS_FILE_CLOSE;
     if (*stream != nullptr) __rnxDeleteStream(stream);
   }

@@ -130,4 +130,14 @@ int load_bounded(StreamState **stream, const void *buffer, size_t bytes) {
   return load<Hw, Core>(stream, in, RNX_STATUS_BAD_IMAGE);
 }
 
+// The file loader over an open file: its length bounds chunk sizes.
+template <class Hw, class Core>
+int load_file(StreamState **stream, std::FILE *f) {
+  Source in;
+  in.f = f;
+  if (std::fseek(f, 0, SEEK_END) == 0) in.left = std::ftell(f);
+  if (std::fseek(f, 0, SEEK_SET) != 0) in.left = -1;
+  return load<Hw, Core>(stream, in, RNX_STATUS_BAD_FORMAT);
+}
+
 }  // namespace zyn::rng::image

@@ -7,10 +7,13 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <filesystem>
 #include <iterator>
 
 #include "stream/image.hpp"
 #include "tests/stream/generator_checks.hpp"
+
+int zyn_fuzz_image(bool file, const uint8_t *data, size_t size);
 
 namespace zyn::test {
 namespace {
@@ -111,7 +114,10 @@ std::vector<uint32_t> finished_table(uint32_t d) {
   return w;
 }
 
-TEST(Image, EveryGeneratorRoundTrips) {
+// Every generator of the registry but the abstract ones (and those the processor can't run), with
+// a sub-stream of MT2203 and of WH and two old ids. Niederr of dimension 319 keeps its table in a
+// chunk.
+std::vector<std::pair<int, std::vector<uint32_t>>> generator_cases() {
   const std::vector<uint32_t> seed = {7, 8, 9, 10, 11, 12, 13, 14};
   std::vector<std::pair<int, std::vector<uint32_t>>> cases;
   for (int row = 0; row < RNX_REG_BUILTIN_ROWS; ++row) {
@@ -124,7 +130,11 @@ TEST(Image, EveryGeneratorRoundTrips) {
   cases.push_back({RNX_BRNG_WH + 100, seed});
   cases.push_back({10, seed});             // old id of a WH sub-stream
   cases.push_back({277, {5}});             // old id of Sobol
-  for (const auto &[id, sd] : cases) {
+  return cases;
+}
+
+TEST(Image, EveryGeneratorRoundTrips) {
+  for (const auto &[id, sd] : generator_cases()) {
     Stream st(id, sd);
     ASSERT_NE(st.s, nullptr);
     if (id != RNX_BRNG_NONDETERM) draw(st, 1001);  // mid-block
@@ -317,6 +327,44 @@ TEST(Image, EmptyChunkDecidesWhenLast) {
   EXPECT_EQ(__rnxSaveStreamF(st, "/nonexistent-dir/x", -1), RNX_STATUS_FILE_OPEN);
   EXPECT_EQ(__rnxLoadStreamF(&l.s, "/nonexistent-dir/x", -1), RNX_STATUS_FILE_OPEN);
   EXPECT_EQ(l.s, nullptr);
+}
+
+// Writes the seed corpus of the fuzz targets to $ZYN_CORPUS_DIR: an image of every generator
+// mid-sequence, streams with chunks (shared and private, Niederr's table), and the older forms.
+// Run with --gtest_also_run_disabled_tests --gtest_filter=Image.DISABLED_WriteCorpus.
+TEST(Image, DISABLED_WriteCorpus) {
+  const char *dir = std::getenv("ZYN_CORPUS_DIR");
+  ASSERT_NE(dir, nullptr);
+  const auto put_file = [&](const std::string &name, const Bytes &b) { write_file(std::string(dir) + "/" + name, b); };
+  for (const auto &[id, sd] : generator_cases()) {
+    Stream st(id, sd);
+    if (id != RNX_BRNG_NONDETERM) draw(st, 1001);
+    put_file("generator_" + std::to_string(id), save_m(st));
+  }
+  Stream sobol(RNX_BRNG_SOBOL, finished_table(2)), chunked(RNX_BRNG_MCG31, {12345});
+  draw(sobol, 77);
+  add_chunks(chunked, {5, 12, 0});
+  const Bytes c = save_m(chunked);
+  put_file("sobol_user_table", save_m(sobol));
+  put_file("chunks", c);
+  put_file("older_magic_at_4", older(c, 1, false));
+  put_file("older_without_shared_id", older(c, 0, false));
+  put_file("older_magic_at_0", older(save_m(Stream(RNX_BRNG_MCG31, {3})), 1, true));
+}
+
+// The seed corpus through both fuzz targets: every image loads, from a file as from memory.
+TEST(Image, FuzzCorpusReplays) {
+  int n = 0;
+  for (const auto &entry : std::filesystem::directory_iterator(ZYN_IMAGE_CORPUS)) {
+    const Bytes b = read_file(entry.path());
+    const auto *d = reinterpret_cast<const uint8_t *>(b.data());
+    const bool runs = (entry.path().filename() != "generator_" + std::to_string(RNX_BRNG_NONDETERM) || __rnxCPUisRDRAND()) &&
+                      (entry.path().filename() != "generator_" + std::to_string(RNX_BRNG_ARS5) || __rnxCPUisAES());
+    EXPECT_TRUE(zyn_fuzz_image(false, d, b.size()) == 0 || !runs) << entry.path();
+    EXPECT_TRUE(zyn_fuzz_image(true, d, b.size()) == 0 || !runs) << entry.path();
+    ++n;
+  }
+  EXPECT_GT(n, 20);
 }
 
 }  // namespace
