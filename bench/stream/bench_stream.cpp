@@ -124,6 +124,10 @@ void ARS5_iGen_128(benchmark::State &state) {
   std::vector<uint32_t> buf(250);
   for (auto _ : state) {
     for (int c = 0; c < kPerIteration / 250; ++c) st.row().iGen(st.s, 250, buf.data());
+    benchmark::DoNotOptimize(buf.data());
+  }
+  finish(state, 4);
+}
 
 void Anchor_std_mt19937(benchmark::State &state) {
   std::mt19937 g(12345);
@@ -170,6 +174,7 @@ void Anchor_copy_and_map(benchmark::State &state) {
     }
   }
   finish(state, 8);
+}
 
 void Anchor_gsl_mt19937(benchmark::State &state) {
   gsl_rng *g = gsl_rng_alloc(gsl_rng_mt19937);

@@ -16,6 +16,7 @@ int main() {
   tour_twister();
   tour_quasi();
   tour_counter();
+  tour_image();
   tour_discrete();
   tour_stats();
   tour_robust();

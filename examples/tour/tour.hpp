@@ -6,6 +6,7 @@ void tour_random();
 void tour_twister();
 void tour_quasi();
 void tour_counter();
+void tour_image();
 void tour_discrete();
 void tour_stats();
 void tour_robust();

@@ -12,7 +12,7 @@
 
 #if defined(__cplusplus)
 #define ZYN_EXTERN_C extern "C"
-#define ZYN_NORETURN [[noreturn]]
+#define ZYN_NORETURN __attribute__((noreturn)) /* after a GNU attribute clang takes no [[...]] */
 #else
 #define ZYN_EXTERN_C
 #define ZYN_NORETURN __attribute__((noreturn))

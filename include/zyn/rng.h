@@ -303,4 +303,18 @@ ZYN_API void __rnxiVect3PowArrayMod_M1(uint32_t *v, int n, const uint64_t *e,
 ZYN_API void __rnxiVect3PowArrayMod_M2(uint32_t *v, int n, const uint64_t *e,
                                        const uint32_t *table);
 
+/* ---- stream images ----------------------------------------------------------------------- *
+ * A stream with its chunks as bytes: a 24-byte header, the generator state, one record per chunk
+ * (see docs/random.md). An image holds the state as it stands, pointers included: abstract
+ * streams load only in the saving process while their buffer and callback live. A name of
+ * nameLength >= 0 bytes has no terminator; a negative length means a zero-terminated name. */
+/* Bytes of the image of a stream: stateSize + 8 + (size + 24) per chunk. */
+ZYN_API int __rnxGetStreamSize(const StreamState *stream);
+/* buffer must hold __rnxGetStreamSize(stream) bytes. Returns 0. */
+ZYN_API int __rnxSaveStreamM(const StreamState *stream, char *buffer);
+/* A new stream from an image in memory; no size is checked. On failure *stream is null. */
+ZYN_API int __rnxLoadStreamM(StreamState **stream, const char *buffer);
+ZYN_API int __rnxSaveStreamF(const StreamState *stream, const char *name, int nameLength);
+ZYN_API int __rnxLoadStreamF(StreamState **stream, const char *name, int nameLength);
+
 #endif

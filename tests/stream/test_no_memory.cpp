@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "zyn/vex.h"
@@ -88,6 +89,21 @@ const Row kRows[] = {
      [](Fixture &f) { return (f.out = drawn(RNX_BRNG_SFMT19937)) != nullptr; }},
     {"SFMT19937 SWin", false, 5, [](Fixture &f) { return __rnxSkipAheadStream(f.out, 1000001); },
      [](Fixture &f) { return (f.out = drawn(RNX_BRNG_SFMT19937)) != nullptr; }},
+    // Stream images of `s`: the state, then per chunk its block and its record; the file name copy.
+    {"LoadStreamM", true, 7, [](Fixture &f) {
+       std::vector<char> image(size_t(__rnxGetStreamSize(f.s)));
+       __rnxSaveStreamM(f.s, image.data());
+       return __rnxLoadStreamM(&f.out, image.data());
+     }},
+    {"LoadStreamF", true, 8, [](Fixture &f) {
+       const std::string path = testing::TempDir() + "zyn_no_memory_image";
+       __rnxSaveStreamF(f.s, path.c_str(), -1);
+       return __rnxLoadStreamF(&f.out, path.data(), int(path.size()));
+     }},
+    {"SaveStreamF", false, 1, [](Fixture &f) {
+       const std::string path = testing::TempDir() + "zyn_no_memory_image";
+       return __rnxSaveStreamF(f.s, path.data(), int(path.size()));
+     }},
 #ifdef ZYN_DIST_GAUSSIAN
     // The carry chunks: refused before the stream is touched.
     {"dRngGaussian", false, 1, [](Fixture &f) {
