@@ -91,31 +91,17 @@ TEST(TransformGamma, EntriesEqualTheirReferencesOnCopiedStreams) {
 // shape branch at 0.59 (x = u^(1/alpha)) and Weibull branch at 0.6 (x = (-ln u)^(1/alpha)).
 TEST(TransformGamma, ValuesOnKnownUniforms) {
   const double l = std::log(0.3);
-  struct Known {
-    const char *name;
-    Draw d, s;
-    Params p;
-    std::vector<double> script, want;
-  };
-  const Known rows[] = {
-      {"Exponential", Entry(_rnxdRngExponential, 0), Entry(_rnxsRngExponential, 0), {1, 2}, {0.3}, {1 - 2 * l}},
-      {"Laplace", Entry(_rnxdRngLaplace, 0), Entry(_rnxsRngLaplace, 0), {1, 2}, {0.3, 0.7, 0.3, 0.5}, {1 + 2 * l, 1 - 2 * l}},
-      {"Weibull", Entry(_rnxdRngWeibull, 0), Entry(_rnxsRngWeibull, 0), {3, 1, 2}, {0.3}, {1 + 2 * std::cbrt(-l)}},
-      {"Rayleigh", Entry(_rnxdRngRayleigh, 0), Entry(_rnxsRngRayleigh, 0), {1, 2}, {0.3}, {1 + 2 * std::sqrt(-l)}},
-      {"Cauchy", Entry(_rnxdRngCauchy, 0), Entry(_rnxsRngCauchy, 0), {1, 2}, {0.3}, {1 + 2 * std::tan(M_PI * (0.3 - 0.5))}},
-      {"Gumbel", Entry(_rnxdRngGumbel, 0), Entry(_rnxsRngGumbel, 0), {1, 2}, {0.3}, {1 + 2 * std::log(-l)}},
-      {"Lognormal", Entry(_rnxdRngLognormal, LognormalMethodIcdf), Entry(_rnxsRngLognormal, LognormalMethodIcdf),
-       {0.5, 0.7, 1, 2}, {0.3}, {1 + 2 * std::exp(0.5 + 0.7 * gsl_cdf_ugaussian_Pinv(0.3))}},
-      {"Gamma 0.59", Entry(_rnxdRngGamma, 0), Entry(_rnxsRngGamma, 0), {0.59, 0, 1}, {0.3}, {std::pow(0.3, 1 / 0.59)}},
-      {"Gamma 0.6", Entry(_rnxdRngGamma, 0), Entry(_rnxsRngGamma, 0), {0.6, 0, 1}, {0.3}, {std::pow(-l, 1 / 0.6)}},
-  };
-  for (const Known &row : rows)
-    for (const Draw &draw : {row.d, row.s}) {
-      ScriptedStream s(row.script);
-      std::vector<double> r(row.want.size());
-      ASSERT_EQ(draw(s, int(r.size()), r.data(), row.p), 0) << row.name;
-      for (size_t i = 0; i < r.size(); ++i) EXPECT_NEAR(r[i], row.want[i], 1e-5 * std::fabs(row.want[i])) << row.name << " " << i;
-    }
+  CheckKnown({
+      {"Exponential", Both(_rnxdRngExponential, _rnxsRngExponential), {1, 2}, {0.3}, {1 - 2 * l}},
+      {"Laplace", Both(_rnxdRngLaplace, _rnxsRngLaplace), {1, 2}, {0.3, 0.7, 0.3, 0.5}, {1 + 2 * l, 1 - 2 * l}},
+      {"Weibull", Both(_rnxdRngWeibull, _rnxsRngWeibull), {3, 1, 2}, {0.3}, {1 + 2 * std::cbrt(-l)}},
+      {"Rayleigh", Both(_rnxdRngRayleigh, _rnxsRngRayleigh), {1, 2}, {0.3}, {1 + 2 * std::sqrt(-l)}},
+      {"Cauchy", Both(_rnxdRngCauchy, _rnxsRngCauchy), {1, 2}, {0.3}, {1 + 2 * std::tan(M_PI * (0.3 - 0.5))}},
+      {"Gumbel", Both(_rnxdRngGumbel, _rnxsRngGumbel), {1, 2}, {0.3}, {1 + 2 * std::log(-l)}},
+      {"Lognormal", Both(_rnxdRngLognormal, _rnxsRngLognormal, LognormalMethodIcdf), {0.5, 0.7, 1, 2}, {0.3},
+       {1 + 2 * std::exp(0.5 + 0.7 * gsl_cdf_ugaussian_Pinv(0.3))}},
+      {"Gamma 0.59", Both(_rnxdRngGamma, _rnxsRngGamma), {0.59, 0, 1}, {0.3}, {std::pow(0.3, 1 / 0.59)}},
+      {"Gamma 0.6", Both(_rnxdRngGamma, _rnxsRngGamma), {0.6, 0, 1}, {0.3}, {std::pow(-l, 1 / 0.6)}}});
 }
 
 // Uniforms of 0, just below 1 (in either precision) and tiny: results stay at or above the
