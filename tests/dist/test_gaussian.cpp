@@ -37,8 +37,8 @@ TEST(Gaussian, ValuesOnKnownUniforms) {
                {z(0.3, 0.6, sin), z(0.3, 0.6, cos), z(0.9, 0.1, sin), z(0.3, 0.6, sin), q(0.9), z(0.9, 0.1, cos)}},
               {"dZero", {Entry(_rnxdRngGaussian, bm), Entry(_rnxdRngGaussian, bm2)}, {0.5, 3}, {0.0, 0.25}, {zd}},
               {"sZero", {Entry(_rnxsRngGaussian, bm), Entry(_rnxsRngGaussian, bm2)}, {0.5, 3}, {0.0, 0.25}, {zs}},
-              {"dZeroIcdf", {Entry(_rnxdRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {0.5 - 3 * M_SQRT2 * 5.8635847487551676, 0.5}},
-              {"sZeroIcdf", {Entry(_rnxsRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {0.5 - 3 * M_SQRT2 * 3.832507, 0.5}}});
+              {"dZeroIcdf", {Entry(_rnxdRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {-5.8635847487551676 * (3 * M_SQRT2) + 0.5, 0.5}, 0},
+              {"sZeroIcdf", {Entry(_rnxsRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {-3.832507f * (3 * float(M_SQRT2)) + 0.5f, 0.5}, 0}});
 }
 
 // Every vector is T z + a for the standard normals z the same stream gives, T lower triangular
