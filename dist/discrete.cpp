@@ -41,12 +41,6 @@ namespace {
 
 inline int64_t Floor(float x) { return static_cast<int64_t>(std::floor(x)); }
 
-// c ? a : b without a branch: the rejection tests select among values formed for every region.
-inline float Pick(bool c, float a, float b) {
-  const __m128 mask = _mm_castsi128_ps(_mm_set1_epi32(-static_cast<int>(c)));
-  return _mm_cvtss_f32(_mm_blendv_ps(_mm_set_ss(b), _mm_set_ss(a), mask));
-}
-
 // ---- ln k! ---------------------------------------------------------------------------------
 
 // ln k! for k = 0..15, correctly rounded.
@@ -156,8 +150,31 @@ void SetUpTable(BinomialSetUp &b, int ntrial, double p, double t) {
   a.last = f;
 }
 
-// The constants of Kachitvichyanukul and Schmeiser, from p rounded to single. The slopes of the
-// tails come from double intermediates: fm - xl and xr - fm are differences of numbers near m.
+// The binomial law for the hat: the ratio recurrence in single precision, the squeeze in single,
+// and the exact log-ratio by Stirling's formula in double.
+struct BtpeLaw {
+  float g, ratio, t;
+  int64_t hi;  // ntrial
+
+  float Up(int64_t i) const { return g / static_cast<float>(i) - ratio; }
+  float Down(int64_t i) const {
+    const float x = static_cast<float>(i);
+    return x / (g - ratio * x);
+  }
+  static Squeeze<float> Band(float rnpq, float k) {
+    return {-k * k * 0.5f * rnpq, k * rnpq * (((k * 0.33333334f + 0.625f) * k + 0.16666667f) * rnpq + 0.5f)};
+  }
+  // With m near 2^30 the leading terms are large multiples of logarithms of ratios near 1. The
+  // corrections of y! and (n - y)! enter with a minus sign.
+  double Bound(const Tpe<float> &e, int64_t y) const {
+    const double n = double(hi), m = e.m, yd = double(y), td = t, q = 1.0 - td;
+    const double x1 = yd + 1, f1 = m + 1, z = n + 1 - m, w1 = n - yd + 1;
+    return (m + 0.5) * std::log(f1 / x1) + (n - m + 0.5) * std::log(z / w1) + (yd - m) * std::log(w1 * td / (x1 * q)) +
+           e.stirling_m - StirlingCorrection(x1) - StirlingCorrection(w1);
+  }
+};
+
+// The constants from p rounded to single.
 void SetUpBtpe(BinomialSetUp &b, int ntrial, double p) {
   Btpe &e = b.btpe;
   const float pf = static_cast<float>(p);
@@ -165,101 +182,13 @@ void SetUpBtpe(BinomialSetUp &b, int ntrial, double p) {
   e.kind = pf >= 0.5f ? kBtpeMapped : kBtpe;
   const float t = std::min(pf, 1.0f - pf), q = 1.0f - t, n = static_cast<float>(ntrial);
   const double fm = (ntrial + 1.0) * t;
-  e.m = static_cast<int32_t>(fm);
   e.t = t;
-  e.npq = n * t * q;
-  e.rnpq = 1.0f / e.npq;
-  e.far = e.npq / 2 - 1;
   e.ratio = t / q;
   e.g = (n + 1.0f) * e.ratio;
-  e.p1 = std::floor(2.195f * std::sqrt(e.npq) - 4.6f * q) + 0.5f;
-  e.rp1 = 1.0f / e.p1;
-  e.c = 0.134f + 20.5f / (15.3f + static_cast<float>(e.m));
-  e.rc = 1.0f / e.c;
-  const double xm = e.m + 0.5, xl = xm - e.p1, xr = xm + e.p1;
-  double a = (fm - xl) / (fm - xl * t);
-  e.lambda_l = static_cast<float>(a * (1 + 0.5 * a));
-  a = (xr - fm) / (xr * q);
-  e.lambda_r = static_cast<float>(a * (1 + 0.5 * a));
-  e.rlambda_l = 1.0f / e.lambda_l;
-  e.rlambda_r = 1.0f / e.lambda_r;
-  e.p2 = e.p1 * (1 + 2 * e.c);
-  e.p3 = e.p2 + e.c * e.rlambda_l;
-  e.p4 = e.p3 + e.c * e.rlambda_r;
-  e.stirling_m = StirlingCorrection(e.m + 1.0) + StirlingCorrection(ntrial - e.m + 1.0);
-  float *mid = e.near + kBtpeSteps;  // m >= 30: no step leaves the support
-  mid[0] = 1.0f;
-  for (int j = 1; j <= kBtpeSteps; ++j) {
-    mid[j] = mid[j - 1] * (e.g / static_cast<float>(e.m + j) - e.ratio);
-    const float x = static_cast<float>(e.m - j + 1);
-    mid[-j] = mid[1 - j] * (x / (e.g - e.ratio * x));
-  }
+  e.hat.m = static_cast<int32_t>(fm);
+  SetUpTpe(e.hat, BtpeLaw{e.g, e.ratio, t, ntrial}, fm, t, q, n * t * q,
+           StirlingCorrection(e.hat.m + 1.0) + StirlingCorrection(ntrial - e.hat.m + 1.0));
 }
-
-struct BtpeHat {
-  const Btpe &e;
-  int64_t ntrial;
-
-  bool Tail(float u) const { return u * e.p4 > e.p2; }
-
-  // f(y) / f(m) >= v by the ratio recurrence, stopped once the product falls below v: past the
-  // mode every factor is below 1, and the product never nears the subnormal range.
-  bool Recurrence(int64_t y, float v) const {
-    float f = 1.0f;
-    if (e.m < y) {
-      for (int64_t i = e.m + 1; i <= y && f >= v; ++i) f *= e.g / static_cast<float>(i) - e.ratio;
-    } else {
-      for (int64_t i = e.m; i > y && f >= v; --i) {
-        const float x = static_cast<float>(i);
-        f *= x / (e.g - e.ratio * x);
-      }
-    }
-    return v <= f;
-  }
-
-  // The triangle accepts at once. For the other regions every region's offset from m and test
-  // value are formed and the candidate's selected, so that the common case (within 20 of m)
-  // decides by one table look-up without a branch.
-  bool Accept(float u, float v, float lnv, int64_t *k) const {
-    const float x = u * e.p4;
-    if (x <= e.p1) {
-      *k = e.m + Floor(0.5f - e.p1 * v + x);
-      return true;
-    }
-    const bool parallelogram = x <= e.p2, left = x <= e.p3;
-    const float dx = (x - e.p1) * e.rc - e.p1;  // parallelogram: distance from m + 1/2
-    const float off = Pick(parallelogram, 0.5f + dx,
-                           Pick(left, 0.5f - e.p1 + lnv * e.rlambda_l, 0.5f + e.p1 - lnv * e.rlambda_r));
-    const float w = Pick(parallelogram, v * e.c + 1.0f - std::fabs(dx) * e.rp1,
-                         Pick(left, v * (x - e.p2) * e.lambda_l, v * (x - e.p3) * e.lambda_r));
-    const int64_t y = e.m + Floor(off);
-    *k = y;
-    // Tails need v > 0 (it had no logarithm); the tails' w never pass 1.
-    const bool ok = (parallelogram | (v != 0.0f)) & (w <= 1.0f) & (y >= 0) & (y <= ntrial);
-    const uint64_t at = static_cast<uint64_t>(y - e.m + kBtpeSteps);
-    if (at <= 2 * kBtpeSteps) [[likely]]
-      return ok & (w <= e.near[at]);
-    if (!ok) return false;
-    const int64_t dist = y > e.m ? y - e.m : e.m - y;
-    if (static_cast<float>(dist) >= e.far) return Recurrence(y, w);
-    if (w <= 0.0f) return true;
-    // Squeeze: ln(f(y) / f(m)) lies within rho of -k^2 / (2 npq).
-    const float kf = static_cast<float>(dist), alv = std::log(w);
-    const float rho = kf * e.rnpq * (((kf * 0.33333334f + 0.625f) * kf + 0.16666667f) * e.rnpq + 0.5f);
-    const float tt = -kf * kf * 0.5f * e.rnpq;
-    if (alv < tt - rho) return true;
-    if (alv > tt + rho) return false;
-    // ln(f(y) / f(m)) by Stirling's formula, in double: with m near 2^30 the leading terms are
-    // large multiples of logarithms of ratios near 1. The corrections of y! and (n - y)! enter
-    // with a minus sign.
-    const double n = double(ntrial), m = e.m, yd = double(y), t = e.t, q = 1.0 - t;
-    const double x1 = yd + 1, f1 = m + 1, z = n + 1 - m, w1 = n - yd + 1;
-    const double bound = (m + 0.5) * std::log(f1 / x1) + (n - m + 0.5) * std::log(z / w1) +
-                         (yd - m) * std::log(w1 * t / (x1 * q)) + e.stirling_m - StirlingCorrection(x1) -
-                         StirlingCorrection(w1);
-    return alv <= bound;
-  }
-};
 
 }  // namespace
 
@@ -279,7 +208,8 @@ void SetUp(BinomialSetUp &b, int ntrial, double p) {
 int Draw(StreamState *stream, int n, int *r, const BinomialSetUp &b) {
   const int64_t ntrial = static_cast<int64_t>(b.ntrial);
   const Map map = (b.kind & 1) ? Map{ntrial, -1} : Map{};
-  if (b.kind & kBtpe) return Rejection(stream, n, r, map, BtpeHat{b.btpe, ntrial});
+  const Btpe &e = b.btpe;
+  if (b.kind & kBtpe) return Rejection(stream, n, r, map, TpeHat<float, BtpeLaw>{e.hat, {e.g, e.ratio, e.t, ntrial}});
   const BinomialTable &a = b.table;
   return InversionBlocks(stream, n, r, map, [&](double u) {
     int k = SearchTable(a.cum, a.entries, a.entries / 2, u);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "dist/frame.hpp"
@@ -84,17 +85,125 @@ int Rejection(StreamState *stream, int n, int *r, Map map, const Hat &hat) {
   return status;
 }
 
-// ---- PTPE's squeeze -------------------------------------------------------------------------
+// ---- BTPE and PTPE ---------------------------------------------------------------------------
 
-// For a Poisson law of mean lambda (rlambda = 1 / lambda) and mode m = int(lambda), ln(f(m + j) /
-// f(m)) lies within rho of tt = -k^2 / (2 lambda), k = |j|, for k from 21 to lambda/2 - 1 (BTPE's
-// squeeze with npq = lambda).
-struct Squeeze {
-  double tt, rho;
+// c ? a : b. Single precision selects without a branch: the rejection tests select among values
+// formed for every region.
+inline float Pick(bool c, float a, float b) {
+  const __m128 mask = _mm_castsi128_ps(_mm_set1_epi32(-static_cast<int>(c)));
+  return _mm_cvtss_f32(_mm_blendv_ps(_mm_set_ss(b), _mm_set_ss(a), mask));
+}
+inline double Pick(bool c, double a, double b) { return c ? a : b; }
+
+// The hat of Kachitvichyanukul and Schmeiser about the mode m, in T (single for the binomial,
+// double for Poisson, BTPE's limit q = 1, npq = lambda): a triangle, parallelograms to p2, and
+// exponential tails to p3 and p4; far = npq / 2 - 1, from where the ratio recurrence takes over
+// again. near[kBtpeSteps + j] holds f(m + j) / f(m) for |j| <= 20, the products the recurrence
+// forms, in the same order.
+inline constexpr int kBtpeSteps = 20;
+template <class T>
+struct Tpe {
+  int32_t m, unused;
+  T npq, rnpq, far, p1, rp1, c, rc, lambda_l, lambda_r, rlambda_l, rlambda_r, p2, p3, p4;
+  double stirling_m;  // the law's Stirling corrections at the mode
+  T near[2 * kBtpeSteps + 1];
 };
-inline Squeeze PtpeSqueeze(double rlambda, double k) {
+
+// The law supplies the ratios Up(i) = f(i) / f(i - 1) and Down(i) = f(i - 1) / f(i). fm is the
+// mean (ntrial + 1) t, q = 1 - t; t and q enter only the tails' slopes, in double: fm - xl and
+// xr - fm are differences of numbers near m.
+template <class T, class Law>
+void SetUpTpe(Tpe<T> &e, const Law &law, double fm, double t, T q, T npq, double stirling_m) {
+  e.npq = npq;
+  e.rnpq = T(1) / npq;
+  e.far = npq / 2 - 1;
+  e.p1 = std::floor(T(2.195) * std::sqrt(npq) - T(4.6) * q) + T(0.5);
+  e.rp1 = T(1) / e.p1;
+  e.c = T(0.134) + T(20.5) / (T(15.3) + static_cast<T>(e.m));
+  e.rc = T(1) / e.c;
+  const double xm = e.m + 0.5, xl = xm - e.p1, xr = xm + e.p1;
+  double a = (fm - xl) / (fm - xl * t);
+  e.lambda_l = static_cast<T>(a * (1 + 0.5 * a));
+  a = (xr - fm) / (xr * q);
+  e.lambda_r = static_cast<T>(a * (1 + 0.5 * a));
+  e.rlambda_l = T(1) / e.lambda_l;
+  e.rlambda_r = T(1) / e.lambda_r;
+  e.p2 = e.p1 * (1 + 2 * e.c);
+  e.p3 = e.p2 + e.c * e.rlambda_l;
+  e.p4 = e.p3 + e.c * e.rlambda_r;
+  e.stirling_m = stirling_m;
+  T *mid = e.near + kBtpeSteps;  // m >= 30: no step leaves the support
+  mid[0] = T(1);
+  for (int j = 1; j <= kBtpeSteps; ++j) {
+    mid[j] = mid[j - 1] * law.Up(e.m + j);
+    mid[-j] = mid[1 - j] * law.Down(e.m - j + 1);
+  }
+}
+
+// ln(f(m + j) / f(m)) lies within rho of tt = -k^2 / (2 npq), k = |j|, for k from 21 to npq/2 - 1.
+template <class T>
+struct Squeeze {
+  T tt, rho;
+};
+// Poisson's, in double (rlambda = 1 / lambda).
+inline Squeeze<double> PtpeSqueeze(double rlambda, double k) {
   return {-k * k * 0.5 * rlambda, k * rlambda * (((k / 3 + 0.625) * k + 1.0 / 6) * rlambda + 0.5)};
 }
+
+// The hat as Rejection's: besides the ratios the law gives the squeeze Band(rnpq, k), the exact
+// log-ratio Bound(e, y) = ln(f(y) / f(m)) and the support's upper end hi.
+template <class T, class Law>
+struct TpeHat {
+  const Tpe<T> &e;
+  Law law;
+
+  bool Tail(T u) const { return u * e.p4 > e.p2; }
+
+  // f(y) / f(m) >= v by the ratio recurrence, stopped once the product falls below v: past the
+  // mode every factor is below 1, and the product never nears the subnormal range.
+  bool Recurrence(int64_t y, T v) const {
+    T f = T(1);
+    if (e.m < y) {
+      for (int64_t i = e.m + 1; i <= y && f >= v; ++i) f *= law.Up(i);
+    } else {
+      for (int64_t i = e.m; i > y && f >= v; --i) f *= law.Down(i);
+    }
+    return v <= f;
+  }
+
+  // The triangle accepts at once. For the other regions every region's offset from m and test
+  // value are formed and the candidate's selected, so that the common case (within 20 of m)
+  // decides by one table look-up.
+  bool Accept(T u, T v, T lnv, int64_t *k) const {
+    const T x = u * e.p4;
+    if (x <= e.p1) {
+      *k = e.m + static_cast<int64_t>(std::floor(T(0.5) - e.p1 * v + x));
+      return true;
+    }
+    const bool parallelogram = x <= e.p2, left = x <= e.p3;
+    const T dx = (x - e.p1) * e.rc - e.p1;  // parallelogram: distance from m + 1/2
+    const T off = Pick(parallelogram, T(0.5) + dx,
+                       Pick(left, T(0.5) - e.p1 + lnv * e.rlambda_l, T(0.5) + e.p1 - lnv * e.rlambda_r));
+    const T w = Pick(parallelogram, v * e.c + T(1) - std::fabs(dx) * e.rp1,
+                     Pick(left, v * (x - e.p2) * e.lambda_l, v * (x - e.p3) * e.lambda_r));
+    const int64_t y = e.m + static_cast<int64_t>(std::floor(off));
+    *k = y;
+    // Tails need v > 0 (it had no logarithm); the tails' w never pass 1.
+    const bool ok = (parallelogram | (v != T(0))) & (w <= T(1)) & (y >= 0) & (y <= law.hi);
+    const uint64_t at = static_cast<uint64_t>(y - e.m + kBtpeSteps);
+    if (at <= 2 * kBtpeSteps) [[likely]]
+      return ok & (w <= e.near[at]);
+    if (!ok) return false;
+    const int64_t dist = y > e.m ? y - e.m : e.m - y;
+    if (static_cast<T>(dist) >= e.far) return Recurrence(y, w);
+    if (w <= T(0)) return true;
+    const T alv = std::log(w);
+    const auto [tt, rho] = law.Band(e.rnpq, static_cast<T>(dist));
+    if (alv < tt - rho) return true;
+    if (alv > tt + rho) return false;
+    return alv <= law.Bound(e, y);
+  }
+};
 
 // ---- helpers of the set-ups ----------------------------------------------------------------
 
@@ -127,16 +236,11 @@ struct BinomialTable {
 };
 
 // BTPE in single precision, for ntrial * t of 30 or more. Above 2^24 a float can't hold the mode,
-// so results are formed as the integer m plus an offset computed in single precision. The ratio
-// recurrence from m is kept as its running products up to 20 steps each way: the products the
-// recurrence forms, in the same order.
-inline constexpr int kBtpeSteps = 20;
+// so results are formed as the integer m plus an offset computed in single precision.
 struct Btpe {
-  int32_t kind, m;
-  float t, npq, rnpq, far, g, ratio;  // far: npq / 2 - 1, where the recurrence takes over again
-  float p1, rp1, c, rc, lambda_l, lambda_r, rlambda_l, rlambda_r, p2, p3, p4;
-  double stirling_m;  // the Stirling corrections of m! and (ntrial - m)!
-  float near[2 * kBtpeSteps + 1];  // f(m + j) / f(m) at near[kBtpeSteps + j], |j| <= 20
+  int32_t kind;
+  float t, g, ratio;  // the recurrence's f(i) / f(i - 1) = g / i - ratio
+  Tpe<float> hat;
 };
 
 // The set-up of Binomial(ntrial, p) and its key: ntrial, and p as passed for the table, rounded

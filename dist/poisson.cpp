@@ -26,22 +26,13 @@ struct PoissonTable {
   double cum[kPoissonEntries];
 };
 
-// PTPE in double: BTPE's set-up with q = 1 and npq = fm = lambda. near[kBtpeSteps + j] holds
-// f(m + j) / f(m) for |j| <= 20.
-struct Ptpe {
-  int32_t m, unused;
-  double rlambda, far, p1, rp1, c, rc, lambda_l, lambda_r, rlambda_l, rlambda_r, p2, p3, p4;
-  double stirling_m;
-  double near[2 * kBtpeSteps + 1];
-};
-
 // The chunk: the key lambda, the branch, then its record; 696 bytes.
 struct PoissonSetUp {
   double lambda;
   int32_t ptpe, unused;
   union {
     PoissonTable table;
-    Ptpe hat;
+    Tpe<double> hat;
   };
 };
 static_assert(sizeof(PoissonSetUp) == 696);
@@ -63,90 +54,26 @@ void SetUpTable(PoissonTable &t, double lambda) {
   for (int k = t.entries; k < kPoissonEntries; ++k) t.cum[k] = sum;
 }
 
-void SetUpPtpe(Ptpe &e, double lambda) {
-  e.m = static_cast<int32_t>(lambda);
-  const double m = e.m, xm = m + 0.5;
-  e.rlambda = 1 / lambda;
-  e.far = lambda / 2 - 1;
-  e.p1 = std::floor(2.195 * std::sqrt(lambda) - 4.6) + 0.5;
-  e.rp1 = 1 / e.p1;
-  e.c = 0.134 + 20.5 / (15.3 + m);
-  e.rc = 1 / e.c;
-  const double xl = xm - e.p1, xr = xm + e.p1;
-  double a = (lambda - xl) / lambda;
-  e.lambda_l = a * (1 + 0.5 * a);
-  a = (xr - lambda) / xr;
-  e.lambda_r = a * (1 + 0.5 * a);
-  e.rlambda_l = 1 / e.lambda_l;
-  e.rlambda_r = 1 / e.lambda_r;
-  e.p2 = e.p1 * (1 + 2 * e.c);
-  e.p3 = e.p2 + e.c * e.rlambda_l;
-  e.p4 = e.p3 + e.c * e.rlambda_r;
-  e.stirling_m = StirlingCorrection(m + 1);
-  double *mid = e.near + kBtpeSteps;  // m >= 30: no step leaves the support
-  mid[0] = 1;
-  for (int j = 1; j <= kBtpeSteps; ++j) {
-    mid[j] = mid[j - 1] * (lambda / (m + j));
-    mid[-j] = mid[1 - j] * ((m - j + 1) * e.rlambda);
-  }
-}
+// The Poisson law for the hat, all in double.
+struct PtpeLaw {
+  double lambda, rlambda;
+  int64_t hi = INT64_MAX;
 
-struct PtpeHat {
-  const Ptpe &e;
-  double lambda;
-
-  bool Tail(double u) const { return u * e.p4 > e.p2; }
-
-  // f(y) / f(m) >= v by the ratio recurrence, stopped once the product falls below v.
-  bool Recurrence(int64_t y, double v) const {
-    double f = 1;
-    if (e.m < y) {
-      for (int64_t i = e.m + 1; i <= y && f >= v; ++i) f *= lambda / double(i);
-    } else {
-      for (int64_t i = e.m; i > y && f >= v; --i) f *= double(i) * e.rlambda;
-    }
-    return v <= f;
-  }
-
-  bool Accept(double u, double v, double lnv, int64_t *k) const {
-    const double x = u * e.p4;
-    if (x <= e.p1) {
-      *k = e.m + static_cast<int64_t>(std::floor(0.5 - e.p1 * v + x));
-      return true;
-    }
-    const bool parallelogram = x <= e.p2, left = x <= e.p3;
-    const double dx = (x - e.p1) * e.rc - e.p1;  // parallelogram: distance from m + 1/2
-    const double off = parallelogram ? 0.5 + dx : left ? 0.5 - e.p1 + lnv * e.rlambda_l : 0.5 + e.p1 - lnv * e.rlambda_r;
-    const double w = parallelogram ? v * e.c + 1 - std::fabs(dx) * e.rp1
-                     : left        ? v * (x - e.p2) * e.lambda_l
-                                   : v * (x - e.p3) * e.lambda_r;
-    const int64_t y = e.m + static_cast<int64_t>(std::floor(off));
-    *k = y;
-    // Tails need v > 0 (it had no logarithm).
-    const bool ok = (parallelogram | (v != 0.0)) & (w <= 1.0) & (y >= 0);
-    const uint64_t at = static_cast<uint64_t>(y - e.m + kBtpeSteps);
-    if (at <= 2 * kBtpeSteps) [[likely]]
-      return ok & (w <= e.near[at]);
-    if (!ok) return false;
-    const int64_t dist = y > e.m ? y - e.m : e.m - y;
-    if (double(dist) >= e.far) return Recurrence(y, w);
-    if (w <= 0.0) return true;
-    const double alv = std::log(w);
-    const auto [tt, rho] = PtpeSqueeze(e.rlambda, double(dist));
-    if (alv < tt - rho) return true;
-    if (alv > tt + rho) return false;
-    // ln(f(y) / f(m)) = (m + 1/2) ln((m + 1)/(y + 1)) + (y - m) ln(lambda / (y + 1)) + (y - m)
-    // + S(m + 1) - S(y + 1): the logarithms of ratios near 1 by log1p, so the terms of size k that
-    // cancel to about k^2 / lambda carry no error from lambda's magnitude.
+  double Up(int64_t i) const { return lambda / double(i); }
+  double Down(int64_t i) const { return double(i) * rlambda; }
+  static Squeeze<double> Band(double rlambda, double k) { return PtpeSqueeze(rlambda, k); }
+  // ln(f(y) / f(m)) = (m + 1/2) ln((m + 1)/(y + 1)) + (y - m) ln(lambda / (y + 1)) + (y - m)
+  // + S(m + 1) - S(y + 1): the logarithms of ratios near 1 by log1p, so the terms of size k that
+  // cancel to about k^2 / lambda carry no error from lambda's magnitude.
+  double Bound(const Tpe<double> &e, int64_t y) const {
     const double m = e.m, x1 = double(y) + 1, d = double(y) - m;
-    const double bound = (m + 0.5) * std::log1p(-d / x1) + d * std::log1p((lambda - x1) / x1) + d + e.stirling_m -
-                         StirlingCorrection(x1);
-    return alv <= bound;
+    return (m + 0.5) * std::log1p(-d / x1) + d * std::log1p((lambda - x1) / x1) + d + e.stirling_m -
+           StirlingCorrection(x1);
   }
 };
 
 int DrawPoisson(StreamState *stream, int n, int *r, const PoissonSetUp &s) {
-  if (s.ptpe) return Rejection<double>(stream, n, r, Map{}, PtpeHat{s.hat, s.lambda});
+  if (s.ptpe) return Rejection<double>(stream, n, r, Map{}, TpeHat<double, PtpeLaw>{s.hat, {s.lambda, s.hat.rnpq}});
   const PoissonTable &t = s.table;
   const double lambda = s.lambda;
   return InversionBlocks(stream, n, r, Map{}, [&](double u) {
@@ -177,9 +104,10 @@ int Poisson(int method, StreamState *stream, int n, int *r, double lambda) {
     if (!(s.lambda == lambda)) {
       s.lambda = lambda;
       s.ptpe = lambda >= kPtpeFrom;
-      if (s.ptpe)
-        SetUpPtpe(s.hat, lambda);
-      else
+      if (s.ptpe) {
+        s.hat.m = static_cast<int32_t>(lambda);
+        SetUpTpe(s.hat, PtpeLaw{lambda, 1 / lambda}, lambda, 0.0, 1.0, lambda, StirlingCorrection(s.hat.m + 1.0));
+      } else
         SetUpTable(s.table, lambda);
     }
     return DrawPoisson(stream, n, r, s);

@@ -243,6 +243,29 @@ inline void CheckConsumption(const Sampler &row) {
   }
 }
 
+// Values on scripted uniforms: every draw of a row (an entry's double and single forms) on a
+// stream playing `script` gives `want`, within `tolerance` relative (the kernels run at EP or LA).
+struct Known {
+  std::string name;
+  std::vector<Draw> draws;
+  Params p;
+  std::vector<double> script, want;
+  double tolerance = 1e-5;
+};
+template <class D, class S>
+std::vector<Draw> Both(D d, S s, int method = 0) {
+  return {Entry(d, method), Entry(s, method)};
+}
+inline void CheckKnown(const std::vector<Known> &rows) {
+  for (const Known &row : rows)
+    for (const Draw &draw : row.draws) {
+      ScriptedStream s(row.script);
+      std::vector<double> r(row.want.size());
+      ASSERT_EQ(draw(s, int(r.size()), r.data(), row.p), 0) << row.name;
+      for (size_t i = 0; i < r.size(); ++i) EXPECT_NEAR(r[i], row.want[i], row.tolerance * std::fabs(row.want[i])) << row.name << " " << i;
+    }
+}
+
 // ---- inversion samplers of integers ----------------------------------------------------------
 
 using Call = std::function<int(StreamState *, int, int *)>;

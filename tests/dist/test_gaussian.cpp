@@ -12,52 +12,33 @@ int Gaussian(int method, StreamState *s, int n, T *r, T a, T sigma) {
   else return _rnxsRngGaussian(method, s, n, r, a, sigma);
 }
 
-// The results of calls (method, size) on a scripted stream, with mean 0.5 and deviation 3.
-template <class T>
-std::vector<double> Drawn(std::vector<double> u, std::vector<std::pair<int, int>> calls) {
-  ScriptedStream s(std::move(u));
-  std::vector<double> r;
-  for (auto [method, n] : calls) {
-    std::vector<T> t(n);
-    EXPECT_EQ(Gaussian<T>(method, s, n, t.data(), T(0.5), T(3)), 0);
-    r.insert(r.end(), t.begin(), t.end());
-  }
-  return r;
-}
-
-template <class T>
-class GaussianOf : public testing::Test {};
-using Precisions = testing::Types<double, float>;
-TYPED_TEST_SUITE(GaussianOf, Precisions);
-
 // Against libm and GSL: which uniform is the radius and which the angle, sine before cosine, the
-// quantile for the inverse method, the pending half of GaussianMethodBoxMuller2 beside the other
-// methods (the kernels run at EP or LA, hence the tolerance). A uniform of
-// exactly 0 takes the frame's finite values: ln(0) becomes ln(2^-1074) (single: ln(2^-149)),
-// erfinv(-1) becomes -5.8635847487551676 (single: -3.832507).
-TYPED_TEST(GaussianOf, ValuesOnKnownUniforms) {
-  using T = TypeParam;
-  const std::vector<double> u = {0.3, 0.6, 0.9, 0.1};
-  const auto radius = [](double x) { return std::sqrt(-2 * std::log(x)); };
-  const auto near = [](const std::vector<double> &got, std::vector<double> z) {
-    for (size_t i = 0; i < z.size(); ++i) EXPECT_NEAR(got[i], 0.5 + 3 * z[i], 1e-5 * (1 + std::fabs(0.5 + 3 * z[i]))) << i;
-  };
-  const double s1 = std::sin(2 * M_PI * u[1]), c1 = std::cos(2 * M_PI * u[1]), s3 = std::sin(2 * M_PI * u[3]);
+// quantile for the inverse method, the pending half of GaussianMethodBoxMuller2 waiting while the
+// other methods draw. A uniform of exactly 0 takes the frame's finite values: ln(0) becomes
+// ln(2^-1074) (single: ln(2^-149)), erfinv(-1) becomes erfinv(-1 + 2^-53) (single: -3.832507).
+TEST(Gaussian, ValuesOnKnownUniforms) {
   const int bm = GaussianMethodBoxMuller, bm2 = GaussianMethodBoxMuller2, icdf = GaussianMethodIcdf;
-  near(Drawn<T>(u, {{bm, 2}}), {radius(u[0]) * s1, radius(u[2]) * s3});
-  std::vector<double> quantiles;
-  for (double x : u) quantiles.push_back(gsl_cdf_ugaussian_Pinv(x));
-  near(Drawn<T>(u, {{icdf, 4}}), quantiles);
-  // The pending half waits while the other methods draw.
-  near(Drawn<T>(u, {{bm2, 3}, {bm, 1}, {icdf, 1}, {bm2, 1}}), {radius(u[0]) * s1, radius(u[0]) * c1, radius(u[2]) * s3,
-                                                            radius(u[0]) * s1, quantiles[2], radius(u[2]) * std::cos(2 * M_PI * u[3])});
-  constexpr bool dbl = std::is_same_v<T, double>;
-  const double zero_radius = std::sqrt(-2 * (dbl ? -744.4400719213812 : -103.2789306640625));
-  near(Drawn<T>({0.0, 0.25}, {{bm, 1}}), {zero_radius});  // u = 0, angle pi/2
-  near(Drawn<T>({0.0, 0.25}, {{bm2, 2}}), {zero_radius, 0});
-  const auto inv = Drawn<T>({0.0, 0.5}, {{icdf, 2}});  // -1 and 0 on (-1, 1)
-  EXPECT_EQ(inv[0], T(-(dbl ? 5.8635847487551676 : 3.832507f)) * (T(3) * T(std::sqrt(2.0))) + T(0.5));
-  EXPECT_EQ(inv[1], T(0.5));
+  const auto z = [](double radius, double angle, double (*f)(double)) {
+    return 0.5 + 3 * std::sqrt(-2 * std::log(radius)) * f(2 * M_PI * angle);
+  };
+  const auto q = [](double u) { return 0.5 + 3 * gsl_cdf_ugaussian_Pinv(u); };
+  const auto mixed = [=](auto entry) -> Draw {
+    return [=](StreamState *s, int, double *r, const Params &p) {
+      int status = 0;
+      for (auto [method, n] : {std::pair{bm2, 3}, {bm, 1}, {icdf, 1}, {bm2, 1}}) status |= Entry(entry, method)(s, n, r, p), r += n;
+      return status;
+    };
+  };
+  const double zd = 0.5 + 3 * std::sqrt(2 * 744.4400719213812), zs = 0.5 + 3 * std::sqrt(2 * 103.2789306640625);
+  const std::vector<double> u = {0.3, 0.6, 0.9, 0.1};
+  CheckKnown({{"BoxMuller", Both(_rnxdRngGaussian, _rnxsRngGaussian, bm), {0.5, 3}, u, {z(0.3, 0.6, sin), z(0.9, 0.1, sin)}},
+              {"Icdf", Both(_rnxdRngGaussian, _rnxsRngGaussian, icdf), {0.5, 3}, u, {q(0.3), q(0.6), q(0.9), q(0.1)}},
+              {"Mixed", {mixed(_rnxdRngGaussian), mixed(_rnxsRngGaussian)}, {0.5, 3}, u,
+               {z(0.3, 0.6, sin), z(0.3, 0.6, cos), z(0.9, 0.1, sin), z(0.3, 0.6, sin), q(0.9), z(0.9, 0.1, cos)}},
+              {"dZero", {Entry(_rnxdRngGaussian, bm), Entry(_rnxdRngGaussian, bm2)}, {0.5, 3}, {0.0, 0.25}, {zd}},
+              {"sZero", {Entry(_rnxsRngGaussian, bm), Entry(_rnxsRngGaussian, bm2)}, {0.5, 3}, {0.0, 0.25}, {zs}},
+              {"dZeroIcdf", {Entry(_rnxdRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {-5.8635847487551676 * (3 * M_SQRT2) + 0.5, 0.5}, 0},
+              {"sZeroIcdf", {Entry(_rnxsRngGaussian, icdf)}, {0.5, 3}, {0.0, 0.5}, {-3.832507f * (3 * float(M_SQRT2)) + 0.5f, 0.5}, 0}});
 }
 
 // Every vector is T z + a for the standard normals z the same stream gives, T lower triangular

@@ -12,12 +12,6 @@ Fill At(Draw d, Params p) {
   return [=](StreamState *s, int n, double *r) { return d(s, n, r, p); };
 }
 
-// An entry's double or single form.
-template <class D, class S>
-Draw Pick(bool dbl, D d, S s, int method = 0) {
-  return dbl ? Entry(d, method) : Entry(s, method);
-}
-
 // ChiSquare's layout in precision R: blocks of b results, result i of a block of m taking the
 // numbers i, i + m, ... of the block's draw: sums of squared normals, or -2 ln of products.
 template <class R>
@@ -51,11 +45,11 @@ std::vector<Same> SameTable() {
   for (bool dbl : {true, false}) {
     const std::string p = dbl ? "d" : "s";
     const double tol = dbl ? 1e-6 : 1e-5;
-    const Draw exp = Pick(dbl, _rnxdRngExponential, _rnxsRngExponential), gamma = Pick(dbl, _rnxdRngGamma, _rnxsRngGamma),
-               chi = Pick(dbl, _rnxdRngChiSquare, _rnxsRngChiSquare);
-    const Draw normals = Pick(dbl, _rnxdRngGaussian, _rnxsRngGaussian, GaussianMethodIcdf),
-               uniforms = Pick(dbl, _rnxdRngUniform, _rnxsRngUniform);
-    t.push_back({p + "Weibull alpha 1", At(Pick(dbl, _rnxdRngWeibull, _rnxsRngWeibull), {1, 1.5, 2}), At(exp, {1.5, 2}), 0});
+    const Draw exp = Both(_rnxdRngExponential, _rnxsRngExponential)[!dbl], gamma = Both(_rnxdRngGamma, _rnxsRngGamma)[!dbl],
+               chi = Both(_rnxdRngChiSquare, _rnxsRngChiSquare)[!dbl];
+    const Draw normals = Both(_rnxdRngGaussian, _rnxsRngGaussian, GaussianMethodIcdf)[!dbl],
+               uniforms = Both(_rnxdRngUniform, _rnxsRngUniform)[!dbl];
+    t.push_back({p + "Weibull alpha 1", At(Both(_rnxdRngWeibull, _rnxsRngWeibull)[!dbl], {1, 1.5, 2}), At(exp, {1.5, 2}), 0});
     t.push_back({p + "Gamma alpha 1", At(gamma, {1, 1.5, 2}), At(exp, {1.5, 2}), 0});
     t.push_back({p + "ChiSquare 18", At(chi, {18}), At(gamma, {9, 0, 2}), 0});
     t.push_back({p + "ChiSquare 5", At(chi, {5}), At(gamma, {2.5, 0, 2}), 0});
@@ -63,8 +57,8 @@ std::vector<Same> SameTable() {
     t.push_back({p + "ChiSquare 16", At(chi, {16}),
                  dbl ? ChiReference<double>(uniforms, 8, false) : ChiReference<float>(uniforms, 8, false), tol});
     for (int method : {LognormalMethodBoxMuller2, LognormalMethodIcdf}) {
-      const Draw gauss = Pick(dbl, _rnxdRngGaussian, _rnxsRngGaussian, method == 0 ? GaussianMethodBoxMuller2 : GaussianMethodIcdf);
-      t.push_back({p + "Lognormal " + std::to_string(method), At(Pick(dbl, _rnxdRngLognormal, _rnxsRngLognormal, method), {0.5, 0.7, 1, 2}),
+      const Draw gauss = Both(_rnxdRngGaussian, _rnxsRngGaussian, method == 0 ? GaussianMethodBoxMuller2 : GaussianMethodIcdf)[!dbl];
+      t.push_back({p + "Lognormal " + std::to_string(method), At(Both(_rnxdRngLognormal, _rnxsRngLognormal, method)[!dbl], {0.5, 0.7, 1, 2}),
                    [=](StreamState *s, int n, double *r) {
                      const int status = gauss(s, n, r, {0.5, 0.7});
                      for (int i = 0; i < n; ++i) r[i] = 1 + 2 * std::exp(r[i]);
@@ -91,55 +85,38 @@ TEST(TransformGamma, EntriesEqualTheirReferencesOnCopiedStreams) {
 // shape branch at 0.59 (x = u^(1/alpha)) and Weibull branch at 0.6 (x = (-ln u)^(1/alpha)).
 TEST(TransformGamma, ValuesOnKnownUniforms) {
   const double l = std::log(0.3);
-  struct Known {
-    const char *name;
-    Draw d, s;
-    Params p;
-    std::vector<double> script, want;
-  };
-  const Known rows[] = {
-      {"Exponential", Entry(_rnxdRngExponential, 0), Entry(_rnxsRngExponential, 0), {1, 2}, {0.3}, {1 - 2 * l}},
-      {"Laplace", Entry(_rnxdRngLaplace, 0), Entry(_rnxsRngLaplace, 0), {1, 2}, {0.3, 0.7, 0.3, 0.5}, {1 + 2 * l, 1 - 2 * l}},
-      {"Weibull", Entry(_rnxdRngWeibull, 0), Entry(_rnxsRngWeibull, 0), {3, 1, 2}, {0.3}, {1 + 2 * std::cbrt(-l)}},
-      {"Rayleigh", Entry(_rnxdRngRayleigh, 0), Entry(_rnxsRngRayleigh, 0), {1, 2}, {0.3}, {1 + 2 * std::sqrt(-l)}},
-      {"Cauchy", Entry(_rnxdRngCauchy, 0), Entry(_rnxsRngCauchy, 0), {1, 2}, {0.3}, {1 + 2 * std::tan(M_PI * (0.3 - 0.5))}},
-      {"Gumbel", Entry(_rnxdRngGumbel, 0), Entry(_rnxsRngGumbel, 0), {1, 2}, {0.3}, {1 + 2 * std::log(-l)}},
-      {"Lognormal", Entry(_rnxdRngLognormal, LognormalMethodIcdf), Entry(_rnxsRngLognormal, LognormalMethodIcdf),
-       {0.5, 0.7, 1, 2}, {0.3}, {1 + 2 * std::exp(0.5 + 0.7 * gsl_cdf_ugaussian_Pinv(0.3))}},
-      {"Gamma 0.59", Entry(_rnxdRngGamma, 0), Entry(_rnxsRngGamma, 0), {0.59, 0, 1}, {0.3}, {std::pow(0.3, 1 / 0.59)}},
-      {"Gamma 0.6", Entry(_rnxdRngGamma, 0), Entry(_rnxsRngGamma, 0), {0.6, 0, 1}, {0.3}, {std::pow(-l, 1 / 0.6)}},
-  };
-  for (const Known &row : rows)
-    for (const Draw &draw : {row.d, row.s}) {
-      ScriptedStream s(row.script);
-      std::vector<double> r(row.want.size());
-      ASSERT_EQ(draw(s, int(r.size()), r.data(), row.p), 0) << row.name;
-      for (size_t i = 0; i < r.size(); ++i) EXPECT_NEAR(r[i], row.want[i], 1e-5 * std::fabs(row.want[i])) << row.name << " " << i;
-    }
+  CheckKnown({
+      {"Exponential", Both(_rnxdRngExponential, _rnxsRngExponential), {1, 2}, {0.3}, {1 - 2 * l}},
+      {"Laplace", Both(_rnxdRngLaplace, _rnxsRngLaplace), {1, 2}, {0.3, 0.7, 0.3, 0.5}, {1 + 2 * l, 1 - 2 * l}},
+      {"Weibull", Both(_rnxdRngWeibull, _rnxsRngWeibull), {3, 1, 2}, {0.3}, {1 + 2 * std::cbrt(-l)}},
+      {"Rayleigh", Both(_rnxdRngRayleigh, _rnxsRngRayleigh), {1, 2}, {0.3}, {1 + 2 * std::sqrt(-l)}},
+      {"Cauchy", Both(_rnxdRngCauchy, _rnxsRngCauchy), {1, 2}, {0.3}, {1 + 2 * std::tan(M_PI * (0.3 - 0.5))}},
+      {"Gumbel", Both(_rnxdRngGumbel, _rnxsRngGumbel), {1, 2}, {0.3}, {1 + 2 * std::log(-l)}},
+      {"Gamma 0.59", Both(_rnxdRngGamma, _rnxsRngGamma), {0.59, 0, 1}, {0.3}, {std::pow(0.3, 1 / 0.59)}},
+      {"Gamma 0.6", Both(_rnxdRngGamma, _rnxsRngGamma), {0.6, 0, 1}, {0.3}, {std::pow(-l, 1 / 0.6)}}});
 }
 
 // Uniforms of 0, just below 1 (in either precision) and tiny: results stay at or above the
 // location (b for Lognormal), and Beta with RNX_METHOD_ACCURATE inside [a, a + beta].
 TEST(TransformGamma, ResultsStayInsideTheirBoundsOnExtremeUniforms) {
   struct Bounded {
-    Draw d, s;
+    std::vector<Draw> draws;  // double, single
     Params p;
     double a, beta;  // beta 0: no upper bound
   };
-  std::vector<Bounded> rows = {{Entry(_rnxdRngExponential, 0), Entry(_rnxsRngExponential, 0), {0.5, 2}, 0.5, 0},
-                               {Entry(_rnxdRngRayleigh, 0), Entry(_rnxsRngRayleigh, 0), {0.5, 2}, 0.5, 0},
-                               {Entry(_rnxdRngLognormal, 0), Entry(_rnxsRngLognormal, 0), {0, 1, 0.5, 2}, 0.5, 0}};
-  for (double alpha : {0.3, 0.7, 0.5, 2.5, 1e6}) {
-    rows.push_back({Entry(_rnxdRngWeibull, 0), Entry(_rnxsRngWeibull, 0), {alpha, 0.5, 2}, 0.5, 0});
-    rows.push_back({Entry(_rnxdRngGamma, 0), Entry(_rnxsRngGamma, 0), {alpha, 0.5, 2}, 0.5, 0});
-  }
+  std::vector<Bounded> rows = {{Both(_rnxdRngExponential, _rnxsRngExponential), {0.5, 2}, 0.5, 0},
+                               {Both(_rnxdRngRayleigh, _rnxsRngRayleigh), {0.5, 2}, 0.5, 0},
+                               {Both(_rnxdRngLognormal, _rnxsRngLognormal), {0, 1, 0.5, 2}, 0.5, 0}};
+  for (double alpha : {0.3, 0.7, 0.5, 2.5, 1e6})
+    rows.insert(rows.end(), {{Both(_rnxdRngWeibull, _rnxsRngWeibull), {alpha, 0.5, 2}, 0.5, 0},
+                             {Both(_rnxdRngGamma, _rnxsRngGamma), {alpha, 0.5, 2}, 0.5, 0}});
   for (auto [p, q] : {std::pair{1.0, 1.0}, {1, 0.4}, {2.5, 1}, {0.6, 0.7}, {0.5, 0.7}, {0.3, 3}, {3, 0.5}, {2, 5}})
-    rows.push_back({Entry(_rnxdRngBeta, BetaMethodStdAccurate), Entry(_rnxsRngBeta, BetaMethodStdAccurate), {p, q, 0.1, 0.7}, 0.1, 0.7});
+    rows.push_back({Both(_rnxdRngBeta, _rnxsRngBeta, BetaMethodStdAccurate), {p, q, 0.1, 0.7}, 0.1, 0.7});
   for (const Bounded &row : rows)
     for (bool dbl : {true, false}) {
       ScriptedStream s({0.0, 1 - 0x1p-53, 1 - 0x1p-24, 0x1p-60, 0.5, 0.999});
       std::vector<double> r(60);
-      ASSERT_EQ((dbl ? row.d : row.s)(s, 60, r.data(), row.p), 0);
+      ASSERT_EQ(row.draws[!dbl](s, 60, r.data(), row.p), 0);
       const double high = row.beta == 0 ? INFINITY : dbl ? row.a + row.beta : float(row.a) + float(row.beta);
       for (double v : r) EXPECT_TRUE(v >= (dbl ? row.a : float(row.a)) && v <= high && std::isfinite(v)) << v;
     }
@@ -152,7 +129,7 @@ TEST(TransformGamma, ResultsStayInsideTheirBoundsOnExtremeUniforms) {
 TEST(TransformGamma, NextCallStartsWithTheSpareCandidate) {
   const double z = std::sqrt(-2 * std::log(0.3)) * std::cos(0.6 * M_PI), d = 5 - 1.0 / 3, c = 1 / std::sqrt(42.0);
   for (bool dbl : {true, false}) {
-    const Draw gamma = Pick(dbl, _rnxdRngGamma, _rnxsRngGamma);
+    const Draw gamma = Both(_rnxdRngGamma, _rnxsRngGamma)[!dbl];
     ScriptedStream s({0.3});
     double r[3];
     ASSERT_EQ(gamma(s, 1, r, {2.5, 0, 1}), 0);

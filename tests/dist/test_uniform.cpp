@@ -26,13 +26,8 @@ TEST(Uniform, RealIsTheGeneratorRowAndIntegersItsFloor) {
 
 // Generator values outside [a, b] (a script of 1.5 and -0.5) are clamped only when asked.
 TEST(Uniform, AccurateFlagClampsToTheClosedInterval) {
-  double r[3];
-  float f[3];
-  ScriptedStream s({1.5, -0.5, 0.5});
-  ASSERT_EQ(_rnxdRngUniform(UniformMethodStdAccurate, s, 3, r, 1, 2) | _rnxsRngUniform(UniformMethodStdAccurate, s, 3, f, 1, 2), 0);
-  EXPECT_TRUE(r[0] == 2 && r[1] == 1 && r[2] == 1.5 && f[0] == 2 && f[1] == 1 && f[2] == 1.5f);
-  ASSERT_EQ(_rnxdRngUniform(UniformMethodStd, s, 3, r, 1, 2) | _rnxsRngUniform(UniformMethodStd, s, 3, f, 1, 2), 0);
-  EXPECT_TRUE(r[0] == 2.5 && r[1] == 0.5 && f[0] == 2.5f && f[1] == 0.5f);
+  CheckKnown({{"Accurate", Both(_rnxdRngUniform, _rnxsRngUniform, UniformMethodStdAccurate), {1, 2}, {1.5, -0.5, 0.5}, {2, 1, 1.5}, 0},
+              {"Std", Both(_rnxdRngUniform, _rnxsRngUniform, UniformMethodStd), {1, 2}, {1.5, -0.5}, {2.5, 0.5}, 0}});
 }
 
 // MCG59 (its old id too) gives the high 32 of its 59 bits, in blocks of 2048 words (4100 crosses

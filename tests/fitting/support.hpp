@@ -163,6 +163,10 @@ const Ctor kCtors[] = {
     {kHermite, 1, 3},    {kHermite, 2, 1},   {kHermite, 12, 3},  {kHermite, 36, 3},  {kHermite, 24, 3},
     {kHermite, 48, 3},   {kHermite, 64, 0}};
 
+// One spline of each layout of coefficients, for evaluation and integration.
+const Ctor kEvalKinds[] = {{kNatural, DF_BC_FREE_END, 0}, {kLinear, 0, 0},      {kQuadratic, DF_BC_Q_VAL, 0},
+                           {kKnots, 12, 0},                {kMidKnots, 12, 0}, {kGeneral, 0, 0}};
+
 using Fn = std::function<LD(LD, int)>;  // derivative d of a function at s
 
 // The spline of ny functions by constructor c over breakpoints x (uniform: the task gets the

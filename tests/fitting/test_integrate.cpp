@@ -7,9 +7,6 @@ namespace {
 
 using namespace dftest;
 
-const Ctor kKinds[] = {{kNatural, DF_BC_FREE_END, 0}, {kLinear, 0, 0},    {kQuadratic, DF_BC_Q_VAL, 0},
-                       {kKnots, 12, 0},                {kMidKnots, 12, 0}, {kGeneral, 0, 0}};
-
 // The integral of function f from a to b, and the sum of its terms in magnitude, from the
 // integrals of the whole pieces before each piece (cum) and their magnitudes (mag).
 template <class T>
@@ -58,7 +55,7 @@ int integrate(const Spline<T> &sp, const std::vector<T> &a, const std::vector<T>
 template <class T>
 void against_exact() {
   const T eps = std::numeric_limits<T>::epsilon();
-  for (const Ctor &c : kKinds) {
+  for (const Ctor &c : kEvalKinds) {
     const int64_t ny = 2;
     const Spline<T> sp(c, partition<T>(10001, 7), false, [](LD s, int d) { return d ? LD(0.2) : std::sin(3 * s) + s; }, ny);
     const Exact<T> exact(sp, c.order(), ny);
@@ -105,7 +102,7 @@ int all_final(int64_t *n, const T *site, int64_t *cell, int32_t *, void *, void 
 // Sorted and evenly spaced limits under their hints, a peak hint and a search callback give
 // the results of the plain search.
 TEST(FittingIntegrate, LimitHintsAndSearchCallback) {
-  const Spline<double> sp(kKinds[0], partition<double>(300, 5), false, [](LD s, int) { return std::cos(s); });
+  const Spline<double> sp(kEvalKinds[0], partition<double>(300, 5), false, [](LD s, int) { return std::cos(s); });
   std::vector<double> a = sites(sp.x, 5000, 3), b = sites(sp.x, 5000, 4), plain(5000), r(5000);
   std::sort(a.begin(), a.end());
   const double peak[5] = {0, DF_DATA_HINT_PEAK, 0, 0, 150};
@@ -121,7 +118,7 @@ TEST(FittingIntegrate, LimitHintsAndSearchCallback) {
 
 // Order 0 with callbacks: 1 left of x[0], 2 right of x[nx-1], 3 between, times the lengths.
 TEST(FittingIntegrate, CallbackKindAndStatuses) {
-  const Spline<double> sp(kKinds[0], partition<double>(30, 21), false, [](LD s, int) { return s; });
+  const Spline<double> sp(kEvalKinds[0], partition<double>(30, 21), false, [](LD s, int) { return s; });
   const std::vector<double> a = {-2, 12, 3, 5, 1}, b = {13, -1, 4, 5, 11};
   std::vector<double> r(5);
   auto weight = [](int64_t *n, const double *lo, const double *hi, double *r, void *p) {

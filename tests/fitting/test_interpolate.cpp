@@ -1,14 +1,11 @@
 // Interpolation against the coefficients evaluated here in long double: every spline kind, layout
 // of r and set of derivatives; every search choice on 1, 2 and 7 threads; given cells; the
-// callback kind; statuses.
+// callback kind and statuses.
 #include "support.hpp"
 
 namespace {
 
 using namespace dftest;
-
-const Ctor kKinds[] = {{kNatural, DF_BC_FREE_END, 0}, {kLinear, 0, 0},  {kQuadratic, DF_BC_Q_VAL, 0},
-                       {kKnots, 12, 0},                {kMidKnots, 12, 0}, {kGeneral, 0, 0}};
 
 // Derivative d of function f of the spline at s, on its piece (by default the one s falls in).
 template <class T>
@@ -35,7 +32,7 @@ const Fn kWave = [](LD s, int d) { return d ? LD(0.2) : std::sin(0.7 * s); };
 template <class T>
 void every_layout() {
   const double tol = sizeof(T) == 8 ? 1e-13 : 1e-5;
-  for (const Ctor &c : kKinds)
+  for (const Ctor &c : kEvalKinds)
     for (bool uni : {false, true}) {
       if (uni && c.family != kNatural) continue;
       const Spline<T> sp(c, uni ? uniform<T>(300, 0, 10) : partition<T>(300, 21), uni, kWave, 2);
@@ -73,7 +70,7 @@ TEST(FittingInterpolate, SingleEveryKindLayoutAndDerivatives) { every_layout<flo
 // Cells given back in another order (the search kinds run through interpolation in
 // test_search.cpp): each site is evaluated on the piece of its given cell.
 TEST(FittingInterpolate, GivenCellsOnThreads) {
-  const Spline<double> sp(kKinds[0], partition<double>(1000, 21), false, kWave);
+  const Spline<double> sp(kEvalKinds[0], partition<double>(1000, 21), false, kWave);
   const std::vector<double> s = sites(sp.x, 20000, 9);
   const int64_t n = 20000;
   for (int threads : {1, 2, 7})
@@ -92,28 +89,23 @@ TEST(FittingInterpolate, GivenCellsOnThreads) {
     }
 }
 
-// Order 0 with the three callbacks: left end, right end, interior by cell.
-TEST(FittingInterpolate, CallbackKind) {
-  const Spline<double> sp(kKinds[0], partition<double>(10, 21), false, kWave);
-  sp.t->splineOrder = DF_PP_STD, sp.t->splineType = DF_PP_DEFAULT;
-  const std::vector<double> s = {-1, 0.5, 5, 10, 12};
-  std::vector<double> r(5);
+// Order 0 with the three callbacks: left end, right end, interior by cell. Then the statuses.
+TEST(FittingInterpolate, CallbackKindAndStatuses) {
+  const Spline<double> sp(kEvalKinds[0], partition<double>(30, 21), false, kWave);
+  const std::vector<double> s = {1.0, 2.0}, cs = {-1, 0.5, 5, 10, 12};
+  std::vector<double> r(8);
   auto side = [](int64_t *n, int64_t *cell, const double *, double *r, void *p) {
     for (int64_t i = 0; i < *n; ++i) r[i] = p ? *static_cast<double *>(p) : static_cast<double>(cell[i]);
     return 0;
   };
   double left = -1, right = 1;
   const int64_t d[1] = {1};
-  ASSERT_EQ(zyn_df_kernel_dDFInterpolate1D(sp.t, DF_INTERP, 0, 5, s.data(), 0, 1, d, nullptr, r.data(), 0, nullptr,
+  sp.t->splineOrder = DF_PP_STD, sp.t->splineType = DF_PP_DEFAULT;
+  ASSERT_EQ(zyn_df_kernel_dDFInterpolate1D(sp.t, DF_INTERP, 0, 5, cs.data(), 0, 1, d, nullptr, r.data(), 0, nullptr,
                                            side, &left, side, &right, side, nullptr, nullptr, nullptr, &kThreading), 0);
-  EXPECT_EQ(r, (std::vector<double>{-1, static_cast<double>(scan_cell(sp.x, 0.5)),
-                                    static_cast<double>(scan_cell(sp.x, 5.0)), 9, 1}));
-}
-
-TEST(FittingInterpolate, Statuses) {
-  const Spline<double> sp(kKinds[0], partition<double>(30, 21), false, kWave);
-  const std::vector<double> s = {1.0, 2.0};
-  std::vector<double> r(8);
+  EXPECT_EQ(std::vector<double>(r.begin(), r.begin() + 5),
+            (std::vector<double>{-1, double(scan_cell(sp.x, 0.5)), double(scan_cell(sp.x, 5.0)), 29, 1}));
+  sp.t->splineOrder = 4, sp.t->splineType = DF_PP_NATURAL;
   const double bad[5] = {0, 3, 0, 0, 0};
   int64_t cells[2] = {0, 0};
   auto with = [&](int64_t order, int64_t type) {

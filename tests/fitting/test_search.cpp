@@ -208,9 +208,7 @@ TEST(FittingSearch, StatusesAndOddSites) {
     zyn_df_kernel_DeleteTask(&t);
     return st;
   };
-  EXPECT_EQ(search(0, 0, bad), DF_ERROR_BAD_DATA_HINT);
-  EXPECT_EQ(search(0, 0, far), DF_ERROR_BAD_DATA_HINT);
-  EXPECT_EQ(search(0, 0, neg), DF_ERROR_BAD_DATA_HINT);
+  for (const double *hint : {bad, far, neg}) EXPECT_EQ(search(0, 0, hint), DF_ERROR_BAD_DATA_HINT);
   // The hint is not looked at with a sorted or uniform choice or a callback.
   EXPECT_EQ(search(0, DF_SORTED_DATA, bad) | search(DF_PARTITION_UNIFORM, 0, bad), 0);
   EXPECT_EQ(search(0, 0, bad, final_callback<double>, const_cast<std::vector<double> *>(&x)), 0);
