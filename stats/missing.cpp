@@ -18,7 +18,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <numeric>
 
 #include "stats/common.hpp"
 #include "stats/linalg.hpp"
@@ -44,8 +43,8 @@ struct Model {
   const int64_t *reg;     // per pattern: offset of B (m x o) and then R or its factor (m x m)
   double *coef;           // the B and R of every pattern
   const double *mu;       // current mean
-  double *sums;           // per block: q sums, q x q cross-products (upper)
-  double *work;           // per thread: a centred block (q x rows) and normals
+  double *sums;           // per block: (q + 1) x (q + 1) cross-products (upper), sums last
+  double *work;           // per thread: a centred block ((q + 1) x rows), normals, q more
   StreamState **streams;  // per thread
   const StreamState *origin;
   double *imputed;        // the drawn values, observation order, or null
@@ -58,11 +57,32 @@ double value(const Model<T> &c, int64_t i, int64_t j) {
   return static_cast<double>(c.l.by_observation ? c.x[j * c.l.p + c.act[i]] : c.x[c.act[i] * c.l.n + j]);
 }
 
-// One block: the centred completed observations as columns, their sums and cross-products.
+// The block's rows less the mean, missing places included, as columns of D (stride q + 1).
+template <class T>
+void gather(const Model<T> &c, int64_t j0, int64_t j1, double *__restrict D) {
+  const int64_t q = c.q, ld = q + 1, p = c.l.p;
+  const double *__restrict mu = c.mu;
+  const T *__restrict x = c.x;
+  if (c.l.by_observation && q == p)
+    for (int64_t j = j0; j < j1; ++j)
+      for (int64_t i = 0; i < q; ++i) D[(j - j0) * ld + i] = static_cast<double>(x[j * p + i]) - mu[i];
+  else if (c.l.by_observation)
+    for (int64_t j = j0; j < j1; ++j)
+      for (int64_t i = 0; i < q; ++i) D[(j - j0) * ld + i] = static_cast<double>(x[j * p + c.act[i]]) - mu[i];
+  else
+    for (int64_t i = 0; i < q; ++i) {
+      const T *__restrict col = x + c.act[i] * c.l.n;
+      for (int64_t j = j0; j < j1; ++j) D[(j - j0) * ld + i] = static_cast<double>(col[j]) - mu[i];
+    }
+  for (int64_t j = j0; j < j1; ++j) D[(j - j0) * ld + q] = 1;
+}
+
+// One block: the centred completed observations with a row of ones appended, so that one
+// product gives the cross-products and, in its last column, the sums.
 template <class T>
 void block(Model<T> &c, int64_t b, int thread) {
-  const int64_t q = c.q, j0 = b * c.rows, j1 = std::min(c.l.n, j0 + c.rows), len = j1 - j0;
-  double *D = c.work + thread * 2 * q * c.rows, *z = D + q * c.rows;
+  const int64_t q = c.q, ld = q + 1, j0 = b * c.rows, j1 = std::min(c.l.n, j0 + c.rows);
+  double *D = c.work + thread * (2 * ld * c.rows + q), *z = D + ld * c.rows, *t = z + ld * c.rows;
   if (c.iteration >= 0 && c.off[j1] > c.off[j0]) {
     StreamState *s = c.streams[thread];
     const uint64_t skip = static_cast<uint64_t>(c.iteration * c.l.n + j0) * static_cast<uint64_t>(q);
@@ -71,27 +91,27 @@ void block(Model<T> &c, int64_t b, int thread) {
     if (st >= 0) st = _rnxdRngGaussian(GaussianMethodIcdf, s, static_cast<int>(c.off[j1] - c.off[j0]), z, 0, 1);
     if (st < 0) c.status = SsStatusMemory;
   }
+  gather(c, j0, j1, D);
   for (int64_t j = j0; j < j1; ++j) {
-    double *d = D + (j - j0) * q;
+    double *d = D + (j - j0) * ld;
     const int64_t k = c.pat[j], *v = c.vars + k * q, o = c.nobs[k], m = q - o;
-    for (int64_t a = 0; a < o; ++a) d[v[a]] = value(c, v[a], j) - c.mu[v[a]];
     if (m == 0) continue;
-    const double *B = c.coef + c.reg[k], *L = B + m * o, *zj = z + c.off[j] - c.off[j0];
-    for (int64_t r = 0; r < m; ++r) {
+    const double *B = c.coef + c.reg[k], *L = B + m * q, *zj = z + c.off[j] - c.off[j0];
+    for (int64_t r = 0; r < m; ++r) d[v[o + r]] = 0;
+    for (int64_t r = 0; r < m; ++r) {  // B's rows are 0 at the missing places
       double e = 0;
-      for (int64_t a = 0; a < o; ++a) e += B[r * o + a] * d[v[a]];
+      for (int64_t i = 0; i < q; ++i) e += B[r * q + i] * d[i];
       if (c.iteration >= 0)
         for (int64_t s = 0; s <= r; ++s) e += L[r * m + s] * zj[s];
-      d[v[o + r]] = e;
-      if (c.imputed) c.imputed[c.off[j] + r] = c.mu[v[o + r]] + e;
+      t[r] = e;
+    }
+    for (int64_t r = 0; r < m; ++r) {
+      d[v[o + r]] = t[r];
+      if (c.imputed) c.imputed[c.off[j] + r] = c.mu[v[o + r]] + t[r];
     }
   }
-  double *sum = c.sums + b * (q + q * q), *C = sum + q;
-  std::fill(sum, sum + q, 0.0);
-  for (int64_t j = 0; j < len; ++j)
-    for (int64_t i = 0; i < q; ++i) sum[i] += D[j * q + i];
-  la::syrk("N", static_cast<int>(q), static_cast<int>(len), 1.0, D, static_cast<int>(q), 0.0, C,
-           static_cast<int>(q));
+  la::syrk("N", static_cast<int>(ld), static_cast<int>(j1 - j0), 1.0, D, static_cast<int>(ld), 0.0,
+           c.sums + b * ld * ld, static_cast<int>(ld));
 }
 
 // Sweeps the q x q symmetric G on variable k; false on a pivot not above tol.
@@ -134,9 +154,10 @@ int regressions(Model<T> &c, int64_t patterns, const double *S, double *G, bool 
     std::copy(S, S + q * q, G);
     for (int64_t a = 0; a < o; ++a)
       if (!sweep(G, q, v[a], 1e-13 * S[v[a] * q + v[a]])) return SsStatusFactor;
-    double *B = c.coef + c.reg[k], *R = B + m * o;
+    double *B = c.coef + c.reg[k], *R = B + m * q;
     for (int64_t r = 0; r < m; ++r) {
-      for (int64_t a = 0; a < o; ++a) B[r * o + a] = G[v[o + r] * q + v[a]];
+      for (int64_t i = 0; i < q; ++i) B[r * q + i] = 0;
+      for (int64_t a = 0; a < o; ++a) B[r * q + v[a]] = G[v[o + r] * q + v[a]];
       for (int64_t s = 0; s < m; ++s) R[r * m + s] = G[v[o + r] * q + v[o + s]];
     }
     if (factor && !cholesky(R, m)) return SsStatusFactor;
@@ -147,17 +168,80 @@ int regressions(Model<T> &c, int64_t patterns, const double *S, double *G, bool 
 // One pass over the blocks; the block sums added in order into s (q) and C (q x q, upper).
 template <class T>
 int pass(Model<T> &c, const ZynThreader *threader, int threads, double *s, double *C) {
-  const int64_t q = c.q;
+  const int64_t q = c.q, ld = q + 1;
   auto body = [&c](int64_t b, int thread) { block(c, b, thread); };
   for_each_index(threader, threads, c.blocks, body);
   if (c.status != SsStatusOk) return c.status;
   std::fill(s, s + q, 0.0), std::fill(C, C + q * q, 0.0);
   for (int64_t b = 0; b < c.blocks; ++b) {
-    const double *sb = c.sums + b * (q + q * q);
-    for (int64_t i = 0; i < q; ++i) s[i] += sb[i];
-    for (int64_t e = 0; e < q * q; ++e) C[e] += sb[q + e];
+    const double *sb = c.sums + b * ld * ld;
+    for (int64_t l = 0; l < q; ++l) {
+      s[l] += sb[l + q * ld];
+      for (int64_t i = 0; i <= l; ++i) C[i + l * q] += sb[i + l * ld];
+    }
   }
   return SsStatusOk;
+}
+
+// Pattern k's sums and cross-products about c0, missing places 0, and its count: (q + 1) x (q + 1),
+// upper, from its observations with a row of ones appended.
+template <class T>
+void pattern_sums(const Model<T> &c, const uint8_t *masks, const int64_t *order, const int64_t *first,
+                  const int64_t *count, const double *c0, double *stats, int64_t k, int thread) {
+  const int64_t q = c.q, ld = q + 1, end = first[k] + count[k];
+  double *D = c.work + thread * (2 * ld * c.rows + q), *P = stats + k * ld * ld;
+  std::fill(P, P + ld * ld, 0.0);
+  for (int64_t r0 = first[k]; r0 < end; r0 += c.rows) {
+    const int64_t r1 = std::min(end, r0 + c.rows);
+    for (int64_t r = r0; r < r1; ++r) {
+      const int64_t j = order[r];
+      for (int64_t i = 0; i < q; ++i) D[(r - r0) * ld + i] = masks[j * q + i] ? 0 : value(c, i, j) - c0[i];
+      D[(r - r0) * ld + q] = 1;
+    }
+    la::syrk("N", static_cast<int>(ld), static_cast<int>(r1 - r0), 1.0, D, static_cast<int>(ld), 1.0, P,
+             static_cast<int>(ld));
+  }
+}
+
+// The E-step from the pattern sums: s and C (upper) of the completed data about c0. In a pattern,
+// with u the observations less c0 (0 at missing places), y_M - c0_M = a + B u with
+// a = (mu - c0)_M - B (mu - c0); summed, a n_k + B s_k and the cross-products
+// [P_OO, a s^T + B P; n_k a a^T + a (B s)^T + (B s) a^T + B P B^T + n_k R].
+template <class T>
+void completed_sums(const Model<T> &c, int64_t patterns, const double *stats, const double *c0, double *s,
+                    double *C, double *w) {
+  const int64_t q = c.q, ld = q + 1;
+  std::fill(s, s + q, 0.0), std::fill(C, C + q * q, 0.0);
+  for (int64_t k = 0; k < patterns; ++k) {
+    const double *P = stats + k * ld * ld, nk = P[q + q * ld];
+    auto Pf = [&](int64_t i, int64_t l) { return P[std::min(i, l) + std::max(i, l) * ld]; };
+    const int64_t *v = c.vars + k * q, o = c.nobs[k], m = q - o;
+    for (int64_t a = 0; a < o; ++a) {
+      s[v[a]] += P[v[a] + q * ld];
+      for (int64_t b = 0; b <= a; ++b) C[v[b] + v[a] * q] += Pf(v[a], v[b]);
+    }
+    if (m == 0) continue;
+    const double *B = c.coef + c.reg[k], *R = B + m * q;
+    double *a = w, *Bs = a + m, *BP = Bs + m;
+    for (int64_t r = 0; r < m; ++r) {
+      a[r] = c.mu[v[o + r]] - c0[v[o + r]], Bs[r] = 0;
+      for (int64_t i = 0; i < q; ++i) a[r] -= B[r * q + i] * (c.mu[i] - c0[i]), Bs[r] += B[r * q + i] * P[i + q * ld];
+      for (int64_t l = 0; l < q; ++l) {
+        BP[r * q + l] = 0;
+        for (int64_t i = 0; i < q; ++i) BP[r * q + l] += B[r * q + i] * Pf(i, l);
+      }
+    }
+    for (int64_t r = 0; r < m; ++r) {
+      const int64_t i = v[o + r];
+      s[i] += nk * a[r] + Bs[r];
+      for (int64_t b = 0; b < o; ++b) C[std::min(i, v[b]) + std::max(i, v[b]) * q] += a[r] * P[v[b] + q * ld] + BP[r * q + v[b]];
+      for (int64_t t = 0; t <= r; ++t) {
+        double e = nk * (a[r] * a[t] + R[r * m + t]) + a[r] * Bs[t] + Bs[r] * a[t];
+        for (int64_t l = 0; l < q; ++l) e += BP[r * q + l] * B[t * q + l];
+        C[std::min(i, v[o + t]) + std::max(i, v[o + t]) * q] += e;
+      }
+    }
+  }
 }
 
 // Writes mean and covariance (q x q full) as one record: q means, the covariance packed lower by
@@ -313,26 +397,34 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
       return SsStatusSimulatedCount;
     if (task->simulated == nullptr) return SsStatusSimulated;
   }
-  std::iota(order, order + l.n, int64_t(0));
-  std::sort(order, order + l.n, [&](int64_t a, int64_t b) {
-    const int r = std::memcmp(masks.p + a * q, masks.p + b * q, q);
-    return r < 0 || (r == 0 && a < b);
-  });
+  // Patterns, numbered in order of first appearance, by a table of masks open-addressed by hash.
+  int64_t size = 2;
+  while (size < 2 * l.n) size *= 2;
+  HeapArray<int64_t> table(size);
+  if (table.p == nullptr) return SsStatusMemory;
+  std::fill(table.p, table.p + size, -1);
   int64_t patterns = 0;
-  for (int64_t r = 0; r < l.n; ++r) {
-    if (r > 0 && std::memcmp(masks.p + order[r] * q, masks.p + order[r - 1] * q, q) != 0) ++patterns;
-    pat[order[r]] = patterns;
+  for (int64_t j = 0; j < l.n; ++j) {
+    uint64_t h = 0;
+    for (int64_t i = 0; i < q; ++i) h = (h ^ masks.p[j * q + i]) * 0x100000001b3ULL;
+    int64_t e = static_cast<int64_t>((h ^ (h >> 29)) & static_cast<uint64_t>(size - 1));
+    while (table.p[e] >= 0 && std::memcmp(masks.p + table.p[e] * q, masks.p + j * q, q) != 0) e = (e + 1) & (size - 1);
+    if (table.p[e] < 0) table.p[e] = j, pat[j] = patterns++;
+    else pat[j] = pat[table.p[e]];
   }
-  ++patterns;
   const int threads = thread_count(threader, c.blocks);
-  HeapArray<int64_t> pints(patterns * (q + 3));
+  HeapArray<int64_t> pints(patterns * (q + 4) + 1);
   HeapArray<StreamState *> streams(threads);
   if (pints.p == nullptr || streams.p == nullptr) return SsStatusMemory;
-  int64_t *vars = pints.p, *nobs = vars + patterns * q, *reg = nobs + patterns, *count = reg + patterns;
+  int64_t *vars = pints.p, *nobs = vars + patterns * q, *reg = nobs + patterns, *count = reg + patterns,
+          *first = count + patterns;
+  // The observations in pattern order (order), each pattern's first place and count.
   std::fill(count, count + patterns, 0);
-  for (int64_t j = 0; j < l.n; ++j) {
-    const int64_t k = pat[j];
-    if (count[k]++ > 0) continue;
+  for (int64_t j = 0; j < l.n; ++j) ++count[pat[j]];
+  for (int64_t k = 0, r = 0; k < patterns; r += count[k++]) first[k] = r, reg[k] = r;
+  for (int64_t j = 0; j < l.n; ++j) order[reg[pat[j]]++] = j;
+  for (int64_t k = 0; k < patterns; ++k) {
+    const int64_t j = order[first[k]];
     int64_t o = 0;
     for (int64_t i = 0; i < q; ++i)
       if (!masks.p[j * q + i]) vars[k * q + o++] = i;
@@ -341,49 +433,62 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
       if (masks.p[j * q + i]) vars[k * q + o++] = i;
   }
   int64_t coef_size = 0;
-  for (int64_t k = 0; k < patterns; ++k) reg[k] = coef_size, coef_size += (q - nobs[k]) * q;
-  // Available-case start: means and variances of the observed values, correlations 0.
-  HeapArray<double> mem(coef_size + c.blocks * (q + q * q) + threads * 2 * q * c.rows + 9 * q * q + 4 * q);
+  for (int64_t k = 0; k < patterns; ++k) reg[k] = coef_size, coef_size += (q - nobs[k]) * (2 * q - nobs[k]);
+  // EM from each pattern's sums when patterns hold q + 1 observations on average, else by passes.
+  const int64_t ld = q + 1, stats_size = iters > 0 && patterns * ld <= l.n ? patterns * ld * ld : 0;
+  HeapArray<double> mem(coef_size + c.blocks * ld * ld + threads * (2 * ld * c.rows + q) + 9 * q * q + 5 * q + stats_size);
   if (mem.p == nullptr) return SsStatusMemory;
-  c.coef = mem.p, c.sums = c.coef + coef_size, c.work = c.sums + c.blocks * (q + q * q);
-  double *mu = c.work + threads * 2 * q * c.rows, *S = mu + q, *s = S + q * q, *C = s + q,
-         *G = C + q * q, *next = G + q * q, *w = next + q + q * q;
+  c.coef = mem.p, c.sums = c.coef + coef_size, c.work = c.sums + c.blocks * ld * ld;
+  double *mu = c.work + threads * (2 * ld * c.rows + q), *S = mu + q, *s = S + q * q, *C = s + q,
+         *G = C + q * q, *next = G + q * q, *w = next + q + q * q, *c0 = w + 4 * q * q + 2 * q, *stats = c0 + q;
   c.pat = pat, c.off = off, c.vars = vars, c.nobs = nobs, c.reg = reg, c.mu = mu, c.iteration = -1;
+  // Available-case means and variances: the centre of the pattern sums and, without initial
+  // estimates, the start (correlations 0).
   std::fill(S, S + q * q, 0.0);
+  double *seen = next;
+  std::fill(seen, seen + q, 0.0), std::fill(mu, mu + q, 0.0);
+  for (int64_t j = 0; j < l.n; ++j)
+    for (int64_t i = 0; i < q; ++i)
+      if (!masks.p[j * q + i]) seen[i] += 1, mu[i] += value(c, i, j);
+  for (int64_t i = 0; i < q; ++i) {
+    if (seen[i] == 0) return SsStatusCovRank;
+    c0[i] = mu[i] /= seen[i];
+  }
+  for (int64_t j = 0; j < l.n; ++j)
+    for (int64_t i = 0; i < q; ++i)
+      if (!masks.p[j * q + i]) S[i * q + i] += (value(c, i, j) - mu[i]) * (value(c, i, j) - mu[i]);
+  for (int64_t i = 0; i < q; ++i) S[i * q + i] /= seen[i];
   if (init && init_count != 0) {
     for (int64_t i = 0; i < q; ++i) mu[i] = static_cast<double>(init[i]);
     for (int64_t i = 0, e = q; i < q; ++i)
       for (int64_t k = 0; k <= i; ++k, ++e) S[i * q + k] = S[k * q + i] = static_cast<double>(init[e]);
-  } else {
-    for (int64_t i = 0; i < q; ++i) {
-      double n_i = 0, mean = 0, m2 = 0;
-      for (int64_t j = 0; j < l.n; ++j)
-        if (!masks.p[j * q + i]) {  // Welford
-          const double v = value(c, i, j), d = v - mean;
-          n_i += 1, mean += d / n_i, m2 += d * (v - mean);
-        }
-      if (n_i == 0) return SsStatusCovRank;
-      mu[i] = mean, S[i * q + i] = m2 / n_i;
-    }
+  }
+  if (stats_size > 0) {
+    auto body = [&](int64_t k, int thread) { pattern_sums(c, masks.p, order, first, count, c0, stats, k, thread); };
+    for_each_index(threader, threads, patterns, body);
   }
 
-  // EM: new mean mu + s / n, covariance (C + sum of the patterns' R) / n - (s / n)(s / n)^T.
+  // EM: with s and C the sums and cross-products of the completed data about a centre (c0, or
+  // the current mean), the new mean is centre + s / n, the covariance C / n - (s / n)(s / n)^T.
   const double dn = static_cast<double>(l.n);
   for (int64_t it = 0; it < iters; ++it) {
     if (int st = regressions(c, patterns, S, G, false); st != SsStatusOk) return st;
-    if (int st = pass(c, threader, threads, s, C); st != SsStatusOk) return st;
-    for (int64_t k = 0; k < patterns; ++k) {
-      const int64_t *v = vars + k * q, o = nobs[k], mk = q - o;
-      const double *R = c.coef + reg[k] + mk * o, f = static_cast<double>(count[k]);
-      for (int64_t r = 0; r < mk; ++r)
-        for (int64_t t = 0; t < mk; ++t) {
-          const int64_t a = std::min(v[o + r], v[o + t]), b = std::max(v[o + r], v[o + t]);
-          if (v[o + r] <= v[o + t]) C[a + b * q] += f * R[r * mk + t];
-        }
+    const double *centre = stats_size ? c0 : mu;
+    if (stats_size > 0) {
+      completed_sums(c, patterns, stats, c0, s, C, w);
+    } else {
+      if (int st = pass(c, threader, threads, s, C); st != SsStatusOk) return st;
+      for (int64_t k = 0; k < patterns; ++k) {
+        const int64_t *v = vars + k * q, o = nobs[k], mk = q - o;
+        const double *R = c.coef + reg[k] + mk * q, f = static_cast<double>(count[k]);
+        for (int64_t r = 0; r < mk; ++r)
+          for (int64_t t = 0; t < mk; ++t)
+            if (v[o + r] <= v[o + t]) C[v[o + r] + v[o + t] * q] += f * R[r * mk + t];
+      }
     }
     double change = 0;
     for (int64_t i = 0; i < q; ++i) {
-      next[i] = mu[i] + s[i] / dn;
+      next[i] = centre[i] + s[i] / dn;
       for (int64_t k = 0; k <= i; ++k)
         next[q + i * q + k] = next[q + k * q + i] = C[k + i * q] / dn - (s[i] / dn) * (s[k] / dn);
     }
