@@ -55,22 +55,23 @@ struct Missing {
 // r) of the complete cases. With r = n, one iteration gives the maximum-likelihood estimates.
 template <class T>
 void em_cases() {
-  const struct { int64_t p, n, r, limit; bool om, marked, start; int width; } cases[] = {
+  const struct { int64_t p, n, r, limit; bool om, marked, start; int width; int64_t blank = 0; } cases[] = {
       {2, 300, 180, 1000, false, false, false, 1}, {3, 300, 180, 1000, true, true, true, 0},
       {2, 5, 3, 1000, true, false, false, 1},  // too few observations a pattern for pattern sums
-      {2, 300, 300, 1, false, false, false, 1}, {3, 2500, 2500, 1, true, false, false, 0}};
+      {2, 300, 300, 1, false, false, false, 1}, {3, 2500, 2500, 1, true, false, false, 0},
+      {2, 303, 180, 1000, false, false, false, 1, 3}};  // 3 observations wholly missing: no effect
   for (const auto &c : cases) {
     Data<T> d = make_data<T>(c.p, c.n, c.om, false, c.p == 3, c.n + c.r);
     d.width = c.width;
     const int64_t u = 0, v = c.p - 1;
-    for (int64_t j = c.r; j < c.n; ++j) d.at(v, j) = c.marked ? T(-999) : T(kNaN);
+    for (int64_t j = c.r; j < c.n; ++j) d.at(v, j) = c.marked ? T(-999) : T(kNaN), d.at(u, j) = j < c.n - c.blank ? d.at(u, j) : T(kNaN);
     Missing<T> run(d, {double(c.limit), 1e-13, 0, c.marked ? -999 : kNaN, 0}, 0);
     if (c.start) run.count[1] = 5, run.init = {0, 0, 1, 0, 1};  // an initial estimate far off
     ASSERT_EQ(run(), SsStatusOk);
-    const long double n = c.n, r = c.r;
+    const long double n = c.n - c.blank, r = c.r;
     long double m1 = 0, m1r = 0, m2r = 0, s11 = 0, s11r = 0, s12r = 0, s22r = 0;
-    for (int64_t j = 0; j < c.n; ++j) m1 += d.at(u, j) / n, m1r += j < c.r ? d.at(u, j) / r : 0, m2r += j < c.r ? d.at(v, j) / r : 0;
-    for (int64_t j = 0; j < c.n; ++j) {
+    for (int64_t j = 0; j < n; ++j) m1 += d.at(u, j) / n, m1r += j < c.r ? d.at(u, j) / r : 0, m2r += j < c.r ? d.at(v, j) / r : 0;
+    for (int64_t j = 0; j < n; ++j) {
       const long double a = d.at(u, j) - m1r, b = j < c.r ? d.at(v, j) - m2r : 0;
       s11 += (d.at(u, j) - m1) * (d.at(u, j) - m1) / n, s11r += j < c.r ? a * a / r : 0, s12r += a * b / r, s22r += b * b / r;
     }
