@@ -7,7 +7,9 @@
 // replaces y_M by mu_M + B (y_O - mu_O) and adds R to the cross-products; data augmentation
 // (Tanner and Wong) draws y_M from N(mu_M + B (y_O - mu_O), R) instead, then draws the covariance
 // from its inverse-Wishart posterior (Bartlett's decomposition) and the mean from its normal
-// posterior.
+// posterior. EM works on each pattern's sums and cross-products of its observed values, formed
+// once, so that an iteration does not read the data (unless patterns average fewer than p + 1
+// observations: then it passes over the data as DA does).
 //
 // Reproducibility: observations are processed in blocks of a length fixed by p alone; each block
 // writes its own sums, which are added in block order, and draws its normals from MRG32K3A
@@ -17,7 +19,6 @@
 #include <atomic>
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "stats/common.hpp"
 #include "stats/linalg.hpp"
@@ -40,7 +41,8 @@ struct Model {
   const int64_t *off;     // n + 1: first missing value of each observation, observation order
   const int64_t *vars;    // patterns x q: observed variables, then missing ones
   const int64_t *nobs;    // per pattern: how many observed
-  const int64_t *reg;     // per pattern: offset of B (m x o) and then R or its factor (m x m)
+  const int64_t *reg;     // per pattern: offset of B (m x q, 0 at the missing places), then R
+                          // or its factor (m x m)
   double *coef;           // the B and R of every pattern
   const double *mu;       // current mean
   double *sums;           // per block: (q + 1) x (q + 1) cross-products (upper), sums last
@@ -378,7 +380,7 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
   c.x = static_cast<const T *>(task->data), c.l = l, c.q = q, c.act = act;
   c.rows = std::clamp<int64_t>(8192 / q, 16, 1024);
   c.blocks = (l.n + c.rows - 1) / c.rows;
-  // Missingness masks, and the patterns by sorting them.
+  // Missingness masks, and the place of each observation's first missing value.
   HeapArray<uint8_t> masks(l.n * q);
   if (masks.p == nullptr) return SsStatusMemory;
   const bool any_nan = std::isnan(marker);
