@@ -305,7 +305,7 @@ int draw(const StreamState *origin, int64_t t, int64_t n, int64_t q, const T *pr
     L[i * q + i] = std::sqrt(L[i * q + i]);
     for (int64_t l = 0; l < i; ++l) L[i * q + l] = z[i * q + l];
   }
-  __rnxDeleteStream(&g);
+  if (g) __rnxDeleteStream(&g);
   if (st < 0) return SsStatusMemory;
   // L^-1 in place, by rows (forward substitution against the identity).
   for (int64_t i = 0; i < q; ++i) {
@@ -511,9 +511,9 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
   StreamState *origin = nullptr;
   if (__rnxNewStreamEx(&origin, RNX_BRNG_MRG32K3A, 1, &kSeed) < 0) return SsStatusMemory;
   int status = SsStatusOk;
-  int made = 0;
-  for (; made < threads && status == SsStatusOk; ++made)
-    if (__rnxCopyStream(&streams.p[made], origin) < 0) status = SsStatusMemory;
+  std::fill(streams.p, streams.p + threads, nullptr);
+  for (int k = 0; k < threads && status == SsStatusOk; ++k)
+    if (__rnxCopyStream(&streams.p[k], origin) < 0) status = SsStatusMemory;
   HeapArray<double> imputed(m > 0 ? missing_count : 0);
   HeapArray<int64_t> perm(m > 0 && !l.by_observation ? missing_count : 0);
   if (imputed.p == nullptr || perm.p == nullptr) status = SsStatusMemory;
@@ -542,7 +542,8 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
         out[e] = static_cast<T>(imputed.p[l.by_observation ? e : perm.p[e]]);
     }
   }
-  for (int k = 0; k < made; ++k) __rnxDeleteStream(&streams.p[k]);
+  for (int k = 0; k < threads; ++k)
+    if (streams.p[k]) __rnxDeleteStream(&streams.p[k]);
   __rnxDeleteStream(&origin);
   return status;
 }
