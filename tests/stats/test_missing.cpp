@@ -102,7 +102,8 @@ Data<T> linked(int64_t n, bool om, int64_t *missing, int every = 10) {
 
 // 2000 DA draws. With values missing (storage by variable, then by observation; flat prior): the
 // draws of the mean average within 4 Monte Carlo errors (20 batch means) of EM's; each of the 4
-// imputed sets holds, in storage order, values next to x0 + 10 i; the data are untouched.
+// imputed sets holds, in storage order, values next to x0 + 10 i, and two sets differ by the
+// conditional spread; the data are untouched.
 // Complete data under a proper prior: the draws of the mean and the covariance average to the
 // conjugate posterior's means, (n ybar + tau mu0) / (tau + n) and A / (nu + n - p - 1),
 // A = inverse scale + S + tau n / (tau + n) (ybar - mu0)(ybar - mu0)^T.
@@ -138,6 +139,9 @@ void augmentation_cases() {
         if (std::isnan(d.at(i, j))) { EXPECT_NEAR(run.sim[e++], d.at(0, j) + 10 * i, 0.1) << s << " " << a; }
       }
     EXPECT_EQ(run.sim.back(), T(-777));
+    double msd = 0;  // two sets differ by the conditional spread: variance 1e-4 each
+    for (int64_t e = 0; e < M; ++e) msd += std::pow(run.sim[e] - run.sim[M + e], 2) / (2 * M);
+    EXPECT_NEAR(msd, k < 2 ? 1e-4 : 0, 5e-5) << k;
   }
 }
 TEST(SsMissing, AugmentationAgreesWithEmPosteriorAndDataDouble) { augmentation_cases<double>(); }
