@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "frame/core_link.hpp"
 #include "zyn/stats.h"
 
 namespace zyn::stats {
@@ -100,5 +101,17 @@ void gather(T *dst, int64_t step, const T *x, const Layout &l, int64_t i) {
   }
   for (int64_t j = 0; j < l.n; ++j) dst[j * step] = src[j * from];
 }
+
+// Heap scratch through the core library, freed on every path.
+template <class T>
+struct HeapArray {
+  T *p = nullptr;
+  explicit HeapArray(int64_t count) {
+    p = static_cast<T *>(core::zyn_serv_allocate(sizeof(T) * std::max<int64_t>(count, 1), 128));
+  }
+  ~HeapArray() { core::zyn_serv_deallocate(p); }
+  HeapArray(const HeapArray &) = delete;
+  HeapArray &operator=(const HeapArray &) = delete;
+};
 
 }  // namespace zyn::stats

@@ -14,18 +14,6 @@
 namespace zyn::stats {
 namespace {
 
-// Heap scratch through the core library, freed on every path.
-template <class T>
-struct Scratch {
-  T *p = nullptr;
-  explicit Scratch(int64_t count) {
-    p = static_cast<T *>(core::zyn_serv_allocate(sizeof(T) * std::max<int64_t>(count, 1), 128));
-  }
-  ~Scratch() { core::zyn_serv_deallocate(p); }
-  Scratch(const Scratch &) = delete;
-  Scratch &operator=(const Scratch &) = delete;
-};
-
 // Common start of the matrix entries: p, n, storage (and data when `data`), the method bit.
 int start(const SsTask *task, Layout &l, uint64_t method, uint64_t own, bool data) {
   const int s = check_layout(task, l);
@@ -235,7 +223,7 @@ int pooled(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader 
 
   const int64_t rows_max = 2048;
   const int64_t threads_max = thread_count(threader, 64);
-  Scratch<int64_t> ints(l.p + g + (4 * rows_max + 1) * threads_max);
+  HeapArray<int64_t> ints(l.p + g + (4 * rows_max + 1) * threads_max);
   if (ints.p == nullptr) return SsStatusMemory;
   int64_t *act = ints.p, *slot = act + l.p;
   std::fill(slot, slot + g, -1);
@@ -260,7 +248,7 @@ int pooled(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader 
   if (threader == nullptr || threader->run == nullptr) threads = 1;
   c.threads = static_cast<int>(threads);
   c.stride = thread_elems<T>(g, q, slots, c.rows);
-  Scratch<T> mem(threads * c.stride + q);
+  HeapArray<T> mem(threads * c.stride + q);
   if (mem.p == nullptr) return SsStatusMemory;
   std::memset(mem.p, 0, sizeof(T) * threads * c.stride);
   c.mem = mem.p;
@@ -368,7 +356,7 @@ int partial(SsTask *task, uint64_t estimates, uint64_t method) {
   for (auto [missing, status] : nulls)
     if (missing) return status;
   const int64_t p = l.p;
-  Scratch<int64_t> roles(p);
+  HeapArray<int64_t> roles(p);
   if (roles.p == nullptr) return SsStatusMemory;
   int64_t q = 0, r = 0;
   for (int64_t i = 0; i < p; ++i) {
@@ -384,7 +372,7 @@ int partial(SsTask *task, uint64_t estimates, uint64_t method) {
     if (v == 1) ys[a++] = i;
     if (v == -1) zs[b++] = i;
   }
-  Scratch<T> mem(r * r + r * q + q * q);
+  HeapArray<T> mem(r * r + r * q + q * q);
   if (mem.p == nullptr) return SsStatusMemory;
   T *Z = mem.p, *M = Z + r * r, *P = M + r * q;
   const int64_t st = read_int(l.wide, in_storage);
@@ -424,8 +412,8 @@ int repair(SsTask *task, uint64_t method) {
   for (auto [missing, status] : nulls)
     if (missing) return status;
   const int64_t p = l.p, lwork = 1 + 6 * p + p * p, liwork = 3 + 5 * p;
-  Scratch<T> mem(p * (p + 1) / 2 + p + 2 * p * p + lwork);
-  Scratch<int> iwork(liwork);
+  HeapArray<T> mem(p * (p + 1) / 2 + p + 2 * p * p + lwork);
+  HeapArray<int> iwork(liwork);
   if (mem.p == nullptr || iwork.p == nullptr) return SsStatusMemory;
   T *ap = mem.p, *w = ap + p * (p + 1) / 2, *V = w + p, *R = V + p * p, *work = R + p * p;
   const T *cor = static_cast<const T *>(task->cor);

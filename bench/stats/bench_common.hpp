@@ -2,6 +2,8 @@
 // thread count, and random data made once.
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <cstdint>
 #include <ctime>
 #include <random>
@@ -49,4 +51,24 @@ std::vector<double> draws(int64_t n, uint64_t seed, Dist dist) {
   std::mt19937_64 g(seed);
   for (auto &e : v) e = dist(g);
   return v;
+}
+
+// The covariance anchor: CPU time of _rnxdSSBasic's fast covariance of x (n observations of p
+// variables, by observation) on one thread.
+inline double basic_cov_time(benchmark::State &state, const double *x, int64_t p, int64_t n) {
+  int64_t storage = SsStorageByObservation, full = SsMatrixFull;
+  std::vector<double> mean(p), cov(p * p);
+  double accw[2];
+  SsTask *task = nullptr;
+  _rnxdSSNewTask(&task, &p, &n, &storage, x, nullptr, nullptr, 1);
+  __rnxdSSEditCovCor(task, mean.data(), cov.data(), &full, nullptr, nullptr);
+  _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
+  CpuTimer t;
+  for (auto _ : state) {
+    accw[0] = accw[1] = 0;
+    if (_rnxdSSBasic(task, SsEstimateCov, SsMethodFast, threader(1)) != 0) state.SkipWithError("status");
+    t.lap();
+  }
+  _rnxSSDeleteTask(&task);
+  return t.mean();
 }

@@ -62,23 +62,7 @@ void BM_Anchor_GroupTwoPass(benchmark::State &state) {
   g_two_pass = t.mean();
 }
 
-void BM_Anchor_BasicCov(benchmark::State &state) {
-  int64_t p = kP, n = kN, storage = SsStorageByObservation, full = SsMatrixFull;
-  std::vector<double> mean(p), cov(p * p);
-  double accw[2];
-  SsTask *task = nullptr;
-  _rnxdSSNewTask(&task, &p, &n, &storage, data().data(), nullptr, nullptr, 1);
-  __rnxdSSEditCovCor(task, mean.data(), cov.data(), &full, nullptr, nullptr);
-  _rnxdSSEditTask(task, SsEditAccumulatedWeights, accw);
-  CpuTimer t;
-  for (auto _ : state) {
-    accw[0] = accw[1] = 0;
-    if (_rnxdSSBasic(task, SsEstimateCov, SsMethodFast, threader(1)) != 0) state.SkipWithError("status");
-    t.lap();
-  }
-  _rnxSSDeleteTask(&task);
-  g_basic = t.mean();
-}
+void BM_Anchor_BasicCov(benchmark::State &state) { g_basic = basic_cov_time(state, data().data(), kP, kN); }
 
 void BM_Pooled(benchmark::State &state) {
   int64_t p = kP, n = kN, storage = SsStorageByObservation, full = SsMatrixFull;

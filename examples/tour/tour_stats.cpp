@@ -1,6 +1,6 @@
 // Summary statistics: moments and the correlation matrix of a small data set, accumulated over
 // two calls, on the core library's worker pool; then its quartiles, extremes, weighted median
-// and stream quartiles; pooled and partial covariance.
+// and stream quartiles; pooled and partial covariance; a missing value imputed.
 #include <cmath>
 #include <cstdio>
 
@@ -97,6 +97,30 @@ void covariances(const double *cor) {
          cor[2], partial[1]);
 }
 
+// The humidity of day 5 blanked (NaN): the mean and covariance by EM, then 200 iterations of
+// data augmentation, the last drawing one imputed value.
+void missing_value() {
+  int64_t p = kVars, n = kDays, storage = SsStorageByObservation, five = 5, sets = 1, count = 201 * 9;
+  double x[kDays][kVars], params[5] = {100, 1e-10, 200, NAN, 1}, imputed, estimates[201 * 9];
+  for (int64_t j = 0; j < kDays; ++j)
+    for (int64_t i = 0; i < kVars; ++i) x[j][i] = kWeather[j][i];
+  x[4][2] = NAN;
+  SsTask *task = nullptr;
+  int status = _rnxdSSNewTask(&task, &p, &n, &storage, &x[0][0], nullptr, nullptr, 1);
+  if (status == 0)
+    status = __rnxdSSEditMissingVals(task, &five, params, nullptr, nullptr, nullptr, nullptr, &sets,
+                                     &imputed, &count, estimates);
+  if (status == 0) status = _rnxdSSMissingValues(task, 0, SsMethodMissing, &zyn_serv_ss_threader);
+  _rnxSSDeleteTask(&task);
+  if (status != 0) {
+    printf("  missing values failed with status %d\n", status);
+    return;
+  }
+  printf("  humidity of day 5 blanked (it was %.0f): EM mean humidity %.2f, variance %.2f;\n",
+         kWeather[4][2], estimates[2], estimates[8]);
+  printf("  a value imputed by data augmentation: %.2f\n", imputed);
+}
+
 }  // namespace
 
 void tour_stats() {
@@ -138,4 +162,5 @@ void tour_stats() {
   _rnxSSDeleteTask(&task);
   order_statistics();
   covariances(cor);
+  missing_value();
 }

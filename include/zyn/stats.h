@@ -472,6 +472,20 @@ ZYN_API int _rnxdSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t
                                       const ZynThreader *threader);
 ZYN_API int _rnxsSSCorParametrization(SsTask *task, uint64_t estimates, uint64_t method,
                                       const ZynThreader *threader);
+/* Mean and covariance of normal data with values missing at random (method SsMethodMissing;
+ * `estimates` is not read). A value is missing when it is NaN or equals the marker. missingParams
+ * (count 5): EM iteration limit, EM accuracy, data-augmentation iterations T, marker (NaN: NaNs
+ * only), imputed sets m (0 to T). Start: initialEstimates (means, covariance packed lower by rows)
+ * or available-case means and variances. estimates: the EM estimate, then one record a DA
+ * iteration, each means then packed covariance; simulated: m sets of the missing values in
+ * storage order, drawn at iterations k, 2k, ..., mk, k = T / m. prior (count 0 or
+ * 2 + p + p(p + 1)/2): tau, mu0, nu, packed inverse scale. Random numbers: MRG32K3A, seed
+ * 7777777, positioned per block, so results don't depend on threads. The data are not written.
+ * With flagged variables (indices), p above means their number. */
+ZYN_API int _rnxdSSMissingValues(SsTask *task, uint64_t estimates, uint64_t method,
+                                 const ZynThreader *threader);
+ZYN_API int _rnxsSSMissingValues(SsTask *task, uint64_t estimates, uint64_t method,
+                                 const ZynThreader *threader);
 
 /* ---- robust estimation and outliers ------------------------------------------------------- */
 

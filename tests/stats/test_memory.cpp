@@ -74,6 +74,20 @@ int covariance(int entry, long budget) {
   return status;
 }
 
+// Missing values on a fresh 3 x 64 task, every seventh value NaN: EM, 2 DA iterations, 1 set.
+int missing(long budget) {
+  Data<double> d = make_data<double>(3, 64, false, false, false, 5);
+  for (size_t k = 0; k < d.x.size(); k += 7) d.x[k] = std::nan("");
+  Task<double> task(d);
+  int64_t five = 5, estimates = 27, simulated = 28;
+  double params[5] = {5, 1e-9, 2, std::nan(""), 1}, out[64];
+  __rnxdSSEditMissingVals(task.t, &five, params, nullptr, nullptr, nullptr, nullptr, &simulated, out, &estimates, out);
+  set_budget(budget);
+  const int status = _rnxdSSMissingValues(task.t, 0, SsMethodMissing, nullptr);
+  set_budget(-1);
+  return status;
+}
+
 // A robust entry (0 deviations, 1 distances, 2 outliers from the median, 3 from the classical
 // start, 4 robust covariance) on a fresh 3 x 64 task.
 int robust(int entry, long budget) {
@@ -121,6 +135,7 @@ TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
       {"pooled covariance", [](long budget) { return covariance(0, budget); }, 2},
       {"partial covariance", [](long budget) { return covariance(1, budget); }, 2},
       {"correlation repair", [](long budget) { return covariance(2, budget); }, 2},
+      {"missing values", missing, 8},
       {"deviations", [](long budget) { return robust(0, budget); }, 2},
       {"distances", [](long budget) { return robust(1, budget); }, 1},
       {"outliers, median start", [](long budget) { return robust(2, budget); }, 10},
