@@ -128,6 +128,28 @@ ZYN_TRIG_INLINE V horner_fast(V z, const T *c) {
   return p;
 }
 
+// z (c[0] + c[1] z + ... + c[N-1] z^(N-1)) by Estrin's scheme, w = {z, z^2, z^4, ...}: the
+// dependency chain is about log2(N) multiply-adds instead of N (Horner), at one or two more
+// multiplications.
+template <int N, class T, class V>
+ZYN_TRIG_INLINE V estrin(const V *w, const T *c) {
+  if constexpr (N == 1) {
+    return Vec<T>::set1(c[0]);
+  } else if constexpr (N == 2) {
+    return w[0] * c[1] + c[0];
+  } else {
+    constexpr int m = N > 4 ? 4 : 2, k = N > 4 ? 2 : 1;
+    static_assert(N <= 8);
+    return estrin<m>(w, c) + w[k] * estrin<N - m>(w, c + m);
+  }
+}
+template <int N, class V, class T>
+ZYN_TRIG_INLINE V estrin_z(V z, const T *c) {
+  V w[3] = {z, z * z, V{}};
+  if constexpr (N > 4) w[2] = w[1] * w[1];
+  return z * estrin<N>(w, c);
+}
+
 // x - n pi in the level's pieces, scaled by k (1 or 1/2: the scaling is exact); kNeg gives
 // n pi - x instead, so that the cosine needs no sign flip.
 template <int N, bool kNeg, class T, class V>
@@ -140,7 +162,10 @@ ZYN_TRIG_INLINE V reduce_fast(V x, V n, const T *pi, T k) {
 // r + r z S(z): the small part keeps its own rounding.
 template <class T, int N, class V>
 ZYN_TRIG_INLINE V sin_poly(V r, const T *c) {
-  return r + r * horner_fast<N>(r * r, c);
+  V z = r * r;
+  V w[3] = {z, z * z, V{}};
+  if constexpr (N > 4) w[2] = w[1] * w[1];
+  return r + (r * z) * estrin<N>(w, c);
 }
 
 template <class T, const Fast<T> &L>
@@ -166,8 +191,8 @@ ZYN_TRIG_INLINE typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   auto q = x * W::kTwoOverPi + W::kShift;
   auto r = reduce_fast<L.npt, false>(x, q - W::kShift, L.pt, T(0.5));
   auto z = r * r;
-  auto d = T(1) + horner_fast<L.ntq>(z, L.tq);
-  auto n = r * (d + horner_fast<L.ntp>(z, L.tp));
+  auto d = T(1) + estrin_z<L.ntq>(z, L.tq);
+  auto n = r * (d + estrin_z<L.ntp>(z, L.tp));
   auto odd = W::parity(q);  // the sign bit alone selects in blendv
   return W::xor_(W::blend(n, d, odd), odd) / W::blend(d, n, odd);
 }
