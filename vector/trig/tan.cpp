@@ -26,7 +26,18 @@ struct TanF {
 };
 
 // The native kernels; `Beyond` serves lanes past the level's limit.
-template <class Elem, const trig::Fast<Elem> &L, const trig::Poly &Beyond>
+template <class T, const trig::Fast<T> &L>
+struct NativeTan {
+  static constexpr T kTiny = 0;
+  __attribute__((always_inline)) static typename trig::Vec<T>::V eval(typename trig::Vec<T>::V x) {
+    return trig::tan_fast<T, L>(x);
+  }
+};
+struct NativeTanEp {
+  static constexpr double kTiny = trig::kTanEpTiny;
+  __attribute__((always_inline)) static __m128d eval(__m128d x) { return trig::tan_fast_ep(x); }
+};
+template <class Elem, const trig::Fast<Elem> &L, const trig::Poly &Beyond, class F = NativeTan<Elem, L>>
 struct TanFastK : UnaryPolicy<Elem> {
   using T = Elem;
   using Vw = trig::Vec<T>;
@@ -34,11 +45,11 @@ struct TanFastK : UnaryPolicy<Elem> {
   static constexpr int kBlock = 4 * Simd<T>::L;
   static constexpr const char *kName = sizeof(T) == 8 ? "vdTan" : "vsTan";
 
-  static int bad(const V *x) { return Vw::bad(x[0], L.limit); }
-  __attribute__((always_inline)) static void eval(const V *x, V *r) { r[0] = trig::tan_fast<T, L>(x[0]); }
+  static int bad(const V *x) { return Vw::bad(x[0], L.limit, F::kTiny); }
+  __attribute__((always_inline)) static void eval(const V *x, V *r) { r[0] = F::eval(x[0]); }
   static int scalar(const T *x, T *r) {
-    if (__builtin_fabs(*x) < L.limit && *x != 0) {
-      *r = Vw::lane0(trig::tan_fast<T, L>(Vw::set1(*x)));
+    if (__builtin_fabs(*x) < L.limit && __builtin_fabs(*x) > F::kTiny) {
+      *r = Vw::lane0(F::eval(Vw::set1(*x)));
       return 0;
     }
     double d;
@@ -50,7 +61,7 @@ struct TanFastK : UnaryPolicy<Elem> {
 
 using DHa = UnaryK<double, TanF<true, true, trig::kDHa, true>>;
 using DLa = TanFastK<double, trig::kFastDLa, trig::kDLa>;
-using DEp = TanFastK<double, trig::kFastDEp, trig::kDEp>;
+using DEp = TanFastK<double, trig::kFastDEp, trig::kDEp, NativeTanEp>;
 using SHa = UnaryK<float, TanF<false, false, trig::kDEp, false>>;
 using SEp = TanFastK<float, trig::kFastSLa, trig::kSLa>;
 }  // namespace
