@@ -218,10 +218,10 @@ ZYN_TRIG_INLINE __m128d tan_fast_ep(__m128d x) {
   auto r2 = (x - n * (L.pt[0] * 0.5)) - n * (L.pt[1] * 0.5);
   auto r = r2 - n * (L.pt[2] * 0.5);
   auto z = r2 * r2;
-  auto num = (r * kTanEp[0]) * ((z + kTanEp[1]) * z + kTanEp[2]);
+  auto odd = W::parity(q);  // -Q/N = Q/(-N): the sign goes into k, off the chain
+  auto num = (r * W::xor_(W::set1(kTanEp[0]), odd)) * ((z + kTanEp[1]) * z + kTanEp[2]);
   auto den = (z + kTanEp[3]) * z + kTanEp[4];
-  auto odd = W::parity(q);
-  return W::xor_(W::blend(num, den, odd), odd) / W::blend(den, num, odd);
+  return W::blend(num, den, odd) / W::blend(den, num, odd);
 }
 
 #undef ZYN_TRIG_INLINE
