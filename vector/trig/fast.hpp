@@ -27,7 +27,9 @@
 //   double LA sine r^3..r^17 2^-58.8, EP r^3..r^9 2^-27.3;
 //   float LA sine r^3..r^9 2^-26.4, EP r^3, r^5 2^-12.9;
 //   tangent (rational, degrees of P and Q in z): double LA 2/3 2^-55.1, EP and float 1/2
-//   2^-35.2 (2^-27 with the coefficients rounded to float).
+//   2^-35.2 (2^-27 with the coefficients rounded to float); double EP evaluates it in monic
+//   form (tan_fast_ep). Rationals with three coefficients fit to about 2^-25.8: too little.
+// Every polynomial goes by Estrin's scheme: the kernels are bound by dependency chains.
 // Zeros (|x| <= tiny, where a kernel needs it), infinities, NaN and |x| beyond the limit are
 // not taken (the caller's scalar path).
 #pragma once

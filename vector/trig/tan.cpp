@@ -3,7 +3,8 @@
 //              unrounded parts, and their quotient corrected by its exact residual: below 1 ulp.
 //   single HA  the single HA polynomials of the core in double, one division, rounded once.
 //   double LA, double EP, single LA = EP  native vectors (fast.hpp): reduction by pi/2 in the
-//              level's pieces, the sine and cosine polynomials on [-pi/4, pi/4], one division.
+//              level's pieces, a rational on [-pi/4, pi/4], one division; double EP's in
+//              monic form, its arguments up to 2^-26 (tan x = x) to the scalar path.
 // Lanes beyond the vector range take the pi/2 core in double with the level's polynomials
 // (Payne-Hanek from 2^20). tan(+-0) = +-0; infinities give NaN with STATUS_DOMAIN.
 #include "vector/roots/policy.hpp"
