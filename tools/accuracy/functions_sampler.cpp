@@ -272,7 +272,8 @@ std::vector<double> trig_points() {
                            0x1.921fb6p+0, 0x1.921fb6p+1, 0x1.921fb6p+2, 0x1.2d97c8p+2, 0x1.2d97c8p+3, 0x1.2d97c8p+7,
                            0x1.c463acp+3, 0x1.78fdbap+4, 0x1.b7d2aep+5, 0x1.e3ce26p+6, 0x1.f9cbe2p+7, 0x1.f9cbe2p+8,
                            0x1.f9cbe2p+10, 0x1.2298eap+8, 0x1.8e3266p+9, 0x1.c3ff24p+10, 0x1.17cc5p+11, 0x1.17cc5p+12,
-                           0x1.a3b278p+12, 0x1.9a48dep+15};
+                           0x1.a3b278p+12, 0x1.9a48dep+15,
+                           0x1.6c6cbc45dc8dep+5};  // 2^-60.5 from 29 pi/2: the closest double below 2^20
   for (double k = 1; k < 0x1p20 / M_PI_2; k = std::ceil(k * 1.37)) {
     const double v = k * M_PI_2;
     x.insert(x.end(), {std::nextafter(v, 0.0), v, std::nextafter(v, 1e300)});

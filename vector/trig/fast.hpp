@@ -27,8 +27,11 @@
 //   double LA sine r^3..r^17 2^-58.8, EP r^3..r^9 2^-27.3;
 //   float LA sine r^3..r^9 2^-26.4, EP r^3, r^5 2^-12.9;
 //   tangent (rational, degrees of P and Q in z): double LA 2/3 2^-55.1, EP and float 1/2
-//   2^-35.2 (2^-27 with the coefficients rounded to float).
-// Zeros, infinities, NaN and |x| beyond the limit are not taken (the caller's scalar path).
+//   2^-35.2 (2^-27 with the coefficients rounded to float); double EP evaluates it in monic
+//   form (tan_fast_ep). Rationals with three coefficients fit to about 2^-25.8: too little.
+// Every polynomial goes by Estrin's scheme: the kernels are bound by dependency chains.
+// Zeros (|x| <= tiny, where a kernel needs it), infinities, NaN and |x| beyond the limit are
+// not taken (the caller's scalar path).
 #pragma once
 
 #include <immintrin.h>
@@ -50,9 +53,9 @@ struct Vec<double> {
   static V parity(V q) { return _mm_castsi128_pd(_mm_slli_epi64(_mm_castpd_si128(q), 63)); }
   static V xor_(V a, V b) { return _mm_xor_pd(a, b); }
   static V blend(V a, V b, V m) { return _mm_blendv_pd(a, b, m); }
-  static int bad(V x, double limit) {
+  static int bad(V x, double limit, double tiny = 0) {
     V ax = _mm_andnot_pd(set1(-0.0), x);
-    return _mm_movemask_pd(_mm_or_pd(_mm_cmpnlt_pd(ax, set1(limit)), _mm_cmpeq_pd(x, _mm_setzero_pd())));
+    return _mm_movemask_pd(_mm_or_pd(_mm_cmpnlt_pd(ax, set1(limit)), _mm_cmple_pd(ax, set1(tiny))));
   }
 };
 
@@ -65,9 +68,9 @@ struct Vec<float> {
   static V parity(V q) { return _mm_castsi128_ps(_mm_slli_epi32(_mm_castps_si128(q), 31)); }
   static V xor_(V a, V b) { return _mm_xor_ps(a, b); }
   static V blend(V a, V b, V m) { return _mm_blendv_ps(a, b, m); }
-  static int bad(V x, float limit) {
+  static int bad(V x, float limit, float tiny = 0) {
     V ax = _mm_andnot_ps(set1(-0.0f), x);
-    return _mm_movemask_ps(_mm_or_ps(_mm_cmpnlt_ps(ax, set1(limit)), _mm_cmpeq_ps(x, _mm_setzero_ps())));
+    return _mm_movemask_ps(_mm_or_ps(_mm_cmpnlt_ps(ax, set1(limit)), _mm_cmple_ps(ax, set1(tiny))));
   }
 };
 
@@ -128,6 +131,28 @@ ZYN_TRIG_INLINE V horner_fast(V z, const T *c) {
   return p;
 }
 
+// z (c[0] + c[1] z + ... + c[N-1] z^(N-1)) by Estrin's scheme, w = {z, z^2, z^4, ...}: the
+// dependency chain is about log2(N) multiply-adds instead of N (Horner), at one or two more
+// multiplications.
+template <int N, class T, class V>
+ZYN_TRIG_INLINE V estrin(const V *w, const T *c) {
+  if constexpr (N == 1) {
+    return Vec<T>::set1(c[0]);
+  } else if constexpr (N == 2) {
+    return w[0] * c[1] + c[0];
+  } else {
+    constexpr int m = N > 4 ? 4 : 2, k = N > 4 ? 2 : 1;
+    static_assert(N <= 8);
+    return estrin<m>(w, c) + w[k] * estrin<N - m>(w, c + m);
+  }
+}
+template <int N, class V, class T>
+ZYN_TRIG_INLINE V estrin_z(V z, const T *c) {
+  V w[3] = {z, z * z, V{}};
+  if constexpr (N > 4) w[2] = w[1] * w[1];
+  return z * estrin<N>(w, c);
+}
+
 // x - n pi in the level's pieces, scaled by k (1 or 1/2: the scaling is exact); kNeg gives
 // n pi - x instead, so that the cosine needs no sign flip.
 template <int N, bool kNeg, class T, class V>
@@ -140,7 +165,10 @@ ZYN_TRIG_INLINE V reduce_fast(V x, V n, const T *pi, T k) {
 // r + r z S(z): the small part keeps its own rounding.
 template <class T, int N, class V>
 ZYN_TRIG_INLINE V sin_poly(V r, const T *c) {
-  return r + r * horner_fast<N>(r * r, c);
+  V z = r * r;
+  V w[3] = {z, z * z, V{}};
+  if constexpr (N > 4) w[2] = w[1] * w[1];
+  return r + (r * z) * estrin<N>(w, c);
 }
 
 template <class T, const Fast<T> &L>
@@ -166,10 +194,36 @@ ZYN_TRIG_INLINE typename Vec<T>::V tan_fast(typename Vec<T>::V x) {
   auto q = x * W::kTwoOverPi + W::kShift;
   auto r = reduce_fast<L.npt, false>(x, q - W::kShift, L.pt, T(0.5));
   auto z = r * r;
-  auto d = T(1) + horner_fast<L.ntq>(z, L.tq);
-  auto n = r * (d + horner_fast<L.ntp>(z, L.tp));
+  auto d = T(1) + estrin_z<L.ntq>(z, L.tq);
+  auto n = r * (d + estrin_z<L.ntp>(z, L.tp));
   auto odd = W::parity(q);  // the sign bit alone selects in blendv
   return W::xor_(W::blend(n, d, odd), odd) / W::blend(d, n, odd);
+}
+
+// Double EP tangent: kFastDEp's rational with numerator and denominator made monic,
+// tan r = k r (z^2 + a z + b) / (z^2 + c z + d) (2^-35.2 as before; the coefficients rounded
+// from the exact quotients), three operations each and r k aside, so the dependency chain from
+// z is two multiply-adds shorter. z is taken from r before its last piece (|n pt[2]/2| < 2^-50):
+// it leaves the last subtraction off the chain and changes the quotient by less than 2^-51.
+// k b / d rounds to 1 + 2^-52.4, not to 1: tan x = x (the correctly rounded value for
+// |x| <= kTanEpTiny) is left to the scalar path.
+inline constexpr double kTanEpTiny = 0x1p-26;
+inline constexpr double kTanEp[5] = {0x1.13a1602e65c6cp-4, -0x1.9e73c64ecbf0fp+6, 0x1.d13c9c36e6653p+9,
+                                     -0x1.bd7fd3df63316p+4, 0x1.f4e961b844745p+5};
+
+ZYN_TRIG_INLINE __m128d tan_fast_ep(__m128d x) {
+  using W = Vec<double>;
+  constexpr const Fast<double> &L = kFastDEp;
+  static_assert(L.npt == 3);
+  auto q = x * W::kTwoOverPi + W::kShift;
+  auto n = q - W::kShift;
+  auto r2 = (x - n * (L.pt[0] * 0.5)) - n * (L.pt[1] * 0.5);
+  auto r = r2 - n * (L.pt[2] * 0.5);
+  auto z = r2 * r2;
+  auto odd = W::parity(q);  // -Q/N = Q/(-N): the sign goes into k, off the chain
+  auto num = (r * W::xor_(W::set1(kTanEp[0]), odd)) * ((z + kTanEp[1]) * z + kTanEp[2]);
+  auto den = (z + kTanEp[3]) * z + kTanEp[4];
+  return W::blend(num, den, odd) / W::blend(den, num, odd);
 }
 
 #undef ZYN_TRIG_INLINE
