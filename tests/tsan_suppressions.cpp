@@ -3,4 +3,6 @@
 // which hand their results back through spin-waits on plain flags that the sanitizer cannot see:
 // each later read of such a result looks like a race. Only reports with an OpenBLAS frame are
 // dropped; races in our own code are still reported.
-extern "C" const char *__tsan_default_suppressions() { return "race:libopenblas\n"; }
+extern "C" __attribute__((visibility("default"))) const char *__tsan_default_suppressions() {
+  return "race:libopenblas\n";
+}

@@ -65,7 +65,7 @@ rows = [(0.5, 3, 0.05), (0.5, 1, 0.1), (0.5, 2, 0.01), (0.4995, 5, 0.1), (0.5, 5
 for bdp, p, arp in rows:
     M, c = constants(bdp, p, arp)
     print("const", repr(bdp), p, repr(arp), f"{M:.12f}", f"{c:.12f}")
-for bdp, p, arp, eps in [(0.4995, 5, 0.1, 0.2)]:
+for bdp, p, arp, eps in [(0.4995, 5, 0.1, 0.2), (0.49925, 3, 0.05, 0.1)]:
     M, c = constants(bdp, p, arp)
     rho, top = biweight(M, c)
     s = optimize.brentq(lambda s: (1 - eps) * expected(rho, p, s, M, M + c, top) + eps * top - bdp * top, 1, 4, xtol=1e-14)
