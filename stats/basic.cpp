@@ -743,8 +743,14 @@ int data_path(Call<T> &cl, SsTask *task, uint64_t method, int64_t n,
   c.q = q;
   c.act = act;
   c.matrix = matrix;
-  // Blocks stay in the first-level cache by observation, in the second by variable.
-  c.rows = std::clamp<int64_t>((om && !matrix ? 4096 : 32768) / q, 16, 2048);
+  // Blocks stay in the first-level cache by observation, in the second by variable. For the
+  // fast method's cross-products with sums of at most second order, the centred block fills about
+  // the second-level cache (1 MB): fewer calls of the rank-k update, each packing a larger panel
+  // (8192 rows of 16 variables: 10% faster than 2048, and than 32768, which leaves the cache).
+  // Higher powers keep the shorter blocks, whose sums of d^3 and d^4 round less.
+  const bool long_blocks = matrix && m == Method::fast && level <= 1;
+  c.rows = long_blocks ? std::clamp<int64_t>(131072 / q, 16, 8192)
+                       : std::clamp<int64_t>((om && !matrix ? 4096 : 32768) / q, 16, 2048);
   c.threads = static_cast<int>(threads);
   c.status = SsStatusOk;
 

@@ -67,16 +67,14 @@ inline int spevd(int n, float *ap, float *w, float *z, float *work, int lwork, i
   return info;
 }
 
-// C (m x n) = A B, A m x m, B m x n (sequential). For a symmetric A this stands in for the
-// symmetric multiply, which OpenBLAS runs on its own threads at every size; the general multiply
-// stays on the calling thread below m n m = 2^18.
-inline void gemm_ab(int m, int n, const double *a, const double *b, double *c) {
+// C (m x n) = A B, A symmetric m x m (its upper triangle read), B m x n.
+inline void symm_left(int m, int n, const double *a, const double *b, double *c) {
   const double one = 1, zero = 0;
-  core::zyn_blas_xdgemm("N", "N", &m, &n, &m, &one, a, &m, b, &m, &zero, c, &m);
+  core::zyn_blas_xdsymm("L", "U", &m, &n, &one, a, &m, b, &m, &zero, c, &m);
 }
-inline void gemm_ab(int m, int n, const float *a, const float *b, float *c) {
+inline void symm_left(int m, int n, const float *a, const float *b, float *c) {
   const float one = 1, zero = 0;
-  core::zyn_blas_xsgemm("N", "N", &m, &n, &m, &one, a, &m, b, &m, &zero, c, &m);
+  core::zyn_blas_xssymm("L", "U", &m, &n, &one, a, &m, b, &m, &zero, c, &m);
 }
 
 }  // namespace zyn::stats::la

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "frame/core_link.hpp"
+#include "stats/biweight.hpp"
 #include "stats/common.hpp"
 #include "stats/linalg.hpp"
 #include "stats/order.hpp"
@@ -132,9 +133,8 @@ int mad_entry(SsTask *task, uint64_t estimates, uint64_t method, const ZynThread
 }
 
 // sqrt(dT A d), d = x_j - mean, for every observation: blocks of observations gathered as the
-// columns of D (p x block), A D by the matrix multiply, then the column dot products. Blocks of
-// 256 observations, fewer when p^2 * 256 would reach 2^18, so that the multiply stays on the
-// thread that calls it.
+// columns of D (p x block), A D by the symmetric multiply, then the column dot products. Blocks
+// of 256 observations, fewer when p^2 * 256 would reach 2^18 (D and A D stay in L2).
 template <class T>
 int distances(const Layout &l, const T *x, const T *mean, const T *inverse, T *out,
               const ZynThreader *threader) {
@@ -150,7 +150,7 @@ int distances(const Layout &l, const T *x, const T *mean, const T *inverse, T *o
     for (int64_t j = 0; j < m; ++j)
       for (int64_t i = 0; i < p; ++i)
         d[j * p + i] = (l.by_observation ? x[(j0 + j) * p + i] : x[i * l.n + j0 + j]) - mean[i];
-    la::gemm_ab(static_cast<int>(p), static_cast<int>(m), inverse, d, y);
+    la::symm_left(static_cast<int>(p), static_cast<int>(m), inverse, d, y);
     for (int64_t j = 0; j < m; ++j) {
       T s = 0;
       for (int64_t i = 0; i < p; ++i) s += d[j * p + i] * y[j * p + i];
@@ -291,75 +291,6 @@ int bacon_entry(SsTask *task, uint64_t method, const ZynThreader *threader) {
 
 
 // ---- translated-biweight S-estimator (Rocke 1996) ---------------------------------------------
-
-// rho(d) = d^2 / 2 below M, rho(inf) above M + c, and between them the integral of
-// t (1 - ((t - M) / c)^2)^2, written in v = (d - M) / c so that a small c costs no accuracy;
-// w(d) = rho'(d) / d.
-struct Biweight {
-  double M, c, b;  // b = breakdown point * rho(inf)
-  double top() const { return M * M / 2 + c * (5 * c + 16 * M) / 30; }
-  double rho(double d) const {
-    if (d < M) return d * d / 2;
-    if (d >= M + c) return top();
-    const double v = (d - M) / c, v2 = v * v, r = 1 - v2;
-    return M * M / 2 + c * M * v * (1 - v2 * (2.0 / 3 - v2 / 5)) + c * c * (1 - r * r * r) / 6;
-  }
-  double weight(double d) const {
-    if (d < M) return 1;
-    if (d >= M + c) return 0;
-    const double u = (d - M) / c, v = 1 - u * u;
-    return v * v;
-  }
-};
-
-// Gauss-Legendre nodes and weights on [-1, 1], by Newton steps on P_m.
-constexpr int kNodes = 32;
-void gauss_legendre(double *x, double *w) {
-  for (int i = 0; i < kNodes; ++i) {
-    double z = std::cos(3.141592653589793 * (i + 0.75) / (kNodes + 0.5)), d = 1;
-    for (int it = 0; it < 100; ++it) {
-      double p0 = 1, p1 = z;
-      for (int k = 2; k <= kNodes; ++k) {
-        const double p2 = ((2 * k - 1) * z * p1 - (k - 1) * p0) / k;
-        p0 = p1, p1 = p2;
-      }
-      d = kNodes * (z * p1 - p0) / (z * z - 1);
-      const double step = p1 / d;
-      z -= step;
-      if (std::fabs(step) < 1e-16) break;
-    }
-    x[i] = z, w[i] = 2 / ((1 - z * z) * d * d);
-  }
-}
-
-// M and c for p variables: (M + c)^2 = chi2_p(1 - arp), and E rho(d) = bdp rho(inf) for
-// d^2 ~ chi2_p: E d^2 1{d < M} / 2 = Gamma(p / 2 + 1) / Gamma(p / 2) F_{p+2}(M^2), the middle by
-// 32-point Gauss-Legendre against the density 2 d f_p(d^2), the rest rho(inf) (1 - F_p(L^2)).
-// Solved for M by bisection to the last bit; a breakdown point below E min(d^2, L^2) / L^2 has
-// no root and takes M = L (hard rejection).
-Biweight biweight_constants(int64_t p, double bdp, double arp) {
-  const double dp = static_cast<double>(p), L = std::sqrt(__rnxdChi2ICDF(dp, 1 - arp));
-  double node[kNodes], gw[kNodes];
-  gauss_legendre(node, gw);
-  const double ratio = std::exp(__rnxdLGamma(dp / 2 + 1) - __rnxdLGamma(dp / 2));
-  auto excess = [&](double M) {
-    const Biweight t{M, L - M, 0};
-    double e = ratio * __rnxdChi2CDF(dp + 2, M * M) + t.top() * (1 - __rnxdChi2CDF(dp, L * L));
-    for (int k = 0; k < kNodes; ++k) {
-      const double d = M + 0.5 * (L - M) * (node[k] + 1);
-      e += 0.5 * (L - M) * gw[k] * t.rho(d) * 2 * d * __rnxdChi2PDF(dp, d * d);
-    }
-    return e - bdp * t.top();
-  };
-  // E rho / rho(inf) falls from the biweight's value at M = 0 to E min(d^2, L^2) / L^2 at M = L.
-  double lo = 0, hi = L;
-  for (int it = 0; it < 200 && hi - lo > 1e-16 * L; ++it) {
-    const double mid = 0.5 * (lo + hi);
-    (excess(mid) > 0 ? lo : hi) = mid;
-  }
-  const double M = 0.5 * (lo + hi);
-  return {M, L - M, bdp * Biweight{M, L - M, 0}.top()};
-}
 
 // log det of a symmetric positive definite matrix by Cholesky; -inf when not positive definite.
 double log_det(int64_t p, const double *a, double *work) {

@@ -1,6 +1,7 @@
 // Numerical helpers of the robust estimators: the chi-squared distribution by the regularised
 // incomplete gamma function, its inverse, log-gamma, the rank test and the in-place inverse of a
 // covariance matrix.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -146,16 +147,14 @@ double __rnxdChi2ICDF(double d, double y) {
 
 int __rnxdTestCovRank(int64_t p, const double *matrix) {
   if (p == 1) return matrix[0] > 0 ? SsStatusOk : SsStatusCovRank;
-  // Eigenvalues alone (divide and conquer on the packed upper triangle; work 2p, iwork 1).
-  const int64_t packed = p * (p + 1) / 2;
-  auto *copy = static_cast<double *>(zyn::core::zyn_serv_allocate(sizeof(double) * (packed + 5 * p), 128));
+  // Eigenvalues alone, by the symmetric QR algorithm on a copy (work 5p).
+  auto *copy = static_cast<double *>(zyn::core::zyn_serv_allocate(sizeof(double) * (p * p + 6 * p), 128));
   if (copy == nullptr) return SsStatusMemory;
-  for (int64_t l = 0, k = 0; l < p; ++l)
-    for (int64_t i = 0; i <= l; ++i) copy[k++] = matrix[i * p + l];
-  double *w = copy + packed, *work = w + p, z = 0;
-  const int n = static_cast<int>(p), one = 1, lwork = static_cast<int>(2 * p);
-  int iwork = 0, liwork = 1, info = 0;
-  zyn::core::zyn_lapack_dspevd("N", "U", &n, copy, w, &z, &one, work, &lwork, &iwork, &liwork, &info);
+  std::copy(matrix, matrix + p * p, copy);
+  double *w = copy + p * p, *work = w + p;
+  const int n = static_cast<int>(p), lwork = static_cast<int>(5 * p);
+  int info = 0;
+  zyn::core::zyn_lapack_dsyev("N", "U", &n, copy, &n, w, work, &lwork, &info);
   const double least = w[0], largest = w[p - 1];
   zyn::core::zyn_serv_deallocate(copy);
   if (info != 0) return SsStatusEigen;

@@ -4,7 +4,8 @@
 set -euo pipefail
 packages=(cmake g++ make binutils libopenblas-dev libgtest-dev libgmock-dev libbenchmark-dev
           libmpfr-dev libgmp-dev libsleef-dev libgsl-dev pkg-config libtsan2
-          librandom123-dev)
+          librandom123-dev
+          python3-scipy)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
