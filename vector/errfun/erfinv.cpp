@@ -25,11 +25,15 @@
 // beyond them NaN with STATUS_DOMAIN. t below 2^-1021 (only reachable in double) takes the
 // scalar path, where w comes from two library logarithms.
 #include <cmath>
+#include <type_traits>
 
+#include "vector/explog/ln_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erfinv_data.hpp"
 #include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
+
+#define ZYN_EI_INLINE inline __attribute__((always_inline))
 
 namespace zyn::vk {
 namespace {
@@ -48,7 +52,7 @@ constexpr double kLg[7] = {6.666666666666735130e-01, 3.999999999940941908e-01, 2
 // 2^-58 relative with seven terms; kShort keeps four, below 2^-33 absolute). hi = k ln2_hi + f
 // is split off exactly.
 template <bool kShort>
-inline void log_parts(V q, V &hi, V &lo) {
+ZYN_EI_INLINE void log_parts(V q, V &hi, V &lo) {
   __m128i b = _mm_add_epi64(_mm_castpd_si128(q), _mm_set1_epi64x(static_cast<long long>(0x3ff00000 - 0x3fe6a09e) << 32));
   __m128i k = _mm_sub_epi32(_mm_srli_epi64(b, 52), _mm_set1_epi64x(0x3ff));
   V dk = _mm_cvtepi32_pd(_mm_shuffle_epi32(k, _MM_SHUFFLE(3, 1, 2, 0)));
@@ -69,10 +73,68 @@ inline void log_parts(V q, V &hi, V &lo) {
 }
 
 template <int N>
-inline V horner(V t, const double *c) {
+ZYN_EI_INLINE V horner(V t, const double *c) {
   V p = set(c[0]);
   for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
   return p;
+}
+
+// Constants of the fast paths as stored vectors, one 16-byte load each: GCC otherwise makes
+// every splat a broadcast load (movddup, movss and shufps), which takes an FP pipe per use.
+// The pointer is hidden so that the compiler cannot fold a stored vector back into a splat.
+template <class T>
+ZYN_EI_INLINE const T *hidden(const T *p) {
+  asm("" : "+r"(p));
+  return p;
+}
+template <double c>
+alignas(16) inline constexpr double kPair[2] = {c, c};
+template <float c>
+alignas(16) inline constexpr float kQuad[4] = {c, c, c, c};
+template <double c>
+ZYN_EI_INLINE V kd() { return _mm_load_pd(hidden(kPair<c>)); }
+template <float c>
+ZYN_EI_INLINE __m128 kf() { return _mm_load_ps(hidden(kQuad<c>)); }
+ZYN_EI_INLINE V ld(V, const double *p) { return _mm_load_pd(p); }
+ZYN_EI_INLINE __m128 ld(__m128, const float *p) { return _mm_load_ps(p); }
+
+// A fast central polynomial's coefficients splatted: c[0..N] highest degree first, c[N + 1]
+// the low part of the constant term.
+template <class T, int N>
+struct Splat {
+  static constexpr int L = 16 / sizeof(T);
+  alignas(16) T c[N + 2][L];
+};
+template <class T, int N>
+Splat<T, N> splat_of(const T *c, T c_low) {
+  Splat<T, N> s;
+  for (int j = 0; j < Splat<T, N>::L; ++j) {
+    for (int i = 0; i <= N; ++i) s.c[i][j] = c[i];
+    s.c[N + 1][j] = c_low;
+  }
+  return s;
+}
+
+// p(v) = sum c[N - i] v^i by Estrin's scheme (as errfun::estrin) on splatted coefficients,
+// the constant term c[N] + c[N + 1] with kLow.
+template <int N, bool kLow, class W, class S>
+ZYN_EI_INLINE W estrin_s(W v, const S &s) {
+  W a[N / 2 + 1];
+  for (int i = 0; i <= N; i += 2) {
+    const W lo = ld(v, s.c[N - i]);
+    if (i + 1 > N) {
+      a[i / 2] = lo;
+      continue;
+    }
+    const W t = mul(ld(v, s.c[N - i - 1]), v);
+    a[i / 2] = kLow && i == 0 ? add(add(t, ld(v, s.c[N + 1])), lo) : add(lo, t);
+  }
+  W p = mul(v, v);
+  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
+    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? add(a[2 * k], mul(a[2 * k + 1], p)) : a[2 * k];
+    p = mul(p, p);
+  }
+  return a[0];
 }
 
 // The central piece, |u| < 1/2.
@@ -137,7 +199,7 @@ inline void log_q(V t, double scale, V &hi, V &lo) {
 
 // The tail from t in (0, 1/2], t (2 - t) normal.
 template <int kSet, bool kExact>
-inline V tail(const ErfinvTables &tb, V t) {
+__attribute__((noinline)) V tail(const ErfinvTables &tb, V t) {
   V hi, lo;
   if constexpr (!kExact) {
     log_parts<kSet == 1>(_mm_mul_pd(t, _mm_sub_pd(set(2.0), t)), hi, lo);
@@ -164,31 +226,76 @@ inline V evaluate(V u, V t, V neg_tail) {
 // The LA sets' polynomial, c0 + c0_low + v (c1 + v Q(v)) with Q by Estrin's scheme: Estrin's
 // own last sums, of terms near the result's size, would round twice at its ulp (double ErfInv
 // LA up to 4.8 ulp in all, against 2.8).
-template <int N, class W, class C>
-inline W poly_la(W v, const C *c, C c0_low) {
-  const W p = add(splat(v, c[N - 1]), mul(v, estrin<N - 2>(v, c)));
-  return add(add(mul(v, p), splat(v, c0_low)), splat(v, c[N]));
+template <int N, class W, class S>
+ZYN_EI_INLINE W poly_la(W v, const S &s) {
+  const W p = add(ld(v, s.c[N - 1]), mul(v, estrin_s<N - 2, false>(v, s)));
+  return add(add(mul(v, p), ld(v, s.c[N + 1])), ld(v, s.c[N]));
+}
+
+// The splatted fast central sets, [scale][set] as erfinv_w and erfinv_wf, copied at load time
+// (the generated tables are constant-initialized, so they are ready by then).
+template <class T, int kSet>
+using WSplat = Splat<T, std::is_same_v<T, double> ? data::kErfinvWDeg[kSet] : data::kErfinvWDegF[kSet]>;
+template <class T, int kScale, int kSet>
+const WSplat<T, kSet> w_splat = [] {
+  if constexpr (std::is_same_v<T, double>) {
+    const data::ErfinvW &w = data::erfinv_w[kScale][kSet];
+    return splat_of<double, data::kErfinvWDeg[kSet]>(w.c, kSet == 0 ? w.c0_low : 0.0);
+  } else {
+    const data::ErfinvWF &w = data::erfinv_wf[kScale][kSet];
+    return splat_of<float, data::kErfinvWDegF[kSet]>(w.c, w.c0_low);
+  }
+}();
+
+// ln q = hi + lo for q in [2^-8, 1], the argument t (2 - t) of the fast central piece, by the
+// logarithm's reciprocal table: m, the significand at 2^-10, meets an integer r in [512, 1024]
+// from the hardware reciprocal, u = m r - 1 (|u| < 2^-9.4, one rounding: 2^-53 absolute), and
+// ln q = k ln 2 - ln(r 2^-10) + ln(1 + u). hi is exact and 0 next to 1, where u is exact.
+// LA: ln(1 + u) to degree 5 and the table's low part, below 2^-52.9 absolute in all; EP: degree
+// 2 and the high part alone, below 2^-30.
+template <bool kEp>
+ZYN_EI_INLINE void log_fast(V q, V &hi, V &lo) {
+  const V m = _mm_or_pd(_mm_and_pd(q, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
+                        _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
+  const V rr = _mm_sub_pd(_mm_add_pd(_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))), kd<0x1.8p52>()), kd<0x1.8p52>());
+  const V u = _mm_sub_pd(_mm_mul_pd(m, rr), kd<1.0>());
+  const __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
+  const double *e0 = data::ln_ha[_mm_cvtsi128_si32(j)], *e1 = data::ln_ha[_mm_extract_epi32(j, 2)];
+  const V k = ln_biased_exponent(q);
+  const V u2 = _mm_mul_pd(u, u);
+  if constexpr (kEp) {
+    hi = _mm_add_pd(_mm_mul_pd(k, kd<kLn2HaHigh>()), _mm_setr_pd(e0[0], e1[0]));
+    lo = _mm_add_pd(u, _mm_mul_pd(u2, kd<-0.5>()));
+    return;
+  }
+  const V e = _mm_load_pd(e0), f = _mm_load_pd(e1);
+  hi = _mm_add_pd(_mm_mul_pd(k, kd<kLn2HaHigh>()), _mm_unpacklo_pd(e, f));
+  const V a = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
+  const V b = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
+  const V p = _mm_mul_pd(u2, _mm_add_pd(a, _mm_mul_pd(u2, b)));
+  lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), _mm_unpackhi_pd(e, f)), _mm_add_pd(u, p));
 }
 
 // The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
 // set only) is the rounding error of u where u is not exact.
 template <int kScale, int kSet, bool kLow>
-inline V central_w(V u, V u_low, V t) {
-  const double *c = data::erfinv_w[kScale][kSet].c;
-  const V tc = _mm_max_pd(t, set(0x1p-8));
+ZYN_EI_INLINE V central_w(V u, V u_low, V t) {
+  const auto &c = w_splat<double, kScale, kSet>;
+  const V tc = _mm_max_pd(t, kd<0x1p-8>());
+  const V q = _mm_mul_pd(tc, _mm_sub_pd(kd<2.0>(), tc));
   V hi, lo;
-  log_parts<kSet == 1>(_mm_mul_pd(tc, _mm_sub_pd(set(2.0), tc)), hi, lo);
+  log_fast<kSet == 1>(q, hi, lo);
   const V w = _mm_sub_pd(_mm_sub_pd(_mm_setzero_pd(), hi), lo);
-  const V v = _mm_sub_pd(_mm_mul_pd(w, set(data::kErfinvWScale)), set(1.0));
+  const V v = _mm_sub_pd(_mm_mul_pd(w, kd<data::kErfinvWScale>()), kd<1.0>());
   constexpr int N = data::kErfinvWDeg[kSet];
-  const V P = kSet == 1 ? estrin<N>(v, c) : poly_la<N>(v, c, data::erfinv_w[kScale][kSet].c0_low);
+  const V P = kSet == 1 ? estrin_s<N, false>(v, c) : poly_la<N>(v, c);
   if constexpr (!kLow) return _mm_mul_pd(u, P);
   return _mm_add_pd(_mm_mul_pd(u, P), _mm_mul_pd(u_low, P));
 }
 
 // Lanes with t < 2^-8 replaced by the tail, evaluated only when a lane needs it.
 template <int kScale, int kSet, bool kExactTail>
-inline V with_tail(V y, V t, V neg_tail) {
+ZYN_EI_INLINE V with_tail(V y, V t, V neg_tail) {
   const V central = _mm_cmpge_pd(t, set(0x1p-8));
   if (_mm_movemask_pd(central) == 3) return y;
   const V yt = tail<kSet, kExactTail>(data::erfinv_tables[kScale][kSet], _mm_blendv_pd(t, set(0.25), central));
@@ -199,7 +306,7 @@ inline V with_tail(V y, V t, V neg_tail) {
 // sqrt(2)), f = m - 1 exact, s = f / (2 + f), ln m = f - f^2/2 + s (f^2/2 + R(s^2)), below
 // 1 ulp; kShort keeps one term of R (below 2^-14 absolute, for EP).
 template <bool kShort>
-inline __m128 log_f(__m128 q) {
+ZYN_EI_INLINE __m128 log_f(__m128 q) {
   const __m128i b = _mm_add_epi32(_mm_castps_si128(q), _mm_set1_epi32(0x3f800000 - 0x3f3504f3));
   const __m128 dk = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(b, 23), _mm_set1_epi32(127)));
   const __m128 m = _mm_castsi128_ps(_mm_add_epi32(_mm_and_si128(b, _mm_set1_epi32(0x007fffff)), _mm_set1_epi32(0x3f3504f3)));
@@ -218,20 +325,20 @@ inline __m128 log_f(__m128 q) {
 
 // The fast central piece in float (set 0 LA, 1 EP): sigma erfinv(u) for t >= 2^-8.
 template <int kScale, int kSet, bool kLow>
-inline __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
-  const data::ErfinvWF &c = data::erfinv_wf[kScale][kSet];
+ZYN_EI_INLINE __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
+  const auto &c = w_splat<float, kScale, kSet>;
   constexpr int N = data::kErfinvWDegF[kSet];
-  const __m128 tc = _mm_max_ps(t, _mm_set1_ps(0x1p-8f));
-  const __m128 w = _mm_sub_ps(_mm_setzero_ps(), log_f<kSet == 1>(_mm_mul_ps(tc, _mm_sub_ps(_mm_set1_ps(2.0f), tc))));
-  const __m128 v = _mm_sub_ps(_mm_mul_ps(w, _mm_set1_ps(static_cast<float>(data::kErfinvWScale))), _mm_set1_ps(1.0f));
-  const __m128 P = kSet == 1 ? estrin<N, true>(v, c.c, c.c0_low) : poly_la<N>(v, c.c, c.c0_low);
+  const __m128 tc = _mm_max_ps(t, kf<0x1p-8f>());
+  const __m128 w = _mm_sub_ps(_mm_setzero_ps(), log_f<kSet == 1>(_mm_mul_ps(tc, _mm_sub_ps(kf<2.0f>(), tc))));
+  const __m128 v = _mm_sub_ps(_mm_mul_ps(w, kf<static_cast<float>(data::kErfinvWScale)>()), kf<1.0f>());
+  const __m128 P = kSet == 1 ? estrin_s<N, true>(v, c) : poly_la<N>(v, c);
   if constexpr (!kLow) return _mm_mul_ps(u, P);
   return _mm_add_ps(_mm_mul_ps(u, P), _mm_mul_ps(u_low, P));
 }
 
 // Float lanes with t < 2^-8 replaced by the double EP tail.
 template <int kScale>
-inline __m128 with_tail_f(__m128 y, __m128 t, __m128 neg_tail) {
+ZYN_EI_INLINE __m128 with_tail_f(__m128 y, __m128 t, __m128 neg_tail) {
   const __m128 central = _mm_cmpge_ps(t, _mm_set1_ps(0x1p-8f));
   if (_mm_movemask_ps(central) == 15) return y;
   const ErfinvTables &tb = data::erfinv_tables[kScale][1];
@@ -312,7 +419,7 @@ struct InvF {
     }
   }
 
-  static V eval_d(V x) {
+  ZYN_EI_INLINE static V eval_d(V x) {
     if constexpr (kFast) {
       V u, u_low, t, neg_tail;
       args(x, u, u_low, t, neg_tail);
@@ -333,7 +440,7 @@ struct InvF {
       return evaluate<1, kSet, kExact, kExactTail>(_mm_sub_pd(two_p, set(1.0)), t, lower);
     }
   }
-  static __m128 eval_s(__m128 x) requires kNativeS {
+  ZYN_EI_INLINE static __m128 eval_s(__m128 x) requires kNativeS {
     __m128 u, u_low, t, neg_tail;
     args(x, u, u_low, t, neg_tail);
     return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
