@@ -72,13 +72,6 @@ ZYN_EI_INLINE void log_parts(V q, V &hi, V &lo) {
   lo = _mm_add_pd(small, e);
 }
 
-template <int N>
-ZYN_EI_INLINE V horner(V t, const double *c) {
-  V p = set(c[0]);
-  for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
-  return p;
-}
-
 // Constants of the fast paths as stored vectors, one 16-byte load each: GCC otherwise makes
 // every splat a broadcast load (movddup, movss and shufps), which takes an FP pipe per use.
 // The pointer is hidden so that the compiler cannot fold a stored vector back into a splat.
@@ -115,19 +108,19 @@ Splat<T, N> splat_of(const T *c, T c_low) {
   return s;
 }
 
-// p(v) = sum c[N - i] v^i by Estrin's scheme (as errfun::estrin) on splatted coefficients,
-// the constant term c[N] + c[N + 1] with kLow.
-template <int N, bool kLow, class W, class S>
-ZYN_EI_INLINE W estrin_s(W v, const S &s) {
+// p(v) = sum c(N - i) v^i by Estrin's scheme (as errfun::estrin), the coefficients from c(i)
+// (highest degree first) and with kLow the constant term c(N) + c(N + 1).
+template <int N, bool kLow, class W, class C>
+ZYN_EI_INLINE W estrin_g(W v, C c) {
   W a[N / 2 + 1];
   for (int i = 0; i <= N; i += 2) {
-    const W lo = ld(v, s.c[N - i]);
+    const W lo = c(N - i);
     if (i + 1 > N) {
       a[i / 2] = lo;
       continue;
     }
-    const W t = mul(ld(v, s.c[N - i - 1]), v);
-    a[i / 2] = kLow && i == 0 ? add(add(t, ld(v, s.c[N + 1])), lo) : add(lo, t);
+    const W t = mul(c(N - i - 1), v);
+    a[i / 2] = kLow && i == 0 ? add(add(t, c(N + 1)), lo) : add(lo, t);
   }
   W p = mul(v, v);
   for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
@@ -136,25 +129,39 @@ ZYN_EI_INLINE W estrin_s(W v, const S &s) {
   }
   return a[0];
 }
+// The same on splatted coefficients.
+template <int N, bool kLow, class W, class S>
+ZYN_EI_INLINE W estrin_s(W v, const S &s) {
+  return estrin_g<N, kLow>(v, [&](int i) { return ld(v, s.c[i]); });
+}
 
 // The central piece, |u| < 1/2.
 template <int kSet, bool kExact>
 inline V central(const ErfinvTables &tb, V u) {
   V z = _mm_mul_pd(u, u);
-  V R = horner<data::kErfinvCentralDeg[kSet]>(_mm_sub_pd(_mm_mul_pd(set(8.0), z), set(1.0)), tb.central);
+  // R by Estrin's scheme but for its last two steps, whose roundings would show near z = 1/4
+  constexpr int N = data::kErfinvCentralDeg[kSet];
+  const V v = _mm_sub_pd(_mm_mul_pd(set(8.0), z), set(1.0));
+  V R = _mm_add_pd(set(tb.central[N - 1]), _mm_mul_pd(v, estrin<N - 2>(v, tb.central)));
+  R = _mm_add_pd(set(tb.central[N]), _mm_mul_pd(v, R));
   if constexpr (!kExact) return _mm_mul_pd(u, _mm_add_pd(set(tb.c0[0]), _mm_mul_pd(z, R)));
   // below 2^-960 the Dekker terms would underflow: work on u 2^100 and scale back (exact for a
   // normal result); a subnormal result takes the one rounding of c0_high u (within 0.51 ulp,
   // c0_low being 2^-55 of it)
   const V au = _mm_andnot_pd(set(-0.0), u);
   const V tiny = _mm_cmplt_pd(au, set(0x1p-960));
-  const V us = _mm_blendv_pd(u, _mm_mul_pd(u, set(0x1p100)), tiny);
+  const bool any_tiny = _mm_movemask_pd(tiny) != 0;
+  const V us = any_tiny ? _mm_blendv_pd(u, _mm_mul_pd(u, set(0x1p100)), tiny) : u;
   V ph, pl;
   dd::two_prod(us, set(tb.c0[0]), ph, pl);
   V y = _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(us, set(tb.c0[1]))), _mm_mul_pd(_mm_mul_pd(us, z), R)));
+  if (__builtin_expect(!any_tiny, 1)) return y;
   y = _mm_blendv_pd(y, _mm_mul_pd(y, set(0x1p-100)), tiny);
   return _mm_blendv_pd(y, _mm_mul_pd(u, set(tb.c0[0])), _mm_cmplt_pd(au, set(0x1.2p-1022)));
 }
+
+// 1/x to 12 bits for x in the float range.
+inline V rcp_d(V x) { return _mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(x))); }
 
 // The tail polynomial at s = sh + sl, positive.
 template <int kSet, bool kExact>
@@ -166,8 +173,7 @@ inline V tail_at(const ErfinvTables &tb, V sh, V sl) {
   const data::ErfinvPiece &p0 = tb.tail[j0], &p1 = tb.tail[j1];
   V t = _mm_mul_pd(_mm_sub_pd(sh, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
   constexpr int N = data::kErfinvTailDeg[kSet];
-  V K = _mm_setr_pd(p0.c[0], p1.c[0]);
-  for (int i = 1; i <= N; ++i) K = _mm_add_pd(_mm_mul_pd(K, t), _mm_setr_pd(p0.c[i], p1.c[i]));
+  const V K = estrin_g<N, false>(t, [&](int i) { return _mm_setr_pd(p0.c[i], p1.c[i]); });
   V k0 = _mm_setr_pd(p0.k0, p1.k0);
   if constexpr (!kExact) return _mm_mul_pd(sh, _mm_add_pd(k0, K));
   V ph, pl;
@@ -183,7 +189,8 @@ inline V tail_from_log(const ErfinvTables &tb, V hi, V lo) {
   dd::fast_two_sum(_mm_sub_pd(_mm_setzero_pd(), hi), _mm_sub_pd(_mm_setzero_pd(), lo), wh, wl);
   V sh = _mm_sqrt_pd(wh), p, pe;
   dd::two_prod(sh, sh, p, pe);
-  V sl = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, p), pe), wl), _mm_add_pd(sh, sh));
+  // the residual is below 2^-52 w: a 12-bit reciprocal of 2 sh is enough for sl
+  V sl = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, p), pe), wl), _mm_mul_pd(set(0.5), rcp_d(sh)));
   return tail_at<kSet, true>(tb, sh, sl);
 }
 
@@ -193,8 +200,10 @@ inline void log_q(V t, double scale, V &hi, V &lo) {
   dd::two_sum(set(2.0), _mm_sub_pd(_mm_setzero_pd(), t), a, ae);
   dd::two_prod(_mm_mul_pd(t, set(scale)), a, q, qe);
   qe = _mm_add_pd(qe, _mm_mul_pd(_mm_mul_pd(t, set(scale)), ae));
-  log_parts<false>(q, hi, lo);
-  lo = _mm_add_pd(lo, _mm_div_pd(qe, q));
+  ln_parts<true, true>(q, ln_biased_exponent(q), hi, lo);  // below 2^-66 absolute
+  // qe / q is below 2^-52: a 12-bit reciprocal will do, and below 2^-120 (where |ln q| > 83)
+  // the term may shrink
+  lo = _mm_add_pd(lo, _mm_mul_pd(qe, rcp_d(_mm_max_pd(q, set(0x1p-120)))));
 }
 
 // The tail from t in (0, 1/2], t (2 - t) normal.
