@@ -88,6 +88,10 @@ template <double c>
 ZYN_EI_INLINE V kd() { return _mm_load_pd(hidden(kPair<c>)); }
 template <float c>
 ZYN_EI_INLINE __m128 kf() { return _mm_load_ps(hidden(kQuad<c>)); }
+template <double c>
+ZYN_EI_INLINE V cst(V) { return kd<c>(); }
+template <double c>
+ZYN_EI_INLINE __m128 cst(__m128) { return kf<static_cast<float>(c)>(); }
 ZYN_EI_INLINE V ld(V, const double *p) { return _mm_load_pd(p); }
 ZYN_EI_INLINE __m128 ld(__m128, const float *p) { return _mm_load_ps(p); }
 
@@ -305,7 +309,7 @@ ZYN_EI_INLINE V central_w(V u, V u_low, V t) {
 // Lanes with t < 2^-8 replaced by the tail, evaluated only when a lane needs it.
 template <int kScale, int kSet, bool kExactTail>
 ZYN_EI_INLINE V with_tail(V y, V t, V neg_tail) {
-  const V central = _mm_cmpge_pd(t, set(0x1p-8));
+  const V central = _mm_cmpge_pd(t, kd<0x1p-8>());
   if (_mm_movemask_pd(central) == 3) return y;
   const V yt = tail<kSet, kExactTail>(data::erfinv_tables[kScale][kSet], _mm_blendv_pd(t, set(0.25), central));
   return _mm_blendv_pd(_mm_xor_pd(yt, _mm_and_pd(neg_tail, set(-0.0))), y, central);
@@ -319,17 +323,22 @@ ZYN_EI_INLINE __m128 log_f(__m128 q) {
   const __m128i b = _mm_add_epi32(_mm_castps_si128(q), _mm_set1_epi32(0x3f800000 - 0x3f3504f3));
   const __m128 dk = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(b, 23), _mm_set1_epi32(127)));
   const __m128 m = _mm_castsi128_ps(_mm_add_epi32(_mm_and_si128(b, _mm_set1_epi32(0x007fffff)), _mm_set1_epi32(0x3f3504f3)));
-  const __m128 f = _mm_sub_ps(m, _mm_set1_ps(1.0f));
-  const __m128 hfsq = _mm_mul_ps(_mm_set1_ps(0.5f), _mm_mul_ps(f, f));
-  const __m128 s = _mm_div_ps(f, _mm_add_ps(_mm_set1_ps(2.0f), f));
+  const __m128 f = _mm_sub_ps(m, kf<1.0f>());
+  const __m128 hfsq = _mm_mul_ps(kf<0.5f>(), _mm_mul_ps(f, f));
+  const __m128 s = _mm_div_ps(f, _mm_add_ps(kf<2.0f>(), f));
   const __m128 z = _mm_mul_ps(s, s);
-  constexpr float kLgF[4] = {0x1.555554p-1f, 0x1.999c26p-2f, 0x1.23d3dcp-2f, 0x1.f13c4cp-3f};
-  __m128 R = _mm_set1_ps(kLgF[kShort ? 0 : 3]);
-  for (int i = kShort ? -1 : 2; i >= 0; --i) R = _mm_add_ps(_mm_set1_ps(kLgF[i]), _mm_mul_ps(z, R));
+  __m128 R;
+  if constexpr (kShort) {
+    R = kf<0x1.555554p-1f>();
+  } else {
+    const __m128 z2 = _mm_mul_ps(z, z);
+    R = _mm_add_ps(_mm_add_ps(kf<0x1.555554p-1f>(), _mm_mul_ps(z, kf<0x1.999c26p-2f>())),
+                   _mm_mul_ps(z2, _mm_add_ps(kf<0x1.23d3dcp-2f>(), _mm_mul_ps(z, kf<0x1.f13c4cp-3f>()))));
+  }
   R = _mm_mul_ps(z, R);
   const __m128 small = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(s, _mm_add_ps(hfsq, R)), hfsq),
-                                  _mm_mul_ps(dk, _mm_set1_ps(static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1)))));
-  return _mm_add_ps(_mm_add_ps(small, f), _mm_mul_ps(dk, _mm_set1_ps(0x1.62e4p-1f)));
+                                  _mm_mul_ps(dk, kf<static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1))>()));
+  return _mm_add_ps(_mm_add_ps(small, f), _mm_mul_ps(dk, kf<0x1.62e4p-1f>()));
 }
 
 // The fast central piece in float (set 0 LA, 1 EP): sigma erfinv(u) for t >= 2^-8.
@@ -348,7 +357,7 @@ ZYN_EI_INLINE __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
 // Float lanes with t < 2^-8 replaced by the double EP tail.
 template <int kScale>
 ZYN_EI_INLINE __m128 with_tail_f(__m128 y, __m128 t, __m128 neg_tail) {
-  const __m128 central = _mm_cmpge_ps(t, _mm_set1_ps(0x1p-8f));
+  const __m128 central = _mm_cmpge_ps(t, kf<0x1p-8f>());
   if (_mm_movemask_ps(central) == 15) return y;
   const ErfinvTables &tb = data::erfinv_tables[kScale][1];
   const __m128 ts = _mm_blendv_ps(t, _mm_set1_ps(0.25f), central);
@@ -408,7 +417,7 @@ struct InvF {
   // arithmetic: 1 - x is exact for x in [1/2, 2], 2p - 1 for p >= 1/4, t always.
   template <class W>
   static void args(W x, W &u, W &u_low, W &t, W &neg_tail) {
-    const W one = splat(x, 1), two = splat(x, 2);
+    const W one = cst<1.0>(x), two = cst<2.0>(x);
     if constexpr (kFn == kErfInv) {
       u = x;
       u_low = splat(x, 0);
@@ -420,7 +429,7 @@ struct InvF {
       u = sub(one, x);
       u_low = sub(sub(one, u), x);
     } else {
-      neg_tail = lt(x, splat(x, 0.5));
+      neg_tail = lt(x, cst<0.5>(x));
       const W two_p = add(x, x);
       t = blend(sub(two, two_p), two_p, neg_tail);
       u = sub(two_p, one);
