@@ -260,33 +260,33 @@ const WSplat<T, kSet> w_splat = [] {
   }
 }();
 
-// ln q = hi + lo for q in [2^-8, 1], the argument t (2 - t) of the fast central piece, by the
-// logarithm's reciprocal table: m, the significand at 2^-10, meets an integer r in [512, 1024]
-// from the hardware reciprocal, u = m r - 1 (|u| < 2^-9.4, one rounding: 2^-53 absolute), and
-// ln q = k ln 2 - ln(r 2^-10) + ln(1 + u). hi is exact and 0 next to 1, where u is exact.
-// LA: ln(1 + u) to degree 5 and the table's low part, below 2^-52.9 absolute in all; EP: degree
-// 2 and the high part alone, below 2^-30.
+// ln q = hi + lo for q in [2^-8, 1], the argument t (2 - t) of the fast central piece: q = 2^k m
+// with m in [1, 2), the table's c next to m by its top fraction bits, u = (m - c) / c with m - c
+// exact and |u| <= 2^-8, ln q = k ln 2 + ln c + ln(1 + u). The polynomial sees only absolute
+// errors of w = -ln q (its slope in w is below 0.3), so w needs no relative accuracy near 0.
+// LA: ln(1 + u) to degree 6 and hi = k ln2_high exact; the table's rounding and u's, below
+// 2^-53 absolute in all. EP: degree 3, below 2^-33.
 template <bool kEp>
 ZYN_EI_INLINE void log_fast(V q, V &hi, V &lo) {
-  const V m = _mm_or_pd(_mm_and_pd(q, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
-                        _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
-  const V rr = _mm_sub_pd(_mm_add_pd(_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))), kd<0x1.8p52>()), kd<0x1.8p52>());
-  const V u = _mm_sub_pd(_mm_mul_pd(m, rr), kd<1.0>());
-  const __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
-  const double *e0 = data::ln_ha[_mm_cvtsi128_si32(j)], *e1 = data::ln_ha[_mm_extract_epi32(j, 2)];
-  const V k = ln_biased_exponent(q);
+  const __m128i b = _mm_castpd_si128(q);
+  const __m128i j = _mm_and_si128(_mm_srli_epi64(b, 52 - data::kErfinvLogBits), _mm_set1_epi64x((1 << data::kErfinvLogBits) - 1));
+  const data::ErfinvLogEntry &e0 = data::erfinv_log[_mm_cvtsi128_si32(j)], &e1 = data::erfinv_log[_mm_extract_epi32(j, 2)];
+  const V m = _mm_or_pd(_mm_and_pd(q, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))), kd<1.0>());
+  const V a = _mm_load_pd(&e0.c), b2 = _mm_load_pd(&e1.c);
+  const V u = _mm_mul_pd(_mm_sub_pd(m, _mm_unpacklo_pd(a, b2)), _mm_unpackhi_pd(a, b2));
+  const V L = _mm_loadh_pd(_mm_load_sd(&e0.ln_c), &e1.ln_c);
+  const V k = _mm_sub_pd(ln_biased_exponent(q), kd<1023.0>());
   const V u2 = _mm_mul_pd(u, u);
   if constexpr (kEp) {
-    hi = _mm_add_pd(_mm_mul_pd(k, kd<kLn2HaHigh>()), _mm_setr_pd(e0[0], e1[0]));
-    lo = _mm_add_pd(u, _mm_mul_pd(u2, kd<-0.5>()));
+    hi = _mm_mul_pd(k, kd<kLn2La>());
+    lo = _mm_add_pd(L, _mm_add_pd(u, _mm_mul_pd(u2, _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u)))));
     return;
   }
-  const V e = _mm_load_pd(e0), f = _mm_load_pd(e1);
-  hi = _mm_add_pd(_mm_mul_pd(k, kd<kLn2HaHigh>()), _mm_unpacklo_pd(e, f));
-  const V a = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
-  const V b = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
-  const V p = _mm_mul_pd(u2, _mm_add_pd(a, _mm_mul_pd(u2, b)));
-  lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), _mm_unpackhi_pd(e, f)), _mm_add_pd(u, p));
+  const V c3 = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
+  const V c5 = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
+  const V p = _mm_mul_pd(u2, _mm_add_pd(c3, _mm_mul_pd(u2, _mm_add_pd(c5, _mm_mul_pd(u2, kd<-1.0 / 6>())))));
+  hi = _mm_mul_pd(k, kd<kLn2HaHigh>());  // exact: k is an integer in [-8, 0]
+  lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), L), _mm_add_pd(u, p));
 }
 
 // The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
