@@ -331,9 +331,9 @@ ZYN_EI_INLINE __m128 log_f(__m128 q) {
   if constexpr (kShort) {
     R = kf<0x1.555554p-1f>();
   } else {
-    const __m128 z2 = _mm_mul_ps(z, z);
-    R = _mm_add_ps(_mm_add_ps(kf<0x1.555554p-1f>(), _mm_mul_ps(z, kf<0x1.999c26p-2f>())),
-                   _mm_mul_ps(z2, _mm_add_ps(kf<0x1.23d3dcp-2f>(), _mm_mul_ps(z, kf<0x1.f13c4cp-3f>()))));
+    R = _mm_add_ps(kf<0x1.23d3dcp-2f>(), _mm_mul_ps(z, kf<0x1.f13c4cp-3f>()));
+    R = _mm_add_ps(kf<0x1.999c26p-2f>(), _mm_mul_ps(z, R));
+    R = _mm_add_ps(kf<0x1.555554p-1f>(), _mm_mul_ps(z, R));
   }
   R = _mm_mul_ps(z, R);
   const __m128 small = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(s, _mm_add_ps(hfsq, R)), hfsq),
