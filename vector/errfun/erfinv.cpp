@@ -260,14 +260,16 @@ const WSplat<T, kSet> w_splat = [] {
   }
 }();
 
-// ln q = hi + lo for q in [2^-8, 1], the argument t (2 - t) of the fast central piece: q = 2^k m
-// with m in [1, 2), the table's c next to m by its top fraction bits, u = (m - c) / c with m - c
-// exact and |u| <= 2^-8, ln q = k ln 2 + ln c + ln(1 + u). The polynomial sees only absolute
-// errors of w = -ln q (its slope in w is below 0.3), so w needs no relative accuracy near 0.
-// LA: ln(1 + u) to degree 6 and hi = k ln2_high exact; the table's rounding and u's, below
-// 2^-53 absolute in all. EP: degree 3, below 2^-33.
+// The variable of the fast central polynomial, v = -kErfinvWScale ln q - 1, for q in [2^-8, 1]
+// (the argument t (2 - t)): q = 2^k m with m in [1, 2), the table's c next to m by its top
+// fraction bits, u = (m - c) / c with m - c exact and |u| <= 2^-8, ln q = k ln 2 + ln c +
+// ln(1 + u); -kErfinvWScale k ln2_high - 1 is exact (k an integer in [-8, 0]) and the rest is
+// scaled and added once. The polynomial sees only absolute errors of v.
+// LA: ln(1 + u) to degree 6; the table's rounding, u's and v's, below 2^-52 absolute in all.
+// EP: degree 3 and ln 2 in one part, below 2^-33.
 template <bool kEp>
-ZYN_EI_INLINE void log_fast(V q, V &hi, V &lo) {
+ZYN_EI_INLINE V v_of(V q) {
+  constexpr double kS = data::kErfinvWScale;
   const __m128i b = _mm_castpd_si128(q);
   const __m128i j = _mm_and_si128(_mm_srli_epi64(b, 52 - data::kErfinvLogBits), _mm_set1_epi64x((1 << data::kErfinvLogBits) - 1));
   const data::ErfinvLogEntry &e0 = data::erfinv_log[_mm_cvtsi128_si32(j)], &e1 = data::erfinv_log[_mm_extract_epi32(j, 2)];
@@ -277,29 +279,25 @@ ZYN_EI_INLINE void log_fast(V q, V &hi, V &lo) {
   const V L = _mm_loadh_pd(_mm_load_sd(&e0.ln_c), &e1.ln_c);
   const V k = _mm_sub_pd(ln_biased_exponent(q), kd<1023.0>());
   const V u2 = _mm_mul_pd(u, u);
-  if constexpr (kEp) {
-    hi = _mm_mul_pd(k, kd<kLn2La>());
-    lo = _mm_add_pd(L, _mm_add_pd(u, _mm_mul_pd(u2, _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u)))));
-    return;
-  }
   const V c3 = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
+  if constexpr (kEp) {
+    const V lo = _mm_add_pd(L, _mm_add_pd(u, _mm_mul_pd(u2, c3)));
+    return _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2La>()), kd<1.0>()), _mm_mul_pd(lo, kd<-kS>()));
+  }
   const V c5 = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
   const V p = _mm_mul_pd(u2, _mm_add_pd(c3, _mm_mul_pd(u2, _mm_add_pd(c5, _mm_mul_pd(u2, kd<-1.0 / 6>())))));
-  hi = _mm_mul_pd(k, kd<kLn2HaHigh>());  // exact: k is an integer in [-8, 0]
-  lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), L), _mm_add_pd(u, p));
+  const V lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), L), _mm_add_pd(u, p));
+  return _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2HaHigh>()), kd<1.0>()), _mm_mul_pd(lo, kd<-kS>()));
 }
 
 // The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
 // set only) is the rounding error of u where u is not exact.
 template <int kScale, int kSet, bool kLow>
-ZYN_EI_INLINE V central_w(V u, V u_low, V t) {
+ZYN_EI_INLINE V central_w(V u, V u_low, V t, V s2) {
   const auto &c = w_splat<double, kScale, kSet>;
-  const V tc = _mm_max_pd(t, kd<0x1p-8>());
-  const V q = _mm_mul_pd(tc, _mm_sub_pd(kd<2.0>(), tc));
-  V hi, lo;
-  log_fast<kSet == 1>(q, hi, lo);
-  const V w = _mm_sub_pd(_mm_sub_pd(_mm_setzero_pd(), hi), lo);
-  const V v = _mm_sub_pd(_mm_mul_pd(w, kd<data::kErfinvWScale>()), kd<1.0>());
+  // q = t (2 - t); lanes below 2^-8 (the tail's) take some q in [2^-8, 2] and are replaced
+  const V q = _mm_mul_pd(_mm_max_pd(t, kd<0x1p-8>()), s2);
+  const V v = v_of<kSet == 1>(q);
   constexpr int N = data::kErfinvWDeg[kSet];
   const V P = kSet == 1 ? estrin_s<N, false>(v, c) : poly_la<N>(v, c);
   if constexpr (!kLow) return _mm_mul_pd(u, P);
@@ -415,23 +413,27 @@ struct InvF {
 
   // u, its rounding error (zero where u is exact), t and the tail's sign from x, in the type's
   // arithmetic: 1 - x is exact for x in [1/2, 2], 2p - 1 for p >= 1/4, t always.
+  // s2 is 2 - t, formed beside t rather than after it (rounded alike).
   template <class W>
-  static void args(W x, W &u, W &u_low, W &t, W &neg_tail) {
+  static void args(W x, W &u, W &u_low, W &t, W &s2, W &neg_tail) {
     const W one = cst<1.0>(x), two = cst<2.0>(x);
     if constexpr (kFn == kErfInv) {
       u = x;
       u_low = splat(x, 0);
       t = sub(one, abs_v(x));
+      s2 = add(one, abs_v(x));
       neg_tail = lt(x, splat(x, 0));
     } else if constexpr (kFn == kErfcInv) {
       neg_tail = lt(one, x);
       t = blend(x, sub(two, x), neg_tail);
+      s2 = blend(sub(two, x), x, neg_tail);
       u = sub(one, x);
       u_low = sub(sub(one, u), x);
     } else {
       neg_tail = lt(x, cst<0.5>(x));
       const W two_p = add(x, x);
       t = blend(sub(two, two_p), two_p, neg_tail);
+      s2 = blend(two_p, sub(two, two_p), neg_tail);
       u = sub(two_p, one);
       u_low = sub(two_p, add(u, one));
     }
@@ -439,9 +441,9 @@ struct InvF {
 
   ZYN_EI_INLINE static V eval_d(V x) {
     if constexpr (kFast) {
-      V u, u_low, t, neg_tail;
-      args(x, u, u_low, t, neg_tail);
-      return with_tail<kScale, kWSet, kExactTail && kDouble>(central_w<kScale, kWSet, kWSet == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
+      V u, u_low, t, s2, neg_tail;
+      args(x, u, u_low, t, s2, neg_tail);
+      return with_tail<kScale, kWSet, kExactTail && kDouble>(central_w<kScale, kWSet, kWSet == 0 && kFn != kErfInv>(u, u_low, t, s2), t, neg_tail);
     }
     const V zero = _mm_setzero_pd();
     if constexpr (kFn == kErfInv) {
@@ -459,8 +461,8 @@ struct InvF {
     }
   }
   ZYN_EI_INLINE static __m128 eval_s(__m128 x) requires kNativeS {
-    __m128 u, u_low, t, neg_tail;
-    args(x, u, u_low, t, neg_tail);
+    __m128 u, u_low, t, s2, neg_tail;
+    args(x, u, u_low, t, s2, neg_tail);
     return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
   }
   static int bad_d(V x) {
