@@ -279,11 +279,12 @@ ZYN_EI_INLINE V v_of(V q) {
   const V L = _mm_loadh_pd(_mm_load_sd(&e0.ln_c), &e1.ln_c);
   const V k = _mm_sub_pd(ln_biased_exponent(q), kd<1023.0>());
   const V u2 = _mm_mul_pd(u, u);
-  const V c3 = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
-  if constexpr (kEp) {
-    const V lo = _mm_add_pd(L, _mm_add_pd(u, _mm_mul_pd(u2, c3)));
-    return _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2La>()), kd<1.0>()), _mm_mul_pd(lo, kd<-kS>()));
+  if constexpr (kEp) {  // summed for a short dependency chain from u
+    const V b = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2La>()), kd<1.0>()), _mm_mul_pd(L, kd<-kS>()));
+    const V c3 = _mm_add_pd(kd<kS / 2>(), _mm_mul_pd(kd<-kS / 3>(), u));
+    return _mm_add_pd(_mm_add_pd(b, _mm_mul_pd(u, kd<-kS>())), _mm_mul_pd(u2, c3));
   }
+  const V c3 = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
   const V c5 = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
   const V p = _mm_mul_pd(u2, _mm_add_pd(c3, _mm_mul_pd(u2, _mm_add_pd(c5, _mm_mul_pd(u2, kd<-1.0 / 6>())))));
   const V lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), L), _mm_add_pd(u, p));
@@ -466,8 +467,10 @@ struct InvF {
     return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
   }
   static int bad_d(V x) {
-    V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kFn == kErfInv ? kLo : kTiny)), _mm_cmplt_pd(x, set(kHi)));
-    if constexpr (kFn == kErfInv) ok = _mm_andnot_pd(_mm_cmpeq_pd(x, _mm_setzero_pd()), ok);  // +-0: itself
+    // erfinv: |x| in (0, 1) by its high word; zeros and the smallest denormals (high word 0)
+    // go to the scalar path, which keeps the sign of zero
+    if constexpr (kFn == kErfInv) return outside_d(_mm_andnot_pd(kd<-0.0>(), x), 1, 0x3fefffff);
+    V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kTiny)), _mm_cmplt_pd(x, set(kHi)));
     if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, set(2 - kTiny)));
     return _mm_movemask_pd(ok) ^ 3;
   }
