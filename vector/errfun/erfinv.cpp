@@ -139,29 +139,54 @@ ZYN_EI_INLINE W estrin_s(W v, const S &s) {
   return estrin_g<N, kLow>(v, [&](int i) { return ld(v, s.c[i]); });
 }
 
-// The central piece, |u| < 1/2.
-template <int kSet, bool kExact>
-inline V central(const ErfinvTables &tb, V u) {
+// Veltkamp's split (as dd::split) with its constant stored.
+ZYN_EI_INLINE void split_v(V a, V &h, V &l) {
+  const V c = _mm_mul_pd(a, kd<134217729.0>());  // 2^27 + 1
+  h = _mm_sub_pd(c, _mm_sub_pd(c, a));
+  l = _mm_sub_pd(a, h);
+}
+
+// The accurate central set splatted: R's coefficients, and c0 high (also split) and low.
+struct CentralSplat {
+  Splat<double, data::kErfinvCentralDeg[0]> r;
+  alignas(16) double c0h[2], c0l[2], c0hh[2], c0hl[2];
+};
+template <int kScale>
+const CentralSplat central_splat = [] {
+  const ErfinvTables &tb = data::erfinv_tables[kScale][0];
+  CentralSplat s{splat_of<double, data::kErfinvCentralDeg[0]>(tb.central, 0.0), {}, {}, {}, {}};
+  const double h = tb.c0[0], c = h * 134217729.0, hh = c - (c - h);
+  for (int j = 0; j < 2; ++j) s.c0h[j] = h, s.c0l[j] = tb.c0[1], s.c0hh[j] = hh, s.c0hl[j] = h - hh;
+  return s;
+}();
+
+// The central piece, |u| < 1/2, accurate set, with the leading product c0 u exact.
+template <int kScale>
+inline V central(V u) {
+  const CentralSplat &cs = central_splat<kScale>;
   V z = _mm_mul_pd(u, u);
   // R by Estrin's scheme but for its last two steps, whose roundings would show near z = 1/4
-  constexpr int N = data::kErfinvCentralDeg[kSet];
-  const V v = _mm_sub_pd(_mm_mul_pd(set(8.0), z), set(1.0));
-  V R = _mm_add_pd(set(tb.central[N - 1]), _mm_mul_pd(v, estrin<N - 2>(v, tb.central)));
-  R = _mm_add_pd(set(tb.central[N]), _mm_mul_pd(v, R));
-  if constexpr (!kExact) return _mm_mul_pd(u, _mm_add_pd(set(tb.c0[0]), _mm_mul_pd(z, R)));
+  constexpr int N = data::kErfinvCentralDeg[0];
+  const V v = _mm_sub_pd(_mm_mul_pd(kd<8.0>(), z), kd<1.0>());
+  V R = _mm_add_pd(ld(v, cs.r.c[N - 1]), _mm_mul_pd(v, estrin_s<N - 2, false>(v, cs.r)));
+  R = _mm_add_pd(ld(v, cs.r.c[N]), _mm_mul_pd(v, R));
   // below 2^-960 the Dekker terms would underflow: work on u 2^100 and scale back (exact for a
   // normal result); a subnormal result takes the one rounding of c0_high u (within 0.51 ulp,
   // c0_low being 2^-55 of it)
-  const V au = _mm_andnot_pd(set(-0.0), u);
-  const V tiny = _mm_cmplt_pd(au, set(0x1p-960));
+  const V au = _mm_andnot_pd(kd<-0.0>(), u);
+  const V tiny = _mm_cmplt_pd(au, kd<0x1p-960>());
   const bool any_tiny = _mm_movemask_pd(tiny) != 0;
-  const V us = any_tiny ? _mm_blendv_pd(u, _mm_mul_pd(u, set(0x1p100)), tiny) : u;
-  V ph, pl;
-  dd::two_prod(us, set(tb.c0[0]), ph, pl);
-  V y = _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(us, set(tb.c0[1]))), _mm_mul_pd(_mm_mul_pd(us, z), R)));
+  const V us = any_tiny ? _mm_blendv_pd(u, _mm_mul_pd(u, kd<0x1p100>()), tiny) : u;
+  const V c0h = _mm_load_pd(cs.c0h), ch = _mm_load_pd(cs.c0hh), cl = _mm_load_pd(cs.c0hl);
+  V uh, ul;
+  split_v(us, uh, ul);
+  const V ph = _mm_mul_pd(us, c0h);
+  const V pl = _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(uh, ch), ph), _mm_mul_pd(uh, cl)), _mm_mul_pd(ul, ch)),
+                          _mm_mul_pd(ul, cl));
+  V y = _mm_add_pd(ph, _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(us, _mm_load_pd(cs.c0l))), _mm_mul_pd(_mm_mul_pd(us, z), R)));
   if (__builtin_expect(!any_tiny, 1)) return y;
-  y = _mm_blendv_pd(y, _mm_mul_pd(y, set(0x1p-100)), tiny);
-  return _mm_blendv_pd(y, _mm_mul_pd(u, set(tb.c0[0])), _mm_cmplt_pd(au, set(0x1.2p-1022)));
+  y = _mm_blendv_pd(y, _mm_mul_pd(y, kd<0x1p-100>()), tiny);
+  return _mm_blendv_pd(y, _mm_mul_pd(u, c0h), _mm_cmplt_pd(au, kd<0x1.2p-1022>()));
 }
 
 // 1/x to 12 bits for x in the float range.
@@ -194,20 +219,20 @@ inline V tail_from_log(const ErfinvTables &tb, V hi, V lo) {
   V sh = _mm_sqrt_pd(wh), p, pe;
   dd::two_prod(sh, sh, p, pe);
   // the residual is below 2^-52 w: a 12-bit reciprocal of 2 sh is enough for sl
-  V sl = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, p), pe), wl), _mm_mul_pd(set(0.5), rcp_d(sh)));
+  V sl = _mm_mul_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(wh, p), pe), wl), _mm_mul_pd(kd<0.5>(), rcp_d(sh)));
   return tail_at<kSet, true>(tb, sh, sl);
 }
 
 // ln(t (2 - t) 2^scale) as hi + lo, with t (2 - t) formed to about 2^-100 first.
 inline void log_q(V t, double scale, V &hi, V &lo) {
   V a, ae, q, qe;
-  dd::two_sum(set(2.0), _mm_sub_pd(_mm_setzero_pd(), t), a, ae);
+  dd::two_sum(kd<2.0>(), _mm_sub_pd(_mm_setzero_pd(), t), a, ae);
   dd::two_prod(_mm_mul_pd(t, set(scale)), a, q, qe);
   qe = _mm_add_pd(qe, _mm_mul_pd(_mm_mul_pd(t, set(scale)), ae));
   ln_parts<true, true>(q, ln_biased_exponent(q), hi, lo);  // below 2^-66 absolute
   // qe / q is below 2^-52: a 12-bit reciprocal will do, and below 2^-120 (where |ln q| > 83)
   // the term may shrink
-  lo = _mm_add_pd(lo, _mm_mul_pd(qe, rcp_d(_mm_max_pd(q, set(0x1p-120)))));
+  lo = _mm_add_pd(lo, _mm_mul_pd(qe, rcp_d(_mm_max_pd(q, kd<0x1p-120>()))));
 }
 
 // The tail from t in (0, 1/2], t (2 - t) normal.
@@ -215,25 +240,25 @@ template <int kSet, bool kExact>
 __attribute__((noinline)) V tail(const ErfinvTables &tb, V t) {
   V hi, lo;
   if constexpr (!kExact) {
-    log_parts<kSet == 1>(_mm_mul_pd(t, _mm_sub_pd(set(2.0), t)), hi, lo);
+    log_parts<kSet == 1>(_mm_mul_pd(t, _mm_sub_pd(kd<2.0>(), t)), hi, lo);
     return tail_at<kSet, false>(tb, _mm_sqrt_pd(_mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(hi, lo))), _mm_setzero_pd());
   }
   log_q(t, 1.0, hi, lo);
   return tail_from_log<kSet>(tb, hi, lo);
 }
 
-// sigma erfinv(u) from u (used where |u| < 1/2), t = 1 - |u| (used elsewhere) and the sign of
-// the tail; a vector takes the pieces its lanes need.
-template <int kScale, int kSet, bool kExactCentral, bool kExactTail>
+// sigma erfinv(u) at HA from u (used where |u| < 1/2), t = 1 - |u| (used elsewhere) and the
+// sign of the tail; a vector takes the pieces its lanes need.
+template <int kScale>
 inline V evaluate(V u, V t, V neg_tail) {
-  const ErfinvTables &tb = data::erfinv_tables[kScale][kSet];
-  V is_central = _mm_cmplt_pd(_mm_andnot_pd(set(-0.0), u), set(0.5));
+  const ErfinvTables &tb = data::erfinv_tables[kScale][0];
+  V is_central = _mm_cmplt_pd(_mm_andnot_pd(kd<-0.0>(), u), kd<0.5>());
   int m = _mm_movemask_pd(is_central);
-  if (m == 3) return central<kSet, kExactCentral>(tb, u);
-  V safe_t = _mm_blendv_pd(t, set(0.25), is_central);
-  V y = _mm_xor_pd(tail<kSet, kExactTail>(tb, safe_t), _mm_and_pd(neg_tail, set(-0.0)));
+  if (m == 3) return central<kScale>(u);
+  V safe_t = _mm_blendv_pd(t, kd<0.25>(), is_central);
+  V y = _mm_xor_pd(tail<0, true>(tb, safe_t), _mm_and_pd(neg_tail, kd<-0.0>()));
   if (m == 0) return y;
-  return _mm_blendv_pd(y, central<kSet, kExactCentral>(tb, _mm_and_pd(u, is_central)), is_central);
+  return _mm_blendv_pd(y, central<kScale>(_mm_and_pd(u, is_central)), is_central);
 }
 
 // The LA sets' polynomial, c0 + c0_low + v (c1 + v Q(v)) with Q by Estrin's scheme: Estrin's
@@ -395,9 +420,9 @@ enum Fn { kErfInv, kErfcInv, kCdfNormInv };
 template <bool kDouble, Fn kFn, int kLevel>
 struct InvF {
   static constexpr int kSet = set_of(kLevel);
-  // exact products in the central piece at HA; the double-double tail at HA and LA, where
-  // w near its smallest value would otherwise cost LA up to 4 ulp
-  static constexpr bool kExact = kLevel == 1, kExactTail = kLevel != 2;
+  // the double-double tail at HA and LA, where w near its smallest value would otherwise cost
+  // LA up to 4 ulp
+  static constexpr bool kExactTail = kLevel != 2;
   static constexpr bool kMasksOnly = kFn == kCdfNormInv || (kFn == kErfcInv && kDouble && kLevel == 2);
   static constexpr const char *kName = kFn == kErfInv ? (kDouble ? "vdErfInv" : "vsErfInv")
                                        : kFn == kErfcInv ? (kDouble ? "vdErfcInv" : "vsErfcInv")
@@ -448,17 +473,17 @@ struct InvF {
     }
     const V zero = _mm_setzero_pd();
     if constexpr (kFn == kErfInv) {
-      V t = _mm_sub_pd(set(1.0), _mm_andnot_pd(set(-0.0), x));
-      return evaluate<0, kSet, kExact, kExactTail>(x, t, _mm_cmplt_pd(x, zero));
+      V t = _mm_sub_pd(kd<1.0>(), _mm_andnot_pd(kd<-0.0>(), x));
+      return evaluate<0>(x, t, _mm_cmplt_pd(x, zero));
     } else if constexpr (kFn == kErfcInv) {
-      V upper = _mm_cmpgt_pd(x, set(1.0));
-      V t = _mm_blendv_pd(x, _mm_sub_pd(set(2.0), x), upper);
-      return evaluate<0, kSet, kExact, kExactTail>(_mm_sub_pd(set(1.0), x), t, upper);
+      V upper = _mm_cmpgt_pd(x, kd<1.0>());
+      V t = _mm_blendv_pd(x, _mm_sub_pd(kd<2.0>(), x), upper);
+      return evaluate<0>(_mm_sub_pd(kd<1.0>(), x), t, upper);
     } else {
-      V lower = _mm_cmplt_pd(x, set(0.5));
+      V lower = _mm_cmplt_pd(x, kd<0.5>());
       V two_p = _mm_add_pd(x, x);
-      V t = _mm_blendv_pd(_mm_sub_pd(set(2.0), two_p), two_p, lower);
-      return evaluate<1, kSet, kExact, kExactTail>(_mm_sub_pd(two_p, set(1.0)), t, lower);
+      V t = _mm_blendv_pd(_mm_sub_pd(kd<2.0>(), two_p), two_p, lower);
+      return evaluate<1>(_mm_sub_pd(two_p, kd<1.0>()), t, lower);
     }
   }
   ZYN_EI_INLINE static __m128 eval_s(__m128 x) requires kNativeS {
@@ -470,8 +495,8 @@ struct InvF {
     // erfinv: |x| in (0, 1) by its high word; zeros and the smallest denormals (high word 0)
     // go to the scalar path, which keeps the sign of zero
     if constexpr (kFn == kErfInv) return outside_d(_mm_andnot_pd(kd<-0.0>(), x), 1, 0x3fefffff);
-    V ok = _mm_and_pd(_mm_cmpgt_pd(x, set(kTiny)), _mm_cmplt_pd(x, set(kHi)));
-    if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, set(2 - kTiny)));
+    V ok = _mm_and_pd(_mm_cmpgt_pd(x, kd<kTiny>()), _mm_cmplt_pd(x, kd<kHi>()));
+    if constexpr (kFn == kErfcInv) ok = _mm_and_pd(ok, _mm_cmplt_pd(x, kd<2 - kTiny>()));
     return _mm_movemask_pd(ok) ^ 3;
   }
   // the same test on floats (no float reaches t < 2^-1021)
