@@ -4,19 +4,22 @@
 // generated piecewise polynomials (erfinv_data.hpp), with t = 1 - |u| > 0 given exactly (1 - |x|,
 // or x, 2 - x, 2p, 2 - 2p), so that ErfcInv and CdfNormInv keep full accuracy down to the
 // smallest t: the tail never forms u.
-//   fast central, t >= 2^-8 (LA, EP, single HA): w = -ln(t (2 - t)) <= 4.86 and y = u P(w), one
-//       polynomial for all lanes; the logarithm's absolute error and the rounding of w, of the
-//       polynomial's variable and of u (kept as u + u_low at LA) cost at most 2 ulp at LA, the
-//       polynomial (its constant term in two parts, its last two steps by Horner's scheme) and
-//       the product with u about 1 more: 2.8 ulp measured.
+//   fast central, t >= 2^-8 (LA, EP, single HA): w = -ln(t (2 - t)) <= 4.86 and y = u P(v),
+//       v = w kErfinvWScale - 1, one polynomial for all lanes; ln from a 128-entry table on the
+//       significand's top bits and v formed in one scaled sum (v_of). The logarithm's absolute
+//       error and the rounding of v and of u (kept as u + u_low at LA) cost at most 1.5 ulp at
+//       LA, the polynomial (its constant term in two parts, its last two steps by Horner's
+//       scheme) and the product with u about 1 more: 2.6 ulp measured.
 //   tail, t < 2^-8: s = sqrt(w), y = sign s (k0 + K(s)) on quarter binades of s; only vectors
 //       with such a lane evaluate it (1 in 128 uniform lanes).
 //   HA  the accurate tables with central |u| < 1/2 in z = u^2 and the tail from |u| = 1/2, with
-//       t (2 - t), its logarithm and s carried as double-doubles and the leading products c0 u
-//       and k0 s exact (Dekker): below 0.7 ulp.
-//   LA  the fast central piece at degree 21 after the full logarithm, the tail as at HA.
-//   EP  the fast central piece at degree 11 after the logarithm's series cut to four terms
-//       (below 2^-33 absolute); the EP tail tables (2^-32) in plain arithmetic.
+//       t (2 - t), its logarithm (reciprocal table, 2^-66) and s carried as double-doubles and
+//       the leading products c0 u and k0 s exact (Dekker): below 0.7 ulp. Polynomials by
+//       Estrin's scheme (the central one's last two steps by Horner's).
+//   LA  the fast central piece at degree 21 after the logarithm to degree 6, the tail as at HA.
+//   EP  the fast central piece at degree 11 after the logarithm to degree 3 (below 2^-33
+//       absolute); the EP tail tables (2^-32) in plain arithmetic.
+// All constants of the fast paths are read as stored vectors (see kd).
 // Single rows: HA evaluates the double EP algorithm and rounds once (below 0.52 ulp); LA and EP
 // compute the central piece in float on four lanes (logarithm after fdlibm's logf, polynomials
 // of degree 9 and 4 with float coefficients, LA as in double: 2.7 ulp measured) and their tail lanes by the
