@@ -342,11 +342,14 @@ ZYN_EI_INLINE V with_tail(V y, V t, V neg_tail) {
   return _mm_blendv_pd(_mm_xor_pd(yt, _mm_and_pd(neg_tail, set(-0.0))), y, central);
 }
 
-// ln q for positive normal floats q, after fdlibm's logf: q = 2^k m, m in [sqrt(2)/2,
-// sqrt(2)), f = m - 1 exact, s = f / (2 + f), ln m = f - f^2/2 + s (f^2/2 + R(s^2)), below
-// 1 ulp; kShort keeps one term of R (below 2^-14 absolute, for EP).
+// The fast polynomial's variable v = -kErfinvWScale ln q - 1 for positive normal floats q,
+// after fdlibm's logf: q = 2^k m, m in [sqrt(2)/2, sqrt(2)), f = m - 1 exact, s = f / (2 + f),
+// ln m = f - f^2/2 + s (f^2/2 + R(s^2)), below 1 ulp; kShort keeps one term of R (below 2^-14
+// absolute, for EP). -kErfinvWScale k ln2_high - 1 is exact (ln2_high of 16 bits, k an integer
+// in [-7, 0]), and the rest is scaled and added once.
 template <bool kShort>
-ZYN_EI_INLINE __m128 log_f(__m128 q) {
+ZYN_EI_INLINE __m128 v_of_f(__m128 q) {
+  constexpr float kS = static_cast<float>(data::kErfinvWScale), kLn2High = 0x1.62e4p-1f;
   const __m128i b = _mm_add_epi32(_mm_castps_si128(q), _mm_set1_epi32(0x3f800000 - 0x3f3504f3));
   const __m128 dk = _mm_cvtepi32_ps(_mm_sub_epi32(_mm_srli_epi32(b, 23), _mm_set1_epi32(127)));
   const __m128 m = _mm_castsi128_ps(_mm_add_epi32(_mm_and_si128(b, _mm_set1_epi32(0x007fffff)), _mm_set1_epi32(0x3f3504f3)));
@@ -358,24 +361,22 @@ ZYN_EI_INLINE __m128 log_f(__m128 q) {
   if constexpr (kShort) {
     R = kf<0x1.555554p-1f>();
   } else {
-    R = _mm_add_ps(kf<0x1.23d3dcp-2f>(), _mm_mul_ps(z, kf<0x1.f13c4cp-3f>()));
-    R = _mm_add_ps(kf<0x1.999c26p-2f>(), _mm_mul_ps(z, R));
-    R = _mm_add_ps(kf<0x1.555554p-1f>(), _mm_mul_ps(z, R));
+    const __m128 z2 = _mm_mul_ps(z, z);
+    R = _mm_add_ps(_mm_add_ps(kf<0x1.555554p-1f>(), _mm_mul_ps(z, kf<0x1.999c26p-2f>())),
+                   _mm_mul_ps(z2, _mm_add_ps(kf<0x1.23d3dcp-2f>(), _mm_mul_ps(z, kf<0x1.f13c4cp-3f>()))));
   }
-  R = _mm_mul_ps(z, R);
-  const __m128 small = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(s, _mm_add_ps(hfsq, R)), hfsq),
-                                  _mm_mul_ps(dk, kf<static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1))>()));
-  return _mm_add_ps(_mm_add_ps(small, f), _mm_mul_ps(dk, kf<0x1.62e4p-1f>()));
+  const __m128 rest = _mm_add_ps(_mm_add_ps(_mm_sub_ps(f, hfsq), _mm_mul_ps(dk, kf<static_cast<float>(kLn2Lo + (kLn2Hi - 0x1.62e4p-1))>())),
+                                 _mm_mul_ps(s, _mm_add_ps(hfsq, _mm_mul_ps(z, R))));
+  return _mm_add_ps(_mm_sub_ps(_mm_mul_ps(dk, kf<-kS * kLn2High>()), kf<1.0f>()), _mm_mul_ps(rest, kf<-kS>()));
 }
 
 // The fast central piece in float (set 0 LA, 1 EP): sigma erfinv(u) for t >= 2^-8.
 template <int kScale, int kSet, bool kLow>
-ZYN_EI_INLINE __m128 central_wf(__m128 u, __m128 u_low, __m128 t) {
+ZYN_EI_INLINE __m128 central_wf(__m128 u, __m128 u_low, __m128 t, __m128 s2) {
   const auto &c = w_splat<float, kScale, kSet>;
   constexpr int N = data::kErfinvWDegF[kSet];
-  const __m128 tc = _mm_max_ps(t, kf<0x1p-8f>());
-  const __m128 w = _mm_sub_ps(_mm_setzero_ps(), log_f<kSet == 1>(_mm_mul_ps(tc, _mm_sub_ps(kf<2.0f>(), tc))));
-  const __m128 v = _mm_sub_ps(_mm_mul_ps(w, kf<static_cast<float>(data::kErfinvWScale)>()), kf<1.0f>());
+  // q = t (2 - t); lanes below 2^-8 (the tail's) take some q in [2^-8, 2] and are replaced
+  const __m128 v = v_of_f<kSet == 1>(_mm_mul_ps(_mm_max_ps(t, kf<0x1p-8f>()), s2));
   const __m128 P = kSet == 1 ? estrin_s<N, true>(v, c) : poly_la<N>(v, c);
   if constexpr (!kLow) return _mm_mul_ps(u, P);
   return _mm_add_ps(_mm_mul_ps(u, P), _mm_mul_ps(u_low, P));
@@ -492,7 +493,7 @@ struct InvF {
   ZYN_EI_INLINE static __m128 eval_s(__m128 x) requires kNativeS {
     __m128 u, u_low, t, s2, neg_tail;
     args(x, u, u_low, t, s2, neg_tail);
-    return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t), t, neg_tail);
+    return with_tail_f<kScale>(central_wf<kScale, kLevel == 2, kLevel == 0 && kFn != kErfInv>(u, u_low, t, s2), t, neg_tail);
   }
   static int bad_d(V x) {
     // erfinv: |x| in (0, 1) by its high word; zeros and the smallest denormals (high word 0)
