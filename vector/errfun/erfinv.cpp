@@ -291,10 +291,11 @@ const WSplat<T, kSet> w_splat = [] {
 // The variable of the fast central polynomial, v = -kErfinvWScale ln q - 1, for q in [2^-8, 1]
 // (the argument t (2 - t)): q = 2^k m with m in [1, 2), the table's c next to m by its top
 // fraction bits, u = (m - c) / c with m - c exact and |u| <= 2^-8, ln q = k ln 2 + ln c +
-// ln(1 + u); -kErfinvWScale k ln2_high - 1 is exact (k an integer in [-8, 0]) and the rest is
-// scaled and added once. The polynomial sees only absolute errors of v.
-// LA: ln(1 + u) to degree 6; the table's rounding, u's and v's, below 2^-52 absolute in all.
-// EP: degree 3 and ln 2 in one part, below 2^-33.
+// ln(1 + u). The large part -kErfinvWScale (k ln2_high + ln_high(c)) - 1 is exact (k an integer
+// in [-8, 0], both highs on short grids) and the rest, of u's size, is scaled and added once.
+// The polynomial sees only absolute errors of v.
+// LA: ln(1 + u) to degree 6; v's rounding and 2^-60 besides. EP: degree 3, ln 2 and ln c in one
+// part each, below 2^-33.
 template <bool kEp>
 ZYN_EI_INLINE V v_of(V q) {
   constexpr double kS = data::kErfinvWScale;
@@ -304,7 +305,8 @@ ZYN_EI_INLINE V v_of(V q) {
   const V m = _mm_or_pd(_mm_and_pd(q, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))), kd<1.0>());
   const V a = _mm_load_pd(&e0.c), b2 = _mm_load_pd(&e1.c);
   const V u = _mm_mul_pd(_mm_sub_pd(m, _mm_unpacklo_pd(a, b2)), _mm_unpackhi_pd(a, b2));
-  const V L = _mm_loadh_pd(_mm_load_sd(&e0.ln_c), &e1.ln_c);
+  const V f = _mm_load_pd(&e0.ln_high), g = _mm_load_pd(&e1.ln_high);
+  const V L = _mm_unpacklo_pd(f, g);
   const V k = _mm_sub_pd(ln_biased_exponent(q), kd<1023.0>());
   const V u2 = _mm_mul_pd(u, u);
   if constexpr (kEp) {  // summed for a short dependency chain from u
@@ -315,8 +317,9 @@ ZYN_EI_INLINE V v_of(V q) {
   const V c3 = _mm_add_pd(kd<-0.5>(), _mm_mul_pd(kd<1.0 / 3>(), u));
   const V c5 = _mm_add_pd(kd<-0.25>(), _mm_mul_pd(kd<0.2>(), u));
   const V p = _mm_mul_pd(u2, _mm_add_pd(c3, _mm_mul_pd(u2, _mm_add_pd(c5, _mm_mul_pd(u2, kd<-1.0 / 6>())))));
-  const V lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), L), _mm_add_pd(u, p));
-  return _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2HaHigh>()), kd<1.0>()), _mm_mul_pd(lo, kd<-kS>()));
+  const V lo = _mm_add_pd(_mm_add_pd(_mm_mul_pd(k, kd<kLn2HaLow>()), _mm_unpackhi_pd(f, g)), _mm_add_pd(u, p));
+  const V big = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(k, kd<-kS * kLn2HaHigh>()), kd<1.0>()), _mm_mul_pd(L, kd<-kS>()));
+  return _mm_add_pd(big, _mm_mul_pd(lo, kd<-kS>()));
 }
 
 // The fast central piece in double: sigma erfinv(u) for t = 1 - |u| >= 2^-8; u_low (accurate
