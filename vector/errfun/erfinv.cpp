@@ -9,7 +9,7 @@
 //       significand's top bits and v formed in one scaled sum (v_of). The logarithm's absolute
 //       error and the rounding of v and of u (kept as u + u_low at LA) cost at most 1.5 ulp at
 //       LA, the polynomial (its constant term in two parts, its last two steps by Horner's
-//       scheme) and the product with u about 1 more: 2.6 ulp measured.
+//       scheme) and the product with u about 1 more: 2.8 ulp measured.
 //   tail, t < 2^-8: s = sqrt(w), y = sign s (k0 + K(s)) on quarter binades of s; only vectors
 //       with such a lane evaluate it (1 in 128 uniform lanes).
 //   HA  the accurate tables with central |u| < 1/2 in z = u^2 and the tail from |u| = 1/2, with
@@ -22,7 +22,7 @@
 // All constants of the fast paths are read as stored vectors (see kd).
 // Single rows: HA evaluates the double EP algorithm and rounds once (below 0.52 ulp); LA and EP
 // compute the central piece in float on four lanes (logarithm after fdlibm's logf, polynomials
-// of degree 9 and 4 with float coefficients, LA as in double: 2.7 ulp measured) and their tail lanes by the
+// of degree 9 and 4 with float coefficients, LA as in double: 2.4 ulp measured) and their tail lanes by the
 // double EP tail. The scalar path of a single row evaluates the same vector code on one lane.
 // At the edges (erfinv +-1, erfcinv 0 and 2, quantile 0 and 1) +-inf with STATUS_SINGULARITY;
 // beyond them NaN with STATUS_DOMAIN. t below 2^-1021 (only reachable in double) takes the
