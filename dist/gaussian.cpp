@@ -117,13 +117,19 @@ int BoxMuller2(StreamState *stream, int n, T *r, T a, T sigma) {
 }
 
 // GaussianMethodIcdf: sqrt(2) erfinv(u), u uniform on [-1, 1); erfinv(-1) takes the frame's
-// callback value -kErfInvOne.
+// callback value -kErfInvOne. Block by block, so that each block's uniforms stay in cache
+// through the inverse and the scaling; the numbers are those of one pass over r.
 template <class T>
 int Icdf(StreamState *stream, int n, T *r, T a, T sigma) {
-  const int status = Uniform<T>(0, stream, n, r, T(-1), T(1));
-  if (status < 0) return status;
-  CallKernel(row::ErfInv<T>(), n, r, r);
-  ScaleShift(r, n, sigma * Constants<T>::kSqrt2, a);
+  int status = RNX_STATUS_OK;
+  for (int done = 0; done < n;) {
+    const int m = std::min(n - done, kBlock);
+    status = Uniform<T>(0, stream, m, r + done, T(-1), T(1));
+    if (status < 0) return status;
+    CallKernel(row::ErfInv<T>(), m, r + done, r + done);
+    ScaleShift(r + done, m, sigma * Constants<T>::kSqrt2, a);
+    done += m;
+  }
   return status;
 }
 

@@ -16,6 +16,7 @@
 namespace {
 using namespace zyn::gen;
 using zyn::vk::data::kErfinvCentralDeg;
+using zyn::vk::data::kErfinvLogBits;
 using zyn::vk::data::kErfinvPieces;
 using zyn::vk::data::kErfinvTailDeg;
 using zyn::vk::data::kErfinvWDeg;
@@ -211,6 +212,17 @@ int main() {
   }
   printf("};\n// worst relative error of the fast central pieces: %.3g, %.3g; float %.3g, %.3g\n", worst_w[0],
          worst_w[1], worst_w[2], worst_w[3]);
+
+  // the logarithm's table: c exact, 1/c rounded once, ln c on the 2^-40 grid and its rest
+  printf("\nconst ErfinvLogEntry erfinv_log[%d] = {\n", 1 << kErfinvLogBits);
+  for (int j = 0; j < 1 << kErfinvLogBits; ++j) {
+    const double c = 1 + (j + 0.5) / (1 << kErfinvLogBits);
+    M lc(c);
+    mpfr_log(lc.v, lc.v, MPFR_RNDN);
+    const double high = std::ldexp(std::nearbyint(std::ldexp(lc.d(), 40)), -40);
+    printf("  {%a, %a, %a, %a},\n", c, (M(1.0) / M(c)).d(), high, (lc - M(high)).d());
+  }
+  printf("};\n");
   printf("\n}  // namespace zyn::vk::data\n");
   return 0;
 }

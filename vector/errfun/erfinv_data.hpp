@@ -48,4 +48,13 @@ struct ErfinvWF {
 extern const ErfinvW erfinv_w[2][2];
 extern const ErfinvWF erfinv_wf[2][2];
 
+// The logarithm of the fast central piece: for the significand m in [1, 2) whose top
+// kErfinvLogBits fraction bits are j, c = 1 + (j + 1/2) 2^-kErfinvLogBits, 1/c rounded, and
+// ln c as a high part on the 2^-40 grid and the rounded rest.
+inline constexpr int kErfinvLogBits = 7;
+struct alignas(32) ErfinvLogEntry {
+  double c, inv_c, ln_high, ln_low;
+};
+extern const ErfinvLogEntry erfinv_log[1 << kErfinvLogBits];
+
 }  // namespace zyn::vk::data
