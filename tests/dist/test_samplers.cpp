@@ -27,8 +27,8 @@ std::vector<Sampler> Samplers() {
       {"sGaussianBoxMuller", Entry(_rnxsRngGaussian, GaussianMethodBoxMuller), p1, p2, normal, false, 2},
       {"dGaussianBoxMuller2", Entry(_rnxdRngGaussian, GaussianMethodBoxMuller2), p1, p2, normal, false, 1, 1024, pairs},
       {"sGaussianBoxMuller2", Entry(_rnxsRngGaussian, GaussianMethodBoxMuller2), p1, p2, normal, false, 1, 1024, pairs},
-      {"dGaussianIcdf", Entry(_rnxdRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 0},
-      {"sGaussianIcdf", Entry(_rnxsRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 0}});
+      {"dGaussianIcdf", Entry(_rnxdRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 1024},
+      {"sGaussianIcdf", Entry(_rnxsRngGaussian, GaussianMethodIcdf), p1, p2, normal, false, 1, 1024}});
 #endif
 #ifdef ZYN_DIST_TRANSFORM
   // The transformation family at location 1 (Lognormal: b = 1), scale 2; its CDFs as computed.
