@@ -25,6 +25,7 @@
 #include "vector/explog/exp_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
+#include "vector/errfun/erfc_float_data.hpp"
 #include "vector/errfun/erfgrid_data.hpp"
 #include "vector/trig/dd.hpp"
 
@@ -338,6 +339,98 @@ struct ErfGridS {
   }
 };
 
+// Single Erfc and CdfNorm at LA and EP in float on four lanes (tables of erfc_float_data.hpp):
+// k erf(sigma x) = x P(x^2) for |x| < ac, and for a = |x| >= ac
+//   k erfc(sigma a) = 2^n e^r Q(v), v = b ib - bm, b = a or 1 / a (LA), 1 / (1 + c a) (EP),
+// with sigma^2 a^2 = H + L exact (a split after 12 bits, so H = sigma^2 a_hi^2 is exact),
+// n = round(-H / ln 2) and r = (-H - n ln2_hi) - L - n ln2_lo, its first difference exact. The
+// tail takes two intervals of a by blends at LA (polynomials below 2^-24 relative; e^r below
+// 2^-26.9) and one at EP (below 2^-16, e^r below 2^-16.4, and the square rounded once).
+// erfc = 1 - x P or, for x < 0, 2 - erfc(a); CdfNorm = 1/2 + x P or, for x > 0, 1 - k erfc(a).
+template <bool kCdf, bool kLa>
+struct ErfcFloatF {
+  using Base = ErfF<false, kCdf ? kCdfNorm : kErfc, kLite>;
+  static constexpr const char *kName = Base::kName;
+  using W = __m128;
+  static W ld(const data::F4 &f) { return _mm_load_ps(f.v); }
+  template <int N>
+  static W horner_f(W v, const data::F4 *c) {
+    W p = ld(c[0]);
+    for (int i = 1; i <= N; ++i) p = _mm_add_ps(_mm_mul_ps(p, v), ld(c[i]));
+    return p;
+  }
+  static W eval_s(W x) {
+    const auto &T = []() -> const auto & {
+      if constexpr (kLa) return data::erfcf_la[kCdf];
+      else return data::erfcf_ep[kCdf];
+    }();
+    constexpr int kc = kLa ? data::kErfcfCentralDegLa : data::kErfcfCentralDegEp;
+    constexpr int kt = kLa ? data::kErfcfTailDegLa : data::kErfcfTailDegEp;
+    const W one = _mm_set1_ps(1.0f);
+    const W a = _mm_andnot_ps(_mm_set1_ps(-0.0f), x);
+    const W central = _mm_cmplt_ps(a, ld(T.ac));
+    W rc = _mm_mul_ps(x, horner_f<kc>(_mm_mul_ps(a, a), T.central));
+    rc = kCdf ? _mm_add_ps(_mm_set1_ps(0.5f), rc) : _mm_sub_ps(one, rc);
+    const int mc = _mm_movemask_ps(central);
+    if (mc == 15) return rc;
+    const W aa = _mm_min_ps(_mm_max_ps(a, ld(T.ac)), ld(T.hi));
+    W Q;
+    if constexpr (kLa) {
+      const W m = _mm_cmpge_ps(aa, ld(T.a1));
+      auto pick = [&](const data::F4 &lo, const data::F4 &hi) { return _mm_blendv_ps(ld(lo), ld(hi), m); };
+      const W b = _mm_blendv_ps(_mm_mul_ps(aa, ld(T.ib[0])), _mm_div_ps(ld(T.ib[1]), aa), m);  // b ib
+      const W v = _mm_sub_ps(b, pick(T.bm[0], T.bm[1]));
+      Q = pick(T.tail[0][0], T.tail[1][0]);
+      for (int i = 1; i < kt; ++i) Q = _mm_add_ps(_mm_mul_ps(Q, v), pick(T.tail[0][i], T.tail[1][i]));
+      Q = _mm_add_ps(_mm_add_ps(_mm_mul_ps(Q, v), pick(T.tail_lo[0], T.tail_lo[1])), pick(T.tail[0][kt], T.tail[1][kt]));
+    } else {
+      const W t = _mm_div_ps(ld(T.ib[0]), _mm_add_ps(one, _mm_mul_ps(ld(T.c[0]), aa)));
+      const W v = _mm_sub_ps(t, ld(T.bm[0]));
+      Q = horner_f<kt>(v, T.tail[0]);
+    }
+    W H, L;
+    if constexpr (kLa) {
+      const W ah = _mm_and_ps(aa, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0xfffff000u))));
+      H = _mm_mul_ps(ah, ah);
+      L = _mm_mul_ps(_mm_sub_ps(aa, ah), _mm_add_ps(aa, ah));
+    } else {
+      H = _mm_mul_ps(aa, aa);
+      L = _mm_setzero_ps();
+    }
+    if constexpr (kCdf) {
+      H = _mm_mul_ps(H, _mm_set1_ps(0.5f));
+      L = _mm_mul_ps(L, _mm_set1_ps(0.5f));
+    }
+    // n from H + L keeps |r| <= 0.35, where e^r is fitted
+    const W s = _mm_sub_ps(_mm_set1_ps(kShift23), _mm_mul_ps(_mm_add_ps(H, L), _mm_set1_ps(0x1.715476p+0f)));
+    const W kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
+    W r = _mm_sub_ps(_mm_mul_ps(kd, _mm_set1_ps(-0x1.62e4p-1f)), H);  // exact
+    r = _mm_sub_ps(r, L);
+    if constexpr (kLa) r = _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
+    const W r2 = _mm_mul_ps(r, r);
+    W g;
+    if constexpr (kLa) {
+      const float *c = kExpFloatLa;
+      W ga = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_set1_ps(c[1])));
+      W gb = _mm_add_ps(_mm_set1_ps(c[2]), _mm_mul_ps(r, _mm_set1_ps(c[3])));
+      g = _mm_add_ps(ga, _mm_mul_ps(r2, _mm_add_ps(gb, _mm_mul_ps(r2, _mm_set1_ps(c[4])))));
+    } else {
+      const float *c = kExpFloatEp;
+      g = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(c[1]), _mm_mul_ps(r, _mm_set1_ps(c[2])))));
+    }
+    const W p = _mm_add_ps(r, _mm_mul_ps(r2, g));
+    // Q e^r >= 2^-6 and n >= -117: adding n to the exponent field stays normal
+    W e = _mm_add_ps(Q, _mm_mul_ps(Q, p));
+    e = _mm_castsi128_ps(_mm_add_epi32(_mm_castps_si128(e), _mm_slli_epi32(_mm_castps_si128(s), 23)));
+    const W neg = _mm_cmplt_ps(x, _mm_setzero_ps());
+    const W far = _mm_sub_ps(kCdf ? one : _mm_set1_ps(2.0f), e);
+    const W rt = kCdf ? _mm_blendv_ps(far, e, neg) : _mm_blendv_ps(e, far, neg);
+    return mc == 0 ? rt : _mm_blendv_ps(rt, rc, central);
+  }
+  static int bad_d(V x) { return Base::bad_d(x); }
+  static int scalar(double x, double *r) { return Base::scalar(x, r); }
+};
+
 template <Fn kFn, Mode kM>
 using D = UnaryK<double, ErfF<true, kFn, kM>>;
 template <Fn kFn>
@@ -349,24 +442,24 @@ using SErfHa = UnaryK<float, ErfGridF<6, false, false>>;
 using SErfLa = UnaryK<float, ErfGridS<3>>;
 using SErfEp = UnaryK<float, ErfGridS<2>>;
 using DErfc = D<kErfc, kExact>;
-using SErfc = S<kErfc>;
+using SErfcHa = S<kErfc>;
+using SErfcLa = UnaryK<float, ErfcFloatF<false, true>>;
+using SErfcEp = UnaryK<float, ErfcFloatF<false, false>>;
 using DCdfNormHa = D<kCdfNorm, kExact>;
 using DCdfNormLa = D<kCdfNorm, kPlain>;
 using DCdfNormEp = D<kCdfNorm, kLite>;
-using SCdfNorm = S<kCdfNorm>;
+using SCdfNormHa = S<kCdfNorm>;
+using SCdfNormLa = UnaryK<float, ErfcFloatF<true, true>>;
+using SCdfNormEp = UnaryK<float, ErfcFloatF<true, false>>;
 }  // namespace
 
-// Single rows evaluate the lite algorithm (within 0.51 ulp after rounding) except sErf at LA and
-// EP, which computes in float; dErfc has one kernel.
-#define ZYN_ERF_LEVELS(row, P)  \
-  ZYN_UNARY_KERNELS(row, LA, P) \
-  ZYN_UNARY_KERNELS(row, HA, P) \
-  ZYN_UNARY_KERNELS(row, EP, P)
+// Single HA rows evaluate the lite algorithm in double (within 0.51 ulp after rounding); single
+// LA and EP compute in float; dErfc has one kernel.
 ZYN_UNARY_LEVELS3(dErf, DErf)
 ZYN_UNARY_LEVELS3(sErf, SErf)
 ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
-ZYN_ERF_LEVELS(sErfc, SErfc)
+ZYN_UNARY_LEVELS3(sErfc, SErfc)
 ZYN_UNARY_LEVELS3(dCdfNorm, DCdfNorm)
-ZYN_ERF_LEVELS(sCdfNorm, SCdfNorm)
+ZYN_UNARY_LEVELS3(sCdfNorm, SCdfNorm)
 
 }  // namespace zyn::vk
