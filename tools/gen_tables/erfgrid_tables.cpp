@@ -1,4 +1,4 @@
-// Generates the grids of the table-driven Erf (see vector/errfun/erfgrid_data.hpp) as C++ on
+// Generates the grids of the table-driven Erf, Erfc and CdfNorm (see vector/errfun/erfgrid_data.hpp) as C++ on
 // standard output, from mpfr_erf and mpfr_exp at 256 bits, each value rounded once.
 #include <mpfr.h>
 
@@ -36,6 +36,21 @@ int main() {
     point(i, e, q);
     printf("    {%af, %af},\n", mpfr_get_flt(e.v, MPFR_RNDN), mpfr_get_flt(q.v, MPFR_RNDN));
   }
+  // k erfc(sigma r) and its derivative's size 2 k sigma / sqrt(pi) e^(-sigma^2 r^2)
+  auto tail = [&](const char *name, int size, const M &sigma, const M &k) {
+    printf("};\nconst ErfGridPointF %s[%d] = {\n", name, size);
+    for (int i = 0; i < size; ++i) {
+      M r = sigma * M(static_cast<double>(i) / kErfGridPerUnit), e, q = r * r;
+      mpfr_erfc(e.v, r.v, MPFR_RNDN);
+      mpfr_neg(q.v, q.v, MPFR_RNDN);
+      mpfr_exp(q.v, q.v, MPFR_RNDN);
+      e = k * e;
+      q = k * sigma * two_over_sqrt_pi * q;
+      printf("    {%af, %af},\n", mpfr_get_flt(e.v, MPFR_RNDN), mpfr_get_flt(q.v, MPFR_RNDN));
+    }
+  };
+  tail("erfc_grid_f", kErfcGridFSize, M(1.0), M(1.0));
+  tail("cdf_grid_f", kCdfGridFSize, M(1.0) / msqrt(M(2.0)), M(0.5));
   printf("};\n}  // namespace zyn::vk::data\n");
   return 0;
 }

@@ -25,7 +25,6 @@
 #include "vector/explog/exp_core.hpp"
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
-#include "vector/errfun/erfc_float_data.hpp"
 #include "vector/errfun/erfgrid_data.hpp"
 #include "vector/trig/dd.hpp"
 
@@ -301,6 +300,15 @@ struct ErfGridF {
   }
 };
 
+// The grid points at the four indices: values in e, derivatives in sc.
+inline void gather_grid_f(const data::ErfGridPointF *g, __m128i idx, __m128 &e, __m128 &sc) {
+  auto load = [g](int i) { return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64 *>(&g[i])); };
+  __m128 g01 = _mm_unpacklo_ps(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1)));
+  __m128 g23 = _mm_unpacklo_ps(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3)));
+  e = _mm_movelh_ps(g01, g23);
+  sc = _mm_movehl_ps(g23, g01);
+}
+
 // Single Erf at LA and EP from the single grid (r = i/128 up to 4) in float on four lanes: the
 // same series to d^3 at LA (omitted terms below 2^-36 of erf; with the float roundings and the
 // cancellation near |x| = 1/256 within 3 ulp), to d^2 at EP (below 2^-19).
@@ -314,13 +322,8 @@ struct ErfGridS {
     __m128 t = _mm_add_ps(_mm_mul_ps(a, _mm_set1_ps(data::kErfGridPerUnit)), shift);
     __m128 r = _mm_mul_ps(_mm_sub_ps(t, shift), _mm_set1_ps(1.0f / data::kErfGridPerUnit));
     __m128 d = _mm_sub_ps(a, r);
-    __m128i idx = _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift));
-    auto load = [](int i) {
-      return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64 *>(&data::erf_grid_f[i]));
-    };
-    __m128 g01 = _mm_unpacklo_ps(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1)));
-    __m128 g23 = _mm_unpacklo_ps(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3)));
-    __m128 e = _mm_movelh_ps(g01, g23), sc = _mm_movehl_ps(g23, g01);
+    __m128 e, sc;
+    gather_grid_f(data::erf_grid_f, _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift)), e, sc);
     __m128 p = _mm_sub_ps(_mm_setzero_ps(), r);  // -r, then + d (2r^2 - 1)/3 at LA
     if constexpr (kTerms == 3)
       p = _mm_add_ps(p, _mm_mul_ps(d, _mm_sub_ps(_mm_mul_ps(_mm_mul_ps(r, r), _mm_set1_ps(2.0f / 3)),
@@ -339,93 +342,50 @@ struct ErfGridS {
   }
 };
 
-// Single Erfc and CdfNorm at LA and EP in float on four lanes (tables of erfc_float_data.hpp):
-// k erf(sigma x) = x P(x^2) for |x| < ac, and for a = |x| >= ac
-//   k erfc(sigma a) = 2^n e^r Q(v), v = b ib - bm, b = a or 1 / a (LA), 1 / (1 + c a) (EP),
-// with sigma^2 a^2 = H + L exact (a split after 12 bits, so H = sigma^2 a_hi^2 is exact),
-// n = round(-H / ln 2) and r = (-H - n ln2_hi) - L - n ln2_lo, its first difference exact. The
-// tail takes two intervals of a by blends at LA (polynomials below 2^-24 relative; e^r below
-// 2^-26.9) and one at EP (below 2^-16, e^r below 2^-16.4, and the square rounded once).
-// erfc = 1 - x P or, for x < 0, 2 - erfc(a); CdfNorm = 1/2 + x P or, for x > 0, 1 - k erfc(a).
+// Single Erfc and CdfNorm at LA and EP from the single grids (r = i/128) in float on four lanes,
+// with a = |x| (clamped to the grid), r the nearest grid point and d = a - r (exact):
+//   erfc(r + d) = erfc(r) - s(r) d (1 + sum_k>=2 (-1)^(k-1) H_(k-1)(r) d^(k-1) / k!),
+// s = 2/sqrt(pi) e^(-r^2) (physicists' Hermite H), and Phi(-(r + d)) the same with
+// e^(-r^2/2) / sqrt(2 pi) and the probabilists' He. The series adds at most 2 r d <= 0.05 of the
+// result in relative terms, so the result keeps its relative accuracy down to the grid's end:
+// terms to d^4 at LA (omitted terms below 2^-26 for erfc, 2^-28 for Phi); to d^2 at EP (below
+// 2^-14).
+// erfc(x) = 2 - erfc(a) and CdfNorm(x) = 1 - Phi(-a) on the other side.
 template <bool kCdf, bool kLa>
-struct ErfcFloatF {
+struct ErfcGridS {
   using Base = ErfF<false, kCdf ? kCdfNorm : kErfc, kLite>;
   static constexpr const char *kName = Base::kName;
-  using W = __m128;
-  static W ld(const data::F4 &f) { return _mm_load_ps(f.v); }
-  template <int N>
-  static W horner_f(W v, const data::F4 *c) {
-    W p = ld(c[0]);
-    for (int i = 1; i <= N; ++i) p = _mm_add_ps(_mm_mul_ps(p, v), ld(c[i]));
-    return p;
-  }
-  static W eval_s(W x) {
-    const auto &T = []() -> const auto & {
-      if constexpr (kLa) return data::erfcf_la[kCdf];
-      else return data::erfcf_ep[kCdf];
-    }();
-    constexpr int kc = kLa ? data::kErfcfCentralDegLa : data::kErfcfCentralDegEp;
-    constexpr int kt = kLa ? data::kErfcfTailDegLa : data::kErfcfTailDegEp;
-    const W one = _mm_set1_ps(1.0f);
-    const W a = _mm_andnot_ps(_mm_set1_ps(-0.0f), x);
-    const W central = _mm_cmplt_ps(a, ld(T.ac));
-    W rc = _mm_mul_ps(x, horner_f<kc>(_mm_mul_ps(a, a), T.central));
-    rc = kCdf ? _mm_add_ps(_mm_set1_ps(0.5f), rc) : _mm_sub_ps(one, rc);
-    const int mc = _mm_movemask_ps(central);
-    if (mc == 15) return rc;
-    const W aa = _mm_min_ps(_mm_max_ps(a, ld(T.ac)), ld(T.hi));
-    W Q;
-    if constexpr (kLa) {
-      const W m = _mm_cmpge_ps(aa, ld(T.a1));
-      auto pick = [&](const data::F4 &lo, const data::F4 &hi) { return _mm_blendv_ps(ld(lo), ld(hi), m); };
-      const W b = _mm_blendv_ps(_mm_mul_ps(aa, ld(T.ib[0])), _mm_div_ps(ld(T.ib[1]), aa), m);  // b ib
-      const W v = _mm_sub_ps(b, pick(T.bm[0], T.bm[1]));
-      Q = pick(T.tail[0][0], T.tail[1][0]);
-      for (int i = 1; i < kt; ++i) Q = _mm_add_ps(_mm_mul_ps(Q, v), pick(T.tail[0][i], T.tail[1][i]));
-      Q = _mm_add_ps(_mm_add_ps(_mm_mul_ps(Q, v), pick(T.tail_lo[0], T.tail_lo[1])), pick(T.tail[0][kt], T.tail[1][kt]));
-    } else {
-      const W t = _mm_div_ps(ld(T.ib[0]), _mm_add_ps(one, _mm_mul_ps(ld(T.c[0]), aa)));
-      const W v = _mm_sub_ps(t, ld(T.bm[0]));
-      Q = horner_f<kt>(v, T.tail[0]);
-    }
-    W H, L;
-    if constexpr (kLa) {
-      const W ah = _mm_and_ps(aa, _mm_castsi128_ps(_mm_set1_epi32(static_cast<int>(0xfffff000u))));
-      H = _mm_mul_ps(ah, ah);
-      L = _mm_mul_ps(_mm_sub_ps(aa, ah), _mm_add_ps(aa, ah));
-    } else {
-      H = _mm_mul_ps(aa, aa);
-      L = _mm_setzero_ps();
-    }
-    if constexpr (kCdf) {
-      H = _mm_mul_ps(H, _mm_set1_ps(0.5f));
-      L = _mm_mul_ps(L, _mm_set1_ps(0.5f));
-    }
-    // n from H + L keeps |r| <= 0.35, where e^r is fitted
-    const W s = _mm_sub_ps(_mm_set1_ps(kShift23), _mm_mul_ps(_mm_add_ps(H, L), _mm_set1_ps(0x1.715476p+0f)));
-    const W kd = _mm_sub_ps(s, _mm_set1_ps(kShift23));
-    W r = _mm_sub_ps(_mm_mul_ps(kd, _mm_set1_ps(-0x1.62e4p-1f)), H);  // exact
-    r = _mm_sub_ps(r, L);
-    if constexpr (kLa) r = _mm_sub_ps(r, _mm_mul_ps(kd, _mm_set1_ps(0x1.7f7d1cp-20f)));
+  static __m128 eval_s(__m128 x) {
+    using W = __m128;
+    auto c = [](float v) { return _mm_set1_ps(v); };
+    const W shift = c(0x1.8p23f);
+    const W a = _mm_min_ps(_mm_andnot_ps(c(-0.0f), x), c(kCdf ? 12.75f : 9.0f));
+    const W t = _mm_add_ps(_mm_mul_ps(a, c(data::kErfGridPerUnit)), shift);
+    const W r = _mm_mul_ps(_mm_sub_ps(t, shift), c(1.0f / data::kErfGridPerUnit));
+    const W d = _mm_sub_ps(a, r);
+    W e, sc;
+    gather_grid_f(kCdf ? data::cdf_grid_f : data::erfc_grid_f, _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift)), e, sc);
     const W r2 = _mm_mul_ps(r, r);
-    W g;
-    if constexpr (kLa) {
-      const float *c = kExpFloatLa;
-      W ga = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_set1_ps(c[1])));
-      W gb = _mm_add_ps(_mm_set1_ps(c[2]), _mm_mul_ps(r, _mm_set1_ps(c[3])));
-      g = _mm_add_ps(ga, _mm_mul_ps(r2, _mm_add_ps(gb, _mm_mul_ps(r2, _mm_set1_ps(c[4])))));
-    } else {
-      const float *c = kExpFloatEp;
-      g = _mm_add_ps(_mm_set1_ps(c[0]), _mm_mul_ps(r, _mm_add_ps(_mm_set1_ps(c[1]), _mm_mul_ps(r, _mm_set1_ps(c[2])))));
+    W p;
+    if constexpr (!kLa) {
+      p = _mm_mul_ps(r, c(kCdf ? -0.5f : -1.0f));
+    } else if constexpr (kCdf) {  // -r/2, (r^2 - 1)/6, r (3 - r^2)/24
+      W b4 = _mm_mul_ps(r, _mm_sub_ps(c(0.125f), _mm_mul_ps(r2, c(1.0f / 24))));
+      p = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(r2, c(1.0f / 6)), c(1.0f / 6)), _mm_mul_ps(d, b4));
+      p = _mm_add_ps(_mm_mul_ps(r, c(-0.5f)), _mm_mul_ps(d, p));
+    } else {  // -r, (2r^2 - 1)/3, r (1/2 - r^2/3)
+      W a4 = _mm_mul_ps(r, _mm_sub_ps(c(0.5f), _mm_mul_ps(r2, c(1.0f / 3))));
+      p = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(r2, c(2.0f / 3)), c(1.0f / 3)), _mm_mul_ps(d, a4));
+      p = _mm_sub_ps(_mm_mul_ps(d, p), r);
     }
-    const W p = _mm_add_ps(r, _mm_mul_ps(r2, g));
-    // Q e^r >= 2^-6 and n >= -117: adding n to the exponent field stays normal
-    W e = _mm_add_ps(Q, _mm_mul_ps(Q, p));
-    e = _mm_castsi128_ps(_mm_add_epi32(_mm_castps_si128(e), _mm_slli_epi32(_mm_castps_si128(s), 23)));
+    const W y = _mm_sub_ps(e, _mm_mul_ps(sc, _mm_add_ps(d, _mm_mul_ps(d, _mm_mul_ps(d, p)))));
     const W neg = _mm_cmplt_ps(x, _mm_setzero_ps());
-    const W far = _mm_sub_ps(kCdf ? one : _mm_set1_ps(2.0f), e);
-    const W rt = kCdf ? _mm_blendv_ps(far, e, neg) : _mm_blendv_ps(e, far, neg);
-    return mc == 0 ? rt : _mm_blendv_ps(rt, rc, central);
+    const W far = _mm_sub_ps(c(kCdf ? 1.0f : 2.0f), y);
+    return kCdf ? _mm_blendv_ps(far, y, neg) : _mm_blendv_ps(y, far, neg);
+  }
+  // lanes beyond the vector range, where results fall below the smallest normal, and NaN
+  static int bad_s(__m128 x) {
+    return _mm_movemask_ps(kCdf ? _mm_cmpngt_ps(x, _mm_set1_ps(-12.7279f)) : _mm_cmpnlt_ps(x, _mm_set1_ps(9.0f)));
   }
   static int bad_d(V x) { return Base::bad_d(x); }
   static int scalar(double x, double *r) { return Base::scalar(x, r); }
@@ -443,14 +403,14 @@ using SErfLa = UnaryK<float, ErfGridS<3>>;
 using SErfEp = UnaryK<float, ErfGridS<2>>;
 using DErfc = D<kErfc, kExact>;
 using SErfcHa = S<kErfc>;
-using SErfcLa = UnaryK<float, ErfcFloatF<false, true>>;
-using SErfcEp = UnaryK<float, ErfcFloatF<false, false>>;
+using SErfcLa = UnaryK<float, ErfcGridS<false, true>>;
+using SErfcEp = UnaryK<float, ErfcGridS<false, false>>;
 using DCdfNormHa = D<kCdfNorm, kExact>;
 using DCdfNormLa = D<kCdfNorm, kPlain>;
 using DCdfNormEp = D<kCdfNorm, kLite>;
 using SCdfNormHa = S<kCdfNorm>;
-using SCdfNormLa = UnaryK<float, ErfcFloatF<true, true>>;
-using SCdfNormEp = UnaryK<float, ErfcFloatF<true, false>>;
+using SCdfNormLa = UnaryK<float, ErfcGridS<true, true>>;
+using SCdfNormEp = UnaryK<float, ErfcGridS<true, false>>;
 }  // namespace
 
 // Single HA rows evaluate the lite algorithm in double (within 0.51 ulp after rounding); single

@@ -21,4 +21,12 @@ struct alignas(8) ErfGridPointF {
 };
 extern const ErfGridPointF erf_grid_f[kErfGridFSize];
 
+// For single Erfc and CdfNorm at LA and EP, at r = i/128 in float: erfc(r) and 2/sqrt(pi)
+// e^(-r^2) up to r = 9, and Phi(-r) = erfc(r / sqrt 2) / 2 and e^(-r^2/2) / sqrt(2 pi) up to
+// r = 12.75 (every value normal: erfc(9) is near 2^-121).
+inline constexpr int kErfcGridFSize = 9 * kErfGridPerUnit + 1;
+inline constexpr int kCdfGridFSize = 51 * kErfGridPerUnit / 4 + 1;
+extern const ErfGridPointF erfc_grid_f[kErfcGridFSize];
+extern const ErfGridPointF cdf_grid_f[kCdfGridFSize];
+
 }  // namespace zyn::vk::data
