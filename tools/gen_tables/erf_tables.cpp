@@ -60,9 +60,14 @@ bool print_set(const char *suffix, int central_deg, int tail_deg, double target,
   }
   printf("};\n\nconst ErfcPieceT<%d> erfc_tail%s[%d] = {\n", tail_deg, suffix, kErfcPieces);
   for (int j = 0; j < kErfcPieces; ++j) {
-    double lo = std::ldexp(1.0 + (j % 8) / 8.0, j / 8 - 1), hi = std::ldexp(1.0 + (j % 8 + 1) / 8.0, j / 8 - 1);
+    constexpr int kP = 1 << zyn::vk::data::kErfcPieceBits;
+    double lo = std::ldexp(1.0 + (j % kP) / double(kP), j / kP - 1), hi = std::ldexp(1.0 + (j % kP + 1) / double(kP), j / kP - 1);
     double mid = (lo + hi) / 2, half = (hi - lo) / 2;
-    double k0 = scaled_erfc(M(mid)).d();
+    // k0 to 26 bits, so that its product with a 26-bit part of the exponential's scale is exact
+    M k0m = scaled_erfc(M(mid));
+    mpfr_prec_round(k0m.v, 26, MPFR_RNDN);
+    const double k0 = mpfr_get_d(k0m.v, MPFR_RNDN);
+    mpfr_prec_round(k0m.v, kPrec, MPFR_RNDN);
     auto tf = [&](const M &t) { return scaled_erfc(t) - M(k0); };
     auto tm = fit(tf, lo, hi, tail_deg);
     double et = check(tf, [&](double x) { return scaled_erfc(M(x)).d(); }, lo, hi, tm);

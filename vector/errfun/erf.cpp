@@ -4,9 +4,9 @@
 // tables of erf_data.hpp:
 //   central, sigma |x| <= 1 (erf: |x| < 3/4): erf(sigma x) = x c0 + x (c0_low + z R), with x c0_high exact (Dekker);
 //     erfc and CdfNorm take 1 -+ erf as a double-double sum before the one rounding.
-//   tail, t = sigma |x| >= 1/2: erfc(t) = e^(-t^2) (k0 + K(u)) on eighth binades of t. sigma^2 x^2
+//   tail, t = sigma |x| >= 1/2: erfc(t) = e^(-t^2) (k0 + K(u)) on sixteenths of binades of t. sigma^2 x^2
 //     is split exactly into h + l, e^(-h - l) = scale (1 + q) from the exponential's table, and
-//     scale k0 is formed exactly, so that the result is rounded once: relative error below
+//     scale k0 is formed exactly (k0 has 26 bits), so that the result is rounded once: relative error below
 //     0.52 ulp down to the underflow threshold. For sigma = 1/sqrt(2), t carries its low part
 //     into K through K' = 2 t R - 2 / sqrt(pi).
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
@@ -42,6 +42,26 @@ inline V horner(V t, const double *c) {
   for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
   return p;
 }
+// sum c[N - i] t^i (highest first) by Estrin's scheme: depth log2 N where Horner's is N. For
+// polynomials whose terms are a small part of the result (the central R, the tail K), where its
+// extra roundings stay below 2^-55 of the result.
+template <int N>
+inline V estrin(V t, const V *c) {
+  V a[N / 2 + 1];
+  for (int i = 0; i <= N; i += 2) a[i / 2] = i + 1 > N ? c[N - i] : _mm_add_pd(c[N - i], _mm_mul_pd(c[N - i - 1], t));
+  V p = _mm_mul_pd(t, t);
+  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
+    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? _mm_add_pd(a[2 * k], _mm_mul_pd(a[2 * k + 1], p)) : a[2 * k];
+    p = _mm_mul_pd(p, p);
+  }
+  return a[0];
+}
+template <int N>
+inline V estrin(V t, const double *c) {
+  V cv[N + 1];
+  for (int i = 0; i <= N; ++i) cv[i] = set(c[i]);
+  return estrin<N>(t, cv);
+}
 
 // How a level evaluates: kExact as above (HA); kPlain the accurate tables in plain arithmetic,
 // keeping only the exact square in e^(-t^2) (double LA, below 2 ulp); kLite the lite tables in
@@ -69,7 +89,9 @@ inline void erf_central(V x, V &hi, V &lo) {
   const auto &c = Tb::central(kSc);
   V z = _mm_mul_pd(x, x);
   V s = _mm_sub_pd(kSc == 0 ? _mm_add_pd(z, z) : z, set(1.0));  // 2 sigma^2 z - 1
-  V R = horner<Tb::kCentralDeg>(s, c.r);
+  V R;  // Horner at HA: Estrin's roundings cost 0.14 ulp near erfc(-1)
+  if constexpr (kM == kExact) R = horner<Tb::kCentralDeg>(s, c.r);
+  else R = estrin<Tb::kCentralDeg>(s, c.r);
   V pl = _mm_setzero_pd();
   if constexpr (kM == kExact)
     dd::two_prod(x, set(c.c0[0]), hi, pl);
@@ -108,22 +130,24 @@ inline V erfc_tail(V a) {
   exp_lookup128(nbits, scale, etail);
   V q = expm1_poly(r, etail);
 
-  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(t), 49), _mm_set1_epi64x(0x3fe << 3));
+  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(t), 52 - data::kErfcPieceBits),
+                            _mm_set1_epi64x(0x3fe << data::kErfcPieceBits));
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
   j0 = j0 < 0 ? 0 : j0 >= data::kErfcPieces ? data::kErfcPieces - 1 : j0;
   j1 = j1 < 0 ? 0 : j1 >= data::kErfcPieces ? data::kErfcPieces - 1 : j1;
   const auto &p0 = Tb::tail(j0), &p1 = Tb::tail(j1);
   V u = _mm_mul_pd(_mm_sub_pd(t, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
-  V K = _mm_setr_pd(p0.c[0], p1.c[0]);
-  for (int i = 1; i <= Tb::kTailDeg; ++i) K = _mm_add_pd(_mm_mul_pd(K, u), _mm_setr_pd(p0.c[i], p1.c[i]));
+  V cv[Tb::kTailDeg + 1];
+  for (int i = 0; i <= Tb::kTailDeg; ++i) cv[i] = _mm_setr_pd(p0.c[i], p1.c[i]);
+  V K = estrin<Tb::kTailDeg>(u, cv);
   V k0 = _mm_setr_pd(p0.k0, p1.k0);
   V R = _mm_add_pd(k0, K);
   if constexpr (kSc == 1 && kM != kLite)
     K = _mm_add_pd(K, _mm_mul_pd(tl, _mm_sub_pd(_mm_mul_pd(_mm_add_pd(t, t), R), set(kTwoOverSqrtPi))));
   if constexpr (kM != kExact) return _mm_mul_pd(scale, _mm_add_pd(R, _mm_mul_pd(R, q)));
-  V ph, pl;
-  dd::two_prod(scale, k0, ph, pl);
-  return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
+  V sh, sl;  // k0 has 26 bits: sh k0 is exact
+  dd::split(scale, sh, sl);
+  return _mm_add_pd(_mm_mul_pd(sh, k0), _mm_add_pd(_mm_mul_pd(sl, k0), _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
 }
 
 inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
@@ -156,10 +180,14 @@ struct ErfF {
       return _mm_blendv_pd(rt, rc, central);
     } else if constexpr (kFn == kErfc) {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-1.0)), _mm_cmplt_pd(x, set(0.5)));
-      erf_central<0, kM>(_mm_and_pd(x, central), hi, lo);
-      dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
-      V rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
-      if (_mm_movemask_pd(central) == 3) return rc;
+      const int mc = _mm_movemask_pd(central);
+      V rc = zero;
+      if (mc != 0) {  // the central polynomial only where a lane needs it
+        erf_central<0, kM>(_mm_and_pd(x, central), hi, lo);
+        dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
+        rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
+        if (mc == 3) return rc;
+      }
       V neg = _mm_cmplt_pd(x, zero);
       V a = _mm_blendv_pd(x, _mm_min_pd(abs_d(x), set(6.0)), neg);
       V y = erfc_tail<0, kB, kM>(_mm_blendv_pd(a, set(1.0), central));
@@ -167,10 +195,14 @@ struct ErfF {
       return _mm_blendv_pd(rt, rc, central);
     } else {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-0.708)), _mm_cmplt_pd(x, set(1.414)));
-      erf_central<1, kM>(_mm_and_pd(x, central), hi, lo);
-      dd::two_sum(set(1.0), hi, s, e);
-      V rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
-      if (_mm_movemask_pd(central) == 3) return rc;
+      const int mc = _mm_movemask_pd(central);
+      V rc = zero;
+      if (mc != 0) {
+        erf_central<1, kM>(_mm_and_pd(x, central), hi, lo);
+        dd::two_sum(set(1.0), hi, s, e);
+        rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
+        if (mc == 3) return rc;
+      }
       V pos = _mm_cmpgt_pd(x, zero);
       V a = _mm_blendv_pd(abs_d(x), _mm_min_pd(x, set(8.5)), pos);
       V y = _mm_mul_pd(set(0.5), erfc_tail<1, kB, kM>(_mm_blendv_pd(a, set(2.0), central)));
