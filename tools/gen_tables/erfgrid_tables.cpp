@@ -13,9 +13,9 @@ int main() {
   M pi;
   mpfr_const_pi(pi.v, MPFR_RNDN);
   const M two_over_sqrt_pi = M(2.0) / msqrt(pi);
-  // erf(r) and 2/sqrt(pi) e^(-r^2) at r = i/kErfGridPerUnit
-  auto point = [&](int i, M &e, M &q) {
-    M r(static_cast<double>(i) / kErfGridPerUnit);
+  // erf(r) and 2/sqrt(pi) e^(-r^2) at r = i/per_unit
+  auto point = [&](int i, M &e, M &q, int per_unit = kErfGridPerUnit) {
+    M r(static_cast<double>(i) / per_unit);
     q = r * r;
     mpfr_erf(e.v, r.v, MPFR_RNDN);
     mpfr_neg(q.v, q.v, MPFR_RNDN);
@@ -29,6 +29,12 @@ int main() {
     point(i, e, q);
     const double eh = e.d(), qh = q.d();
     printf("    {%a, %a, %a, %a},\n", eh, qh, (e - M(eh)).d(), (q - M(qh)).d());
+  }
+  printf("};\nconst ErfGridPair erf_grid_la[kErfGridLaSize] = {\n");
+  for (int i = 0; i < kErfGridLaSize; ++i) {
+    M e, q;
+    point(i, e, q, kErfGridLaPerUnit);
+    printf("    {%a, %a},\n", e.d(), q.d());
   }
   printf("};\nconst ErfGridPointF erf_grid_f[kErfGridFSize] = {\n");
   for (int i = 0; i < kErfGridFSize; ++i) {

@@ -268,27 +268,35 @@ struct ErfF {
 // Single HA evaluates the LA sum in double and rounds once (below 0.51 ulp).
 // Arguments below kTiny (and zeros, NaN) take the scalar path of the piecewise algorithm;
 // |x| >= 6 lands on r = 6, where erf rounds to 1.
-template <int kTerms, bool kExactSum = false, bool kDouble = true>
+template <int kTerms, bool kExactSum = false, bool kDouble = true, bool kFine = false>
 struct ErfGridF {
   using Base = ErfF<kDouble, kErf, kExactSum ? kExact : kDouble ? kPlain : kLite>;
   // the exact product needs its error term above the denormals
   static constexpr double kTiny = kExactSum ? 0x1p-960 : Base::kTiny;
   static constexpr const char *kName = Base::kName;
+  static constexpr int kPerUnit = kFine ? data::kErfGridLaPerUnit : data::kErfGridPerUnit;
   static V eval_d(V x) {
     const V shift = set(0x1.8p52);
     V a = _mm_min_pd(abs_d(x), set(6.0));
-    V t = _mm_add_pd(_mm_mul_pd(a, set(data::kErfGridPerUnit)), shift);
-    V r = _mm_mul_pd(_mm_sub_pd(t, shift), set(1.0 / data::kErfGridPerUnit));
+    V t = _mm_add_pd(_mm_mul_pd(a, set(kPerUnit)), shift);
+    V r = _mm_mul_pd(_mm_sub_pd(t, shift), set(1.0 / kPerUnit));
     V d = _mm_sub_pd(a, r);
     __m128i idx = _mm_castpd_si128(t);
-    V g0 = _mm_loadu_pd(&data::erf_grid[_mm_cvtsi128_si32(idx)].erf);
-    V g1 = _mm_loadu_pd(&data::erf_grid[_mm_extract_epi32(idx, 2)].erf);
+    const double *g = kFine ? &data::erf_grid_la[0].erf : &data::erf_grid[0].erf;
+    constexpr int kStride = kFine ? 2 : 4;
+    V g0 = _mm_loadu_pd(g + kStride * _mm_cvtsi128_si32(idx));
+    V g1 = _mm_loadu_pd(g + kStride * _mm_extract_epi32(idx, 2));
     V e = _mm_unpacklo_pd(g0, g1), sc = _mm_unpackhi_pd(g0, g1);
     V r2 = _mm_mul_pd(r, r);
     V a2 = _mm_sub_pd(_mm_setzero_pd(), r);                                       // -r
     V a3 = _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 3)), set(1.0 / 3));                // (2r^2 - 1)/3
     V p;
-    if constexpr (kTerms >= 6) {
+    if constexpr (kTerms == 5) {
+      V a4 = _mm_mul_pd(r, _mm_sub_pd(set(0.5), _mm_mul_pd(r2, set(1.0 / 3))));
+      V a5 = _mm_add_pd(set(0.1), _mm_mul_pd(r2, _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 15)), set(0.4))));
+      p = _mm_add_pd(a4, _mm_mul_pd(d, a5));
+      p = _mm_add_pd(a3, _mm_mul_pd(d, p));
+    } else if constexpr (kTerms >= 6) {
       // (3 - 2r^2) r/6, (4r^4 - 12r^2 + 3)/30, -r(4r^4 - 20r^2 + 15)/90, in r^2
       V a4 = _mm_mul_pd(r, _mm_sub_pd(set(0.5), _mm_mul_pd(r2, set(1.0 / 3))));
       V a5 = _mm_add_pd(set(0.1), _mm_mul_pd(r2, _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 15)), set(0.4))));
@@ -334,11 +342,11 @@ struct ErfGridF {
 
 // The grid points at the four indices: values in e, derivatives in sc.
 inline void gather_grid_f(const data::ErfGridPointF *g, __m128i idx, __m128 &e, __m128 &sc) {
-  auto load = [g](int i) { return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64 *>(&g[i])); };
-  __m128 g01 = _mm_unpacklo_ps(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1)));
-  __m128 g23 = _mm_unpacklo_ps(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3)));
-  e = _mm_movelh_ps(g01, g23);
-  sc = _mm_movehl_ps(g23, g01);
+  auto load = [g](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(&g[k])); };
+  __m128 g01 = _mm_castsi128_ps(_mm_unpacklo_epi64(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1))));
+  __m128 g23 = _mm_castsi128_ps(_mm_unpacklo_epi64(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3))));  // e s e s
+  e = _mm_shuffle_ps(g01, g23, _MM_SHUFFLE(2, 0, 2, 0));
+  sc = _mm_shuffle_ps(g01, g23, _MM_SHUFFLE(3, 1, 3, 1));
 }
 
 // Single Erf at LA and EP from the single grid (r = i/128 up to 4) in float on four lanes: the
@@ -365,6 +373,9 @@ struct ErfGridS {
     return _mm_or_ps(y, _mm_and_ps(x, _mm_set1_ps(-0.0f)));
   }
   static int bad_d(V x) { return _mm_movemask_pd(_mm_cmpnge_pd(abs_d(x), set(Base::kTiny))); }
+  static int bad_s(__m128 x) {
+    return _mm_movemask_ps(_mm_cmpnge_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(static_cast<float>(Base::kTiny))));
+  }
   static int scalar(double x, double *r) {
     if (std::fabs(x) >= Base::kTiny) {  // not NaN
       *r = eval_one_s<ErfGridS>(static_cast<float>(x));
@@ -428,8 +439,8 @@ using D = UnaryK<double, ErfF<true, kFn, kM>>;
 template <Fn kFn>
 using S = UnaryK<float, ErfF<false, kFn, kLite>>;
 using DErfHa = UnaryK<double, ErfGridF<7, true>>;
-using DErfLa = UnaryK<double, ErfGridF<6>>;
-using DErfEp = UnaryK<double, ErfGridF<3>>;
+using DErfLa = UnaryK<double, ErfGridF<5, false, true, true>>;
+using DErfEp = UnaryK<double, ErfGridF<3, false, true, true>>;
 using SErfHa = UnaryK<float, ErfGridF<6, false, false>>;
 using SErfLa = UnaryK<float, ErfGridS<3>>;
 using SErfEp = UnaryK<float, ErfGridS<2>>;

@@ -13,6 +13,14 @@ struct ErfGridPoint {
 };
 extern const ErfGridPoint erf_grid[kErfGridSize];
 
+// The double Erf at LA and EP: erf(r) and its derivative at r = i/256 up to 6, rounded to double.
+inline constexpr int kErfGridLaPerUnit = 256;
+inline constexpr int kErfGridLaSize = 6 * kErfGridLaPerUnit + 1;
+struct alignas(16) ErfGridPair {
+  double erf, scale;
+};
+extern const ErfGridPair erf_grid_la[kErfGridLaSize];
+
 // The same grid in single up to r = 4 (erf rounds to 1 in single from 3.92 on), for single Erf
 // at LA and EP.
 inline constexpr int kErfGridFSize = 4 * kErfGridPerUnit + 1;
