@@ -314,7 +314,7 @@ struct ErfGridF {
     } else {
       p = a3;
     }
-    p = _mm_mul_pd(d, _mm_add_pd(a2, _mm_mul_pd(d, p)));  // the series is d (1 + p)
+    p = _mm_mul_pd(d, _mm_sub_pd(_mm_mul_pd(d, p), r));  // the series is d (1 + p)
     V y;
     if constexpr (kExactSum) {
       V h0 = _mm_loadu_pd(&data::erf_grid[_mm_cvtsi128_si32(idx)].erf_lo);
