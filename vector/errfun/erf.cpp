@@ -4,11 +4,11 @@
 // tables of erf_data.hpp:
 //   central, sigma |x| <= 1 (erf: |x| < 3/4): erf(sigma x) = x c0 + x (c0_low + z R), with x c0_high exact (Dekker);
 //     erfc and CdfNorm take 1 -+ erf as a double-double sum before the one rounding.
-//   tail, t = sigma |x| >= 1/2: erfc(t) = e^(-t^2) (k0 + K(u)) on sixteenths of binades of t. sigma^2 x^2
-//     is split exactly into h + l, e^(-h - l) = scale (1 + q) from the exponential's table, and
-//     scale k0 is formed exactly (k0 has 26 bits), so that the result is rounded once: relative error below
-//     0.52 ulp down to the underflow threshold. For sigma = 1/sqrt(2), t carries its low part
-//     into K through K' = 2 t R - 2 / sqrt(pi).
+//   tail, a = |x|, sigma a >= 1/2: erfc(sigma a) = e^(-sigma^2 a^2) (k0 + K(u)) on sixteenths of
+//     binades of a, a table for each sigma. sigma^2 a^2 is split exactly into h + l,
+//     e^(-h - l) = scale (1 + q) from the exponential's table, and scale k0 is formed exactly
+//     (k0 has 26 bits), so that the result is rounded once: relative error below 0.52 ulp down
+//     to the underflow threshold.
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
 // Erfc and CdfNorm: HA evaluates this algorithm (0.894 ulp for dErfc, 0.893 for dCdfNorm at worst
@@ -33,8 +33,7 @@ namespace {
 using V = __m128d;
 using dd::set;
 
-constexpr double kInvSqrt2Hi = 0x1.6a09e667f3bcdp-1, kInvSqrt2Lo = -0x1.bdd3413b26456p-55;
-constexpr double kTwoOverSqrtPi = 0x1.20dd750429b6dp+0;
+constexpr double kInvSqrt2Hi = 0x1.6a09e667f3bcdp-1;
 
 template <int N>
 inline V horner(V t, const double *c) {
@@ -76,9 +75,10 @@ struct Tables {
     if constexpr (kM == kLite) return data::erf_central_lite[sc];
     else return data::erf_central[sc];
   }
+  template <int kSc>
   static const data::ErfcPieceT<kTailDeg> &tail(int j) {
-    if constexpr (kM == kLite) return data::erfc_tail_lite[j];
-    else return data::erfc_tail[j];
+    if constexpr (kM == kLite) return kSc == 0 ? data::erfc_tail_lite[j] : data::cdf_tail_lite[j];
+    else return kSc == 0 ? data::erfc_tail[j] : data::cdf_tail[j];
   }
 };
 
@@ -100,11 +100,12 @@ inline void erf_central(V x, V &hi, V &lo) {
   lo = _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(x, set(c.c0[1]))), _mm_mul_pd(_mm_mul_pd(x, z), R));
 }
 
-// erfc(sigma a) 2^kBias for t = sigma a in [1/2, 32) where 2^kBias e^(-t^2) is normal.
+// erfc(sigma a) 2^kBias for a in [1/2, 64) (sigma a below 32) where 2^kBias e^(-sigma^2 a^2) is
+// normal, from the tail table of sigma.
 template <int kSc, long long kBias, Mode kM>
 inline V erfc_tail(V a) {
   using Tb = Tables<kM>;
-  V h, l, t, tl = _mm_setzero_pd();
+  V h, l;
   if constexpr (kM == kLite) {
     h = _mm_mul_pd(a, a);  // its rounding costs below 2^-43 relative for t < 27
     l = _mm_setzero_pd();
@@ -114,14 +115,6 @@ inline V erfc_tail(V a) {
   if constexpr (kSc == 1) {
     h = _mm_mul_pd(h, set(0.5));
     l = _mm_mul_pd(l, set(0.5));
-    if constexpr (kM == kLite) {
-      t = _mm_mul_pd(a, set(kInvSqrt2Hi));
-    } else {
-      dd::two_prod(a, set(kInvSqrt2Hi), t, tl);
-      tl = _mm_add_pd(tl, _mm_mul_pd(a, set(kInvSqrt2Lo)));
-    }
-  } else {
-    t = a;
   }
   __m128i nbits;
   V r = _mm_sub_pd(exp_reduce128<ExpBase::E, true>(_mm_sub_pd(_mm_setzero_pd(), h), nbits), l);
@@ -130,20 +123,19 @@ inline V erfc_tail(V a) {
   exp_lookup128(nbits, scale, etail);
   V q = expm1_poly(r, etail);
 
-  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(t), 52 - data::kErfcPieceBits),
+  constexpr int kPieces = kSc == 0 ? data::kErfcPieces : data::kCdfPieces;
+  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(a), 52 - data::kErfcPieceBits),
                             _mm_set1_epi64x(0x3fe << data::kErfcPieceBits));
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
-  j0 = j0 < 0 ? 0 : j0 >= data::kErfcPieces ? data::kErfcPieces - 1 : j0;
-  j1 = j1 < 0 ? 0 : j1 >= data::kErfcPieces ? data::kErfcPieces - 1 : j1;
-  const auto &p0 = Tb::tail(j0), &p1 = Tb::tail(j1);
-  V u = _mm_mul_pd(_mm_sub_pd(t, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
+  j0 = j0 < 0 ? 0 : j0 >= kPieces ? kPieces - 1 : j0;
+  j1 = j1 < 0 ? 0 : j1 >= kPieces ? kPieces - 1 : j1;
+  const auto &p0 = Tb::template tail<kSc>(j0), &p1 = Tb::template tail<kSc>(j1);
+  V u = _mm_mul_pd(_mm_sub_pd(a, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
   V cv[Tb::kTailDeg + 1];
   for (int i = 0; i <= Tb::kTailDeg; ++i) cv[i] = _mm_setr_pd(p0.c[i], p1.c[i]);
   V K = estrin<Tb::kTailDeg>(u, cv);
   V k0 = _mm_setr_pd(p0.k0, p1.k0);
   V R = _mm_add_pd(k0, K);
-  if constexpr (kSc == 1 && kM != kLite)
-    K = _mm_add_pd(K, _mm_mul_pd(tl, _mm_sub_pd(_mm_mul_pd(_mm_add_pd(t, t), R), set(kTwoOverSqrtPi))));
   if constexpr (kM != kExact) return _mm_mul_pd(scale, _mm_add_pd(R, _mm_mul_pd(R, q)));
   V sh, sl;  // k0 has 26 bits: sh k0 is exact
   dd::split(scale, sh, sl);
