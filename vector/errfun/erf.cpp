@@ -12,11 +12,11 @@
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
 // Erfc and CdfNorm: HA evaluates this algorithm (0.894 ulp for dErfc, 0.893 for dCdfNorm at worst
-// over 10^6 inputs); double LA the same tables in
-// plain arithmetic except the exact square (below 2 ulp); double EP and every single level
-// lower-degree tables (below 2^-31) in plain arithmetic, single rows in double rounded once. Erf
-// takes a grid of erf values and its Taylor series (ErfGridF, ErfGridS below) and this algorithm
-// only on its scalar path. Results below the smallest normal of the row's type, and tiny erf
+// over 10^6 inputs); double LA the same tables in plain arithmetic except the exact square
+// (below 2 ulp); double EP and single HA lower-degree tables (below 2^-31) in plain arithmetic,
+// single HA in double rounded once. Single LA and EP, and Erf at every level, take grids of the
+// function and its Taylor series (ErfcGridS, ErfGridF, ErfGridS below), and this algorithm only
+// on their scalar paths. Results below the smallest normal of the row's type, and tiny erf
 // arguments, take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
 // STATUS_UNDERFLOW for denormal or vanished results.
 #include <cfloat>
@@ -246,14 +246,16 @@ struct ErfF {
   }
 };
 
-// Double Erf at every level (and single Erf HA) from the grid r = i/128 (erfgrid_data.hpp): with a = min(|x|, 6),
-// r the nearest grid point and d = a - r (exact, |d| <= 1/256),
+// Double Erf at every level (and single Erf HA) from the grid r = i/128 (HA; LA and EP: i/256,
+// kFine) of erfgrid_data.hpp: with a = min(|x|, 6), r the nearest grid point and d = a - r
+// (exact, |d| <= 1/256 or 1/512),
 //   erf(r + d) = erf(r) + scale(r) d (1 + sum_k>=2 (-1)^(k-1) H_(k-1)(r) d^(k-1) / k!),
 // the Taylor series with Hermite polynomials H, scale(r) = 2/sqrt(pi) e^(-r^2). HA sums it to
-// d^7 (omitted terms below 2^-66 of erf), LA to d^6 (below 0.4 ulp, largest near |x| = 1/256),
-// EP to d^3 (below 2^-33). The series adds at most half of erf(r) from r = 1/128 on (at r = 0
-// it is the whole result).
-//   LA, EP  plain sums: within about 2.5 ulp at LA.
+// d^7 (omitted terms below 2^-66 of erf), single HA to d^6 (below 0.4 ulp of double), LA to d^5
+// on the fine grid (below 2^-57, largest near |x| = 1/512), EP to d^3 on the fine grid (below
+// 2^-36). The series adds at most half of erf(r) from the first grid point on (at r = 0 it is
+// the whole result).
+//   LA, EP  plain sums: within 1.4 ulp at LA.
 //   HA      erf(r) and scale(r) as double-doubles, scale d exact (Dekker) and added to erf(r)
 //           by an exact sum; the rest of the series is below 0.024 of the result, so its
 //           rounding is negligible: below 0.52 ulp.
