@@ -34,7 +34,10 @@ int main() {
   for (int i = 0; i < kErfGridLaSize; ++i) {
     M e, q;
     point(i, e, q, kErfGridLaPerUnit);
-    printf("    {%a, %a},\n", e.d(), q.d());
+    const double r = static_cast<double>(i) / kErfGridLaPerUnit;
+    M r2 = M(r) * M(r);
+    M a4 = M(r) * (M(0.5) - r2 / M(3.0)), a5 = (M(4.0) * r2 * r2 - M(12.0) * r2 + M(3.0)) / M(30.0);
+    printf("    {%a, %a, %a, %a},\n", e.d(), q.d(), a4.d(), a5.d());
   }
   printf("};\nconst ErfGridPointF erf_grid_f[kErfGridFSize] = {\n");
   for (int i = 0; i < kErfGridFSize; ++i) {

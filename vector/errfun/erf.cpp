@@ -252,8 +252,8 @@ struct ErfF {
 //   erf(r + d) = erf(r) + scale(r) d (1 + sum_k>=2 (-1)^(k-1) H_(k-1)(r) d^(k-1) / k!),
 // the Taylor series with Hermite polynomials H, scale(r) = 2/sqrt(pi) e^(-r^2). HA sums it to
 // d^7 (omitted terms below 2^-66 of erf), single HA to d^6 (below 0.4 ulp of double), LA to d^5
-// on the fine grid (below 2^-57, largest near |x| = 1/512), EP to d^3 on the fine grid (below
-// 2^-36). The series adds at most half of erf(r) from the first grid point on (at r = 0 it is
+// on the fine grid (below 2^-57, largest near |x| = 1/512; a4 and a5 read from it), EP to d^3 on
+// the fine grid (below 2^-36). The series adds at most half of erf(r) from the first grid point on (at r = 0 it is
 // the whole result).
 //   LA, EP  plain sums: within 1.4 ulp at LA.
 //   HA      erf(r) and scale(r) as double-doubles, scale d exact (Dekker) and added to erf(r)
@@ -277,7 +277,7 @@ struct ErfGridF {
     V d = _mm_sub_pd(a, r);
     __m128i idx = _mm_castpd_si128(t);
     const double *g = kFine ? &data::erf_grid_la[0].erf : &data::erf_grid[0].erf;
-    constexpr int kStride = kFine ? 2 : 4;
+    constexpr int kStride = 4;
     V g0 = _mm_loadu_pd(g + kStride * _mm_cvtsi128_si32(idx));
     V g1 = _mm_loadu_pd(g + kStride * _mm_extract_epi32(idx, 2));
     V e = _mm_unpacklo_pd(g0, g1), sc = _mm_unpackhi_pd(g0, g1);
@@ -286,8 +286,9 @@ struct ErfGridF {
     V a3 = _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 3)), set(1.0 / 3));                // (2r^2 - 1)/3
     V p;
     if constexpr (kTerms == 5) {
-      V a4 = _mm_mul_pd(r, _mm_sub_pd(set(0.5), _mm_mul_pd(r2, set(1.0 / 3))));
-      V a5 = _mm_add_pd(set(0.1), _mm_mul_pd(r2, _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 15)), set(0.4))));
+      V h0 = _mm_loadu_pd(g + kStride * _mm_cvtsi128_si32(idx) + 2);
+      V h1 = _mm_loadu_pd(g + kStride * _mm_extract_epi32(idx, 2) + 2);
+      V a4 = _mm_unpacklo_pd(h0, h1), a5 = _mm_unpackhi_pd(h0, h1);
       p = _mm_add_pd(a4, _mm_mul_pd(d, a5));
       p = _mm_add_pd(a3, _mm_mul_pd(d, p));
     } else if constexpr (kTerms >= 6) {
