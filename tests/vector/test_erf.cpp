@@ -33,7 +33,8 @@ TEST(ErfSpecials, ResultsAndStatusesAtEveryLevel) {
       {"sErf", 1e-40, 0, ref("Erf", 1e-40), U, 0.5},          {"sErf", 1e-30, 0, ref("Erf", 1e-30), 0, 0.5},
       {"sErfc", 9.5, 0, ref("Erfc", 9.5), U, 0.5},            {"sErfc", 12, 0, 0, U},
       {"sErfc", 8.9, 0, ref("Erfc", 8.9), 0, 0.5},           {"sCdfNorm", -13.5, 0, ref("CdfNorm", -13.5), U, 0.5},
-      {"sCdfNorm", -12, 0, ref("CdfNorm", -12), 0, 0.5},
+      {"sCdfNorm", -12, 0, ref("CdfNorm", -12), 0, 0.5},   {"sErfc", -20, 0, 2},  // beyond the grids' ends
+      {"sCdfNorm", 20, 0, 1},
       {"dErfInv", 1 - 0x1p-53, 0, 5.8635847487551676, 0, 1e-14, 3},  // the largest finite result
       {"dErfInv", 1 - 0x1p-53, 0, 5.8635847487551676, 0, 1e-6, 4},
   };

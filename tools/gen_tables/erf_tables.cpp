@@ -26,9 +26,9 @@ M central_f(const M &z, const M &sigma, const M &c0) {
   mpfr_erf(e.v, a.v, MPFR_RNDN);
   return (e / u - c0) / z;
 }
-// erfc(t) e^(t^2).
-M scaled_erfc(const M &t) {
-  M e, q = t * t;
+// erfc(sigma a) e^(sigma^2 a^2).
+M scaled_erfc(const M &a, const M &sigma = M(1.0)) {
+  M t = sigma * a, e, q = t * t;
   mpfr_erfc(e.v, t.v, MPFR_RNDN);
   mpfr_exp(q.v, q.v, MPFR_RNDN);
   return e * q;
@@ -58,22 +58,30 @@ bool print_set(const char *suffix, int central_deg, int tail_deg, double target,
     print_coeffs(mono, central_deg + 1);
     printf("}},\n");
   }
-  printf("};\n\nconst ErfcPieceT<%d> erfc_tail%s[%d] = {\n", tail_deg, suffix, kErfcPieces);
-  for (int j = 0; j < kErfcPieces; ++j) {
-    double lo = std::ldexp(1.0 + (j % 8) / 8.0, j / 8 - 1), hi = std::ldexp(1.0 + (j % 8 + 1) / 8.0, j / 8 - 1);
-    double mid = (lo + hi) / 2, half = (hi - lo) / 2;
-    double k0 = scaled_erfc(M(mid)).d();
-    auto tf = [&](const M &t) { return scaled_erfc(t) - M(k0); };
-    auto tm = fit(tf, lo, hi, tail_deg);
-    double et = check(tf, [&](double x) { return scaled_erfc(M(x)).d(); }, lo, hi, tm);
-    if (et > target) {
-      fprintf(stderr, "tail piece %d degree %d too low: %g\n", j, tail_deg, et);
-      return false;
+  for (int sc = 0; sc < 2; ++sc) {
+    const int pieces = sc == 0 ? kErfcPieces : zyn::vk::data::kCdfPieces;
+    const M sigma = sc == 0 ? M(1.0) : M(1.0) / msqrt(M(2.0));
+    printf("};\n\nconst ErfcPieceT<%d> %s_tail%s[%d] = {\n", tail_deg, sc == 0 ? "erfc" : "cdf", suffix, pieces);
+    for (int j = 0; j < pieces; ++j) {
+      constexpr int kP = 1 << zyn::vk::data::kErfcPieceBits;
+      double lo = std::ldexp(1.0 + (j % kP) / double(kP), j / kP - 1), hi = std::ldexp(1.0 + (j % kP + 1) / double(kP), j / kP - 1);
+      double mid = (lo + hi) / 2, half = (hi - lo) / 2;
+      // k0 to 26 bits, so that its product with a 26-bit part of the exponential's scale is exact
+      M k0m = scaled_erfc(M(mid), sigma);
+      mpfr_prec_round(k0m.v, 26, MPFR_RNDN);
+      const double k0 = mpfr_get_d(k0m.v, MPFR_RNDN);
+      auto tf = [&](const M &t) { return scaled_erfc(t, sigma) - M(k0); };
+      auto tm = fit(tf, lo, hi, tail_deg);
+      double et = check(tf, [&](double x) { return scaled_erfc(M(x), sigma).d(); }, lo, hi, tm);
+      if (et > target) {
+        fprintf(stderr, "tail piece %d degree %d too low: %g\n", j, tail_deg, et);
+        return false;
+      }
+      worst = std::fmax(worst, et);
+      printf(" {%a, %a, %a, {", mid, 1 / half, k0);
+      print_coeffs(tm, tail_deg + 1);
+      printf("}},\n");
     }
-    worst = std::fmax(worst, et);
-    printf(" {%a, %a, %a, {", mid, 1 / half, k0);
-    print_coeffs(tm, tail_deg + 1);
-    printf("}},\n");
   }
   printf("};\n\n");
   return true;

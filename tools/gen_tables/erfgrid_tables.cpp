@@ -1,4 +1,4 @@
-// Generates the grids of the table-driven Erf (see vector/errfun/erfgrid_data.hpp) as C++ on
+// Generates the grids of the table-driven Erf, Erfc and CdfNorm (see vector/errfun/erfgrid_data.hpp) as C++ on
 // standard output, from mpfr_erf and mpfr_exp at 256 bits, each value rounded once.
 #include <mpfr.h>
 
@@ -13,9 +13,9 @@ int main() {
   M pi;
   mpfr_const_pi(pi.v, MPFR_RNDN);
   const M two_over_sqrt_pi = M(2.0) / msqrt(pi);
-  // erf(r) and 2/sqrt(pi) e^(-r^2) at r = i/kErfGridPerUnit
-  auto point = [&](int i, M &e, M &q) {
-    M r(static_cast<double>(i) / kErfGridPerUnit);
+  // erf(r) and 2/sqrt(pi) e^(-r^2) at r = i/per_unit
+  auto point = [&](int i, M &e, M &q, int per_unit = kErfGridPerUnit) {
+    M r(static_cast<double>(i) / per_unit);
     q = r * r;
     mpfr_erf(e.v, r.v, MPFR_RNDN);
     mpfr_neg(q.v, q.v, MPFR_RNDN);
@@ -30,12 +30,36 @@ int main() {
     const double eh = e.d(), qh = q.d();
     printf("    {%a, %a, %a, %a},\n", eh, qh, (e - M(eh)).d(), (q - M(qh)).d());
   }
+  printf("};\nconst ErfGridPair erf_grid_la[kErfGridLaSize] = {\n");
+  for (int i = 0; i < kErfGridLaSize; ++i) {
+    M e, q;
+    point(i, e, q, kErfGridLaPerUnit);
+    const double r = static_cast<double>(i) / kErfGridLaPerUnit;
+    M r2 = M(r) * M(r);
+    M a4 = M(r) * (M(0.5) - r2 / M(3.0)), a5 = (M(4.0) * r2 * r2 - M(12.0) * r2 + M(3.0)) / M(30.0);
+    printf("    {%a, %a, %a, %a},\n", e.d(), q.d(), a4.d(), a5.d());
+  }
   printf("};\nconst ErfGridPointF erf_grid_f[kErfGridFSize] = {\n");
   for (int i = 0; i < kErfGridFSize; ++i) {
     M e, q;
     point(i, e, q);
     printf("    {%af, %af},\n", mpfr_get_flt(e.v, MPFR_RNDN), mpfr_get_flt(q.v, MPFR_RNDN));
   }
+  // k erfc(sigma r) and its derivative's size 2 k sigma / sqrt(pi) e^(-sigma^2 r^2)
+  auto tail = [&](const char *name, int size, const M &sigma, const M &k) {
+    printf("};\nconst ErfGridPointF %s[%d] = {\n", name, size);
+    for (int i = 0; i < size; ++i) {
+      M r = sigma * M(static_cast<double>(i) / kErfGridPerUnit), e, q = r * r;
+      mpfr_erfc(e.v, r.v, MPFR_RNDN);
+      mpfr_neg(q.v, q.v, MPFR_RNDN);
+      mpfr_exp(q.v, q.v, MPFR_RNDN);
+      e = k * e;
+      q = k * sigma * two_over_sqrt_pi * q;
+      printf("    {%af, %af},\n", mpfr_get_flt(e.v, MPFR_RNDN), mpfr_get_flt(q.v, MPFR_RNDN));
+    }
+  };
+  tail("erfc_grid_f", kErfcGridFSize, M(1.0), M(1.0));
+  tail("cdf_grid_f", kCdfGridFSize, M(1.0) / msqrt(M(2.0)), M(0.5));
   printf("};\n}  // namespace zyn::vk::data\n");
   return 0;
 }

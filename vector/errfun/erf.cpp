@@ -4,19 +4,19 @@
 // tables of erf_data.hpp:
 //   central, sigma |x| <= 1 (erf: |x| < 3/4): erf(sigma x) = x c0 + x (c0_low + z R), with x c0_high exact (Dekker);
 //     erfc and CdfNorm take 1 -+ erf as a double-double sum before the one rounding.
-//   tail, t = sigma |x| >= 1/2: erfc(t) = e^(-t^2) (k0 + K(u)) on eighth binades of t. sigma^2 x^2
-//     is split exactly into h + l, e^(-h - l) = scale (1 + q) from the exponential's table, and
-//     scale k0 is formed exactly, so that the result is rounded once: relative error below
-//     0.52 ulp down to the underflow threshold. For sigma = 1/sqrt(2), t carries its low part
-//     into K through K' = 2 t R - 2 / sqrt(pi).
+//   tail, a = |x|, sigma a >= 1/2: erfc(sigma a) = e^(-sigma^2 a^2) (k0 + K(u)) on sixteenths of
+//     binades of a, a table for each sigma. sigma^2 a^2 is split exactly into h + l,
+//     e^(-h - l) = scale (1 + q) from the exponential's table, and scale k0 is formed exactly
+//     (k0 has 26 bits), so that the result is rounded once: relative error below 0.52 ulp down
+//     to the underflow threshold.
 //   erf = 1 - erfc and CdfNorm = 1 - erfc / 2 on the far side, clamped where they round to 1
 //     (or erfc to 2).
 // Erfc and CdfNorm: HA evaluates this algorithm (0.894 ulp for dErfc, 0.893 for dCdfNorm at worst
-// over 10^6 inputs); double LA the same tables in
-// plain arithmetic except the exact square (below 2 ulp); double EP and every single level
-// lower-degree tables (below 2^-31) in plain arithmetic, single rows in double rounded once. Erf
-// takes a grid of erf values and its Taylor series (ErfGridF, ErfGridS below) and this algorithm
-// only on its scalar path. Results below the smallest normal of the row's type, and tiny erf
+// over 10^6 inputs); double LA the same tables in plain arithmetic except the exact square
+// (below 2 ulp); double EP and single HA lower-degree tables (below 2^-31) in plain arithmetic,
+// single HA in double rounded once. Single LA and EP, and Erf at every level, take grids of the
+// function and its Taylor series (ErfcGridS, ErfGridF, ErfGridS below), and this algorithm only
+// on their scalar paths. Results below the smallest normal of the row's type, and tiny erf
 // arguments, take the scalar path, which evaluates the tail 2^600 higher and scales back, and reports
 // STATUS_UNDERFLOW for denormal or vanished results.
 #include <cfloat>
@@ -33,14 +33,33 @@ namespace {
 using V = __m128d;
 using dd::set;
 
-constexpr double kInvSqrt2Hi = 0x1.6a09e667f3bcdp-1, kInvSqrt2Lo = -0x1.bdd3413b26456p-55;
-constexpr double kTwoOverSqrtPi = 0x1.20dd750429b6dp+0;
+constexpr double kInvSqrt2Hi = 0x1.6a09e667f3bcdp-1;
 
 template <int N>
 inline V horner(V t, const double *c) {
   V p = set(c[0]);
   for (int i = 1; i <= N; ++i) p = _mm_add_pd(_mm_mul_pd(p, t), set(c[i]));
   return p;
+}
+// sum c[N - i] t^i (highest first) by Estrin's scheme: depth log2 N where Horner's is N. For
+// polynomials whose terms are a small part of the result (the central R, the tail K), where its
+// extra roundings stay below 2^-55 of the result.
+template <int N>
+inline V estrin(V t, const V *c) {
+  V a[N / 2 + 1];
+  for (int i = 0; i <= N; i += 2) a[i / 2] = i + 1 > N ? c[N - i] : _mm_add_pd(c[N - i], _mm_mul_pd(c[N - i - 1], t));
+  V p = _mm_mul_pd(t, t);
+  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
+    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? _mm_add_pd(a[2 * k], _mm_mul_pd(a[2 * k + 1], p)) : a[2 * k];
+    p = _mm_mul_pd(p, p);
+  }
+  return a[0];
+}
+template <int N>
+inline V estrin(V t, const double *c) {
+  V cv[N + 1];
+  for (int i = 0; i <= N; ++i) cv[i] = set(c[i]);
+  return estrin<N>(t, cv);
 }
 
 // How a level evaluates: kExact as above (HA); kPlain the accurate tables in plain arithmetic,
@@ -56,9 +75,10 @@ struct Tables {
     if constexpr (kM == kLite) return data::erf_central_lite[sc];
     else return data::erf_central[sc];
   }
+  template <int kSc>
   static const data::ErfcPieceT<kTailDeg> &tail(int j) {
-    if constexpr (kM == kLite) return data::erfc_tail_lite[j];
-    else return data::erfc_tail[j];
+    if constexpr (kM == kLite) return kSc == 0 ? data::erfc_tail_lite[j] : data::cdf_tail_lite[j];
+    else return kSc == 0 ? data::erfc_tail[j] : data::cdf_tail[j];
   }
 };
 
@@ -69,7 +89,9 @@ inline void erf_central(V x, V &hi, V &lo) {
   const auto &c = Tb::central(kSc);
   V z = _mm_mul_pd(x, x);
   V s = _mm_sub_pd(kSc == 0 ? _mm_add_pd(z, z) : z, set(1.0));  // 2 sigma^2 z - 1
-  V R = horner<Tb::kCentralDeg>(s, c.r);
+  V R;  // Horner at HA: Estrin's roundings cost 0.14 ulp near erfc(-1)
+  if constexpr (kM == kExact) R = horner<Tb::kCentralDeg>(s, c.r);
+  else R = estrin<Tb::kCentralDeg>(s, c.r);
   V pl = _mm_setzero_pd();
   if constexpr (kM == kExact)
     dd::two_prod(x, set(c.c0[0]), hi, pl);
@@ -78,11 +100,12 @@ inline void erf_central(V x, V &hi, V &lo) {
   lo = _mm_add_pd(_mm_add_pd(pl, _mm_mul_pd(x, set(c.c0[1]))), _mm_mul_pd(_mm_mul_pd(x, z), R));
 }
 
-// erfc(sigma a) 2^kBias for t = sigma a in [1/2, 32) where 2^kBias e^(-t^2) is normal.
+// erfc(sigma a) 2^kBias for a in [1/2, 64) (sigma a below 32) where 2^kBias e^(-sigma^2 a^2) is
+// normal, from the tail table of sigma.
 template <int kSc, long long kBias, Mode kM>
 inline V erfc_tail(V a) {
   using Tb = Tables<kM>;
-  V h, l, t, tl = _mm_setzero_pd();
+  V h, l;
   if constexpr (kM == kLite) {
     h = _mm_mul_pd(a, a);  // its rounding costs below 2^-43 relative for t < 27
     l = _mm_setzero_pd();
@@ -92,14 +115,6 @@ inline V erfc_tail(V a) {
   if constexpr (kSc == 1) {
     h = _mm_mul_pd(h, set(0.5));
     l = _mm_mul_pd(l, set(0.5));
-    if constexpr (kM == kLite) {
-      t = _mm_mul_pd(a, set(kInvSqrt2Hi));
-    } else {
-      dd::two_prod(a, set(kInvSqrt2Hi), t, tl);
-      tl = _mm_add_pd(tl, _mm_mul_pd(a, set(kInvSqrt2Lo)));
-    }
-  } else {
-    t = a;
   }
   __m128i nbits;
   V r = _mm_sub_pd(exp_reduce128<ExpBase::E, true>(_mm_sub_pd(_mm_setzero_pd(), h), nbits), l);
@@ -108,22 +123,23 @@ inline V erfc_tail(V a) {
   exp_lookup128(nbits, scale, etail);
   V q = expm1_poly(r, etail);
 
-  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(t), 49), _mm_set1_epi64x(0x3fe << 3));
+  constexpr int kPieces = kSc == 0 ? data::kErfcPieces : data::kCdfPieces;
+  __m128i j = _mm_sub_epi64(_mm_srli_epi64(_mm_castpd_si128(a), 52 - data::kErfcPieceBits),
+                            _mm_set1_epi64x(0x3fe << data::kErfcPieceBits));
   int j0 = _mm_cvtsi128_si32(j), j1 = _mm_extract_epi32(j, 2);
-  j0 = j0 < 0 ? 0 : j0 >= data::kErfcPieces ? data::kErfcPieces - 1 : j0;
-  j1 = j1 < 0 ? 0 : j1 >= data::kErfcPieces ? data::kErfcPieces - 1 : j1;
-  const auto &p0 = Tb::tail(j0), &p1 = Tb::tail(j1);
-  V u = _mm_mul_pd(_mm_sub_pd(t, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
-  V K = _mm_setr_pd(p0.c[0], p1.c[0]);
-  for (int i = 1; i <= Tb::kTailDeg; ++i) K = _mm_add_pd(_mm_mul_pd(K, u), _mm_setr_pd(p0.c[i], p1.c[i]));
+  j0 = j0 < 0 ? 0 : j0 >= kPieces ? kPieces - 1 : j0;
+  j1 = j1 < 0 ? 0 : j1 >= kPieces ? kPieces - 1 : j1;
+  const auto &p0 = Tb::template tail<kSc>(j0), &p1 = Tb::template tail<kSc>(j1);
+  V u = _mm_mul_pd(_mm_sub_pd(a, _mm_setr_pd(p0.mid, p1.mid)), _mm_setr_pd(p0.inv_half, p1.inv_half));
+  V cv[Tb::kTailDeg + 1];
+  for (int i = 0; i <= Tb::kTailDeg; ++i) cv[i] = _mm_setr_pd(p0.c[i], p1.c[i]);
+  V K = estrin<Tb::kTailDeg>(u, cv);
   V k0 = _mm_setr_pd(p0.k0, p1.k0);
   V R = _mm_add_pd(k0, K);
-  if constexpr (kSc == 1 && kM != kLite)
-    K = _mm_add_pd(K, _mm_mul_pd(tl, _mm_sub_pd(_mm_mul_pd(_mm_add_pd(t, t), R), set(kTwoOverSqrtPi))));
   if constexpr (kM != kExact) return _mm_mul_pd(scale, _mm_add_pd(R, _mm_mul_pd(R, q)));
-  V ph, pl;
-  dd::two_prod(scale, k0, ph, pl);
-  return _mm_add_pd(ph, _mm_add_pd(pl, _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
+  V sh, sl;  // k0 has 26 bits: sh k0 is exact
+  dd::split(scale, sh, sl);
+  return _mm_add_pd(_mm_mul_pd(sh, k0), _mm_add_pd(_mm_mul_pd(sl, k0), _mm_mul_pd(scale, _mm_add_pd(K, _mm_mul_pd(R, q)))));
 }
 
 inline V abs_d(V x) { return _mm_andnot_pd(set(-0.0), x); }
@@ -156,10 +172,14 @@ struct ErfF {
       return _mm_blendv_pd(rt, rc, central);
     } else if constexpr (kFn == kErfc) {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-1.0)), _mm_cmplt_pd(x, set(0.5)));
-      erf_central<0, kM>(_mm_and_pd(x, central), hi, lo);
-      dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
-      V rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
-      if (_mm_movemask_pd(central) == 3) return rc;
+      const int mc = _mm_movemask_pd(central);
+      V rc = zero;
+      if (mc != 0) {  // the central polynomial only where a lane needs it
+        erf_central<0, kM>(_mm_and_pd(x, central), hi, lo);
+        dd::two_sum(set(1.0), _mm_sub_pd(zero, hi), s, e);
+        rc = _mm_add_pd(s, _mm_sub_pd(e, lo));
+        if (mc == 3) return rc;
+      }
       V neg = _mm_cmplt_pd(x, zero);
       V a = _mm_blendv_pd(x, _mm_min_pd(abs_d(x), set(6.0)), neg);
       V y = erfc_tail<0, kB, kM>(_mm_blendv_pd(a, set(1.0), central));
@@ -167,10 +187,14 @@ struct ErfF {
       return _mm_blendv_pd(rt, rc, central);
     } else {
       V central = _mm_and_pd(_mm_cmpgt_pd(x, set(-0.708)), _mm_cmplt_pd(x, set(1.414)));
-      erf_central<1, kM>(_mm_and_pd(x, central), hi, lo);
-      dd::two_sum(set(1.0), hi, s, e);
-      V rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
-      if (_mm_movemask_pd(central) == 3) return rc;
+      const int mc = _mm_movemask_pd(central);
+      V rc = zero;
+      if (mc != 0) {
+        erf_central<1, kM>(_mm_and_pd(x, central), hi, lo);
+        dd::two_sum(set(1.0), hi, s, e);
+        rc = _mm_mul_pd(set(0.5), _mm_add_pd(s, _mm_add_pd(e, lo)));
+        if (mc == 3) return rc;
+      }
       V pos = _mm_cmpgt_pd(x, zero);
       V a = _mm_blendv_pd(abs_d(x), _mm_min_pd(x, set(8.5)), pos);
       V y = _mm_mul_pd(set(0.5), erfc_tail<1, kB, kM>(_mm_blendv_pd(a, set(2.0), central)));
@@ -222,41 +246,52 @@ struct ErfF {
   }
 };
 
-// Double Erf at every level (and single Erf HA) from the grid r = i/128 (erfgrid_data.hpp): with a = min(|x|, 6),
-// r the nearest grid point and d = a - r (exact, |d| <= 1/256),
+// Double Erf at every level (and single Erf HA) from the grid r = i/128 (HA; LA and EP: i/256,
+// kFine) of erfgrid_data.hpp: with a = min(|x|, 6), r the nearest grid point and d = a - r
+// (exact, |d| <= 1/256 or 1/512),
 //   erf(r + d) = erf(r) + scale(r) d (1 + sum_k>=2 (-1)^(k-1) H_(k-1)(r) d^(k-1) / k!),
 // the Taylor series with Hermite polynomials H, scale(r) = 2/sqrt(pi) e^(-r^2). HA sums it to
-// d^7 (omitted terms below 2^-66 of erf), LA to d^6 (below 0.4 ulp, largest near |x| = 1/256),
-// EP to d^3 (below 2^-33). The series adds at most half of erf(r) from r = 1/128 on (at r = 0
-// it is the whole result).
-//   LA, EP  plain sums: within about 2.5 ulp at LA.
+// d^7 (omitted terms below 2^-66 of erf), single HA to d^6 (below 0.4 ulp of double), LA to d^5
+// on the fine grid (below 2^-57, largest near |x| = 1/512; a4 and a5 read from it), EP to d^3 on
+// the fine grid (below 2^-36). The series adds at most half of erf(r) from the first grid point on (at r = 0 it is
+// the whole result).
+//   LA, EP  plain sums: within 1.4 ulp at LA.
 //   HA      erf(r) and scale(r) as double-doubles, scale d exact (Dekker) and added to erf(r)
 //           by an exact sum; the rest of the series is below 0.024 of the result, so its
 //           rounding is negligible: below 0.52 ulp.
 // Single HA evaluates the LA sum in double and rounds once (below 0.51 ulp).
 // Arguments below kTiny (and zeros, NaN) take the scalar path of the piecewise algorithm;
 // |x| >= 6 lands on r = 6, where erf rounds to 1.
-template <int kTerms, bool kExactSum = false, bool kDouble = true>
+template <int kTerms, bool kExactSum = false, bool kDouble = true, bool kFine = false>
 struct ErfGridF {
   using Base = ErfF<kDouble, kErf, kExactSum ? kExact : kDouble ? kPlain : kLite>;
   // the exact product needs its error term above the denormals
   static constexpr double kTiny = kExactSum ? 0x1p-960 : Base::kTiny;
   static constexpr const char *kName = Base::kName;
+  static constexpr int kPerUnit = kFine ? data::kErfGridLaPerUnit : data::kErfGridPerUnit;
   static V eval_d(V x) {
     const V shift = set(0x1.8p52);
     V a = _mm_min_pd(abs_d(x), set(6.0));
-    V t = _mm_add_pd(_mm_mul_pd(a, set(data::kErfGridPerUnit)), shift);
-    V r = _mm_mul_pd(_mm_sub_pd(t, shift), set(1.0 / data::kErfGridPerUnit));
+    V t = _mm_add_pd(_mm_mul_pd(a, set(kPerUnit)), shift);
+    V r = _mm_mul_pd(_mm_sub_pd(t, shift), set(1.0 / kPerUnit));
     V d = _mm_sub_pd(a, r);
     __m128i idx = _mm_castpd_si128(t);
-    V g0 = _mm_loadu_pd(&data::erf_grid[_mm_cvtsi128_si32(idx)].erf);
-    V g1 = _mm_loadu_pd(&data::erf_grid[_mm_extract_epi32(idx, 2)].erf);
+    const double *g = kFine ? &data::erf_grid_la[0].erf : &data::erf_grid[0].erf;
+    constexpr int kStride = 4;
+    V g0 = _mm_loadu_pd(g + kStride * _mm_cvtsi128_si32(idx));
+    V g1 = _mm_loadu_pd(g + kStride * _mm_extract_epi32(idx, 2));
     V e = _mm_unpacklo_pd(g0, g1), sc = _mm_unpackhi_pd(g0, g1);
     V r2 = _mm_mul_pd(r, r);
     V a2 = _mm_sub_pd(_mm_setzero_pd(), r);                                       // -r
     V a3 = _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 3)), set(1.0 / 3));                // (2r^2 - 1)/3
     V p;
-    if constexpr (kTerms >= 6) {
+    if constexpr (kTerms == 5) {
+      V h0 = _mm_loadu_pd(g + kStride * _mm_cvtsi128_si32(idx) + 2);
+      V h1 = _mm_loadu_pd(g + kStride * _mm_extract_epi32(idx, 2) + 2);
+      V a4 = _mm_unpacklo_pd(h0, h1), a5 = _mm_unpackhi_pd(h0, h1);
+      p = _mm_add_pd(a4, _mm_mul_pd(d, a5));
+      p = _mm_add_pd(a3, _mm_mul_pd(d, p));
+    } else if constexpr (kTerms >= 6) {
       // (3 - 2r^2) r/6, (4r^4 - 12r^2 + 3)/30, -r(4r^4 - 20r^2 + 15)/90, in r^2
       V a4 = _mm_mul_pd(r, _mm_sub_pd(set(0.5), _mm_mul_pd(r2, set(1.0 / 3))));
       V a5 = _mm_add_pd(set(0.1), _mm_mul_pd(r2, _mm_sub_pd(_mm_mul_pd(r2, set(2.0 / 15)), set(0.4))));
@@ -274,7 +309,7 @@ struct ErfGridF {
     } else {
       p = a3;
     }
-    p = _mm_mul_pd(d, _mm_add_pd(a2, _mm_mul_pd(d, p)));  // the series is d (1 + p)
+    p = _mm_mul_pd(d, _mm_sub_pd(_mm_mul_pd(d, p), r));  // the series is d (1 + p)
     V y;
     if constexpr (kExactSum) {
       V h0 = _mm_loadu_pd(&data::erf_grid[_mm_cvtsi128_si32(idx)].erf_lo);
@@ -300,6 +335,18 @@ struct ErfGridF {
   }
 };
 
+// The grid points at the four indices: values in e, derivatives in sc.
+inline void gather_grid_f(const data::ErfGridPointF *g, __m128i idx, __m128 &e, __m128 &sc) {
+  // the indices (non-negative) in two 64-bit moves: fewer operations than four 32-bit ones
+  const unsigned long long i01 = static_cast<unsigned long long>(_mm_cvtsi128_si64(idx));
+  const unsigned long long i23 = static_cast<unsigned long long>(_mm_extract_epi64(idx, 1));
+  auto load = [g](unsigned long long k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(&g[k])); };
+  __m128 g01 = _mm_castsi128_ps(_mm_unpacklo_epi64(load(i01 & 0xffffffffu), load(i01 >> 32)));  // e s e s
+  __m128 g23 = _mm_castsi128_ps(_mm_unpacklo_epi64(load(i23 & 0xffffffffu), load(i23 >> 32)));
+  e = _mm_shuffle_ps(g01, g23, _MM_SHUFFLE(2, 0, 2, 0));
+  sc = _mm_shuffle_ps(g01, g23, _MM_SHUFFLE(3, 1, 3, 1));
+}
+
 // Single Erf at LA and EP from the single grid (r = i/128 up to 4) in float on four lanes: the
 // same series to d^3 at LA (omitted terms below 2^-36 of erf; with the float roundings and the
 // cancellation near |x| = 1/256 within 3 ulp), to d^2 at EP (below 2^-19).
@@ -313,13 +360,8 @@ struct ErfGridS {
     __m128 t = _mm_add_ps(_mm_mul_ps(a, _mm_set1_ps(data::kErfGridPerUnit)), shift);
     __m128 r = _mm_mul_ps(_mm_sub_ps(t, shift), _mm_set1_ps(1.0f / data::kErfGridPerUnit));
     __m128 d = _mm_sub_ps(a, r);
-    __m128i idx = _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift));
-    auto load = [](int i) {
-      return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64 *>(&data::erf_grid_f[i]));
-    };
-    __m128 g01 = _mm_unpacklo_ps(load(_mm_cvtsi128_si32(idx)), load(_mm_extract_epi32(idx, 1)));
-    __m128 g23 = _mm_unpacklo_ps(load(_mm_extract_epi32(idx, 2)), load(_mm_extract_epi32(idx, 3)));
-    __m128 e = _mm_movelh_ps(g01, g23), sc = _mm_movehl_ps(g23, g01);
+    __m128 e, sc;
+    gather_grid_f(data::erf_grid_f, _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift)), e, sc);
     __m128 p = _mm_sub_ps(_mm_setzero_ps(), r);  // -r, then + d (2r^2 - 1)/3 at LA
     if constexpr (kTerms == 3)
       p = _mm_add_ps(p, _mm_mul_ps(d, _mm_sub_ps(_mm_mul_ps(_mm_mul_ps(r, r), _mm_set1_ps(2.0f / 3)),
@@ -329,6 +371,9 @@ struct ErfGridS {
     return _mm_or_ps(y, _mm_and_ps(x, _mm_set1_ps(-0.0f)));
   }
   static int bad_d(V x) { return _mm_movemask_pd(_mm_cmpnge_pd(abs_d(x), set(Base::kTiny))); }
+  static int bad_s(__m128 x) {
+    return _mm_movemask_ps(_mm_cmpnge_ps(_mm_andnot_ps(_mm_set1_ps(-0.0f), x), _mm_set1_ps(static_cast<float>(Base::kTiny))));
+  }
   static int scalar(double x, double *r) {
     if (std::fabs(x) >= Base::kTiny) {  // not NaN
       *r = eval_one_s<ErfGridS>(static_cast<float>(x));
@@ -338,35 +383,84 @@ struct ErfGridS {
   }
 };
 
+// Single Erfc and CdfNorm at LA and EP from the single grids (r = i/128) in float on four lanes,
+// with a = |x| (clamped to the grid), r the nearest grid point and d = a - r (exact):
+//   erfc(r + d) = erfc(r) - s(r) d (1 + sum_k>=2 (-1)^(k-1) H_(k-1)(r) d^(k-1) / k!),
+// s = 2/sqrt(pi) e^(-r^2) (physicists' Hermite H), and Phi(-(r + d)) the same with
+// e^(-r^2/2) / sqrt(2 pi) and the probabilists' He. The series adds at most 2 r d <= 0.05 of the
+// result in relative terms, so the result keeps its relative accuracy down to the grid's end:
+// terms to d^4 at LA (omitted terms below 2^-26 for erfc, 2^-28 for Phi); to d^2 at EP (below
+// 2^-14).
+// erfc(x) = 2 - erfc(a) and CdfNorm(x) = 1 - Phi(-a) on the other side.
+template <bool kCdf, bool kLa>
+struct ErfcGridS {
+  using Base = ErfF<false, kCdf ? kCdfNorm : kErfc, kLite>;
+  static constexpr const char *kName = Base::kName;
+  static __m128 eval_s(__m128 x) {
+    using W = __m128;
+    auto c = [](float v) { return _mm_set1_ps(v); };
+    const W shift = c(0x1.8p23f);
+    const W a = _mm_min_ps(_mm_andnot_ps(c(-0.0f), x), c(kCdf ? 12.75f : 9.0f));
+    const W t = _mm_add_ps(_mm_mul_ps(a, c(data::kErfGridPerUnit)), shift);
+    const W r = _mm_mul_ps(_mm_sub_ps(t, shift), c(1.0f / data::kErfGridPerUnit));
+    const W d = _mm_sub_ps(a, r);
+    W e, sc;
+    gather_grid_f(kCdf ? data::cdf_grid_f : data::erfc_grid_f, _mm_sub_epi32(_mm_castps_si128(t), _mm_castps_si128(shift)), e, sc);
+    const W r2 = _mm_mul_ps(r, r);
+    W p;
+    if constexpr (!kLa) {
+      p = _mm_mul_ps(r, c(kCdf ? -0.5f : -1.0f));
+    } else if constexpr (kCdf) {  // -r/2, (r^2 - 1)/6, r (3 - r^2)/24
+      W b4 = _mm_mul_ps(r, _mm_sub_ps(c(0.125f), _mm_mul_ps(r2, c(1.0f / 24))));
+      p = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(r2, c(1.0f / 6)), c(1.0f / 6)), _mm_mul_ps(d, b4));
+      p = _mm_add_ps(_mm_mul_ps(r, c(-0.5f)), _mm_mul_ps(d, p));
+    } else {  // -r, (2r^2 - 1)/3, r (1/2 - r^2/3)
+      W a4 = _mm_mul_ps(r, _mm_sub_ps(c(0.5f), _mm_mul_ps(r2, c(1.0f / 3))));
+      p = _mm_add_ps(_mm_sub_ps(_mm_mul_ps(r2, c(2.0f / 3)), c(1.0f / 3)), _mm_mul_ps(d, a4));
+      p = _mm_sub_ps(_mm_mul_ps(d, p), r);
+    }
+    const W y = _mm_sub_ps(e, _mm_mul_ps(sc, _mm_add_ps(d, _mm_mul_ps(d, _mm_mul_ps(d, p)))));
+    const W neg = _mm_cmplt_ps(x, _mm_setzero_ps());
+    const W far = _mm_sub_ps(c(kCdf ? 1.0f : 2.0f), y);
+    return kCdf ? _mm_blendv_ps(far, y, neg) : _mm_blendv_ps(y, far, neg);
+  }
+  // lanes beyond the vector range, where results fall below the smallest normal, and NaN
+  static int bad_s(__m128 x) {
+    return _mm_movemask_ps(kCdf ? _mm_cmpngt_ps(x, _mm_set1_ps(-12.7279f)) : _mm_cmpnlt_ps(x, _mm_set1_ps(9.0f)));
+  }
+  static int bad_d(V x) { return Base::bad_d(x); }
+  static int scalar(double x, double *r) { return Base::scalar(x, r); }
+};
+
 template <Fn kFn, Mode kM>
 using D = UnaryK<double, ErfF<true, kFn, kM>>;
 template <Fn kFn>
 using S = UnaryK<float, ErfF<false, kFn, kLite>>;
 using DErfHa = UnaryK<double, ErfGridF<7, true>>;
-using DErfLa = UnaryK<double, ErfGridF<6>>;
-using DErfEp = UnaryK<double, ErfGridF<3>>;
+using DErfLa = UnaryK<double, ErfGridF<5, false, true, true>>;
+using DErfEp = UnaryK<double, ErfGridF<3, false, true, true>>;
 using SErfHa = UnaryK<float, ErfGridF<6, false, false>>;
 using SErfLa = UnaryK<float, ErfGridS<3>>;
 using SErfEp = UnaryK<float, ErfGridS<2>>;
 using DErfc = D<kErfc, kExact>;
-using SErfc = S<kErfc>;
+using SErfcHa = S<kErfc>;
+using SErfcLa = UnaryK<float, ErfcGridS<false, true>>;
+using SErfcEp = UnaryK<float, ErfcGridS<false, false>>;
 using DCdfNormHa = D<kCdfNorm, kExact>;
 using DCdfNormLa = D<kCdfNorm, kPlain>;
 using DCdfNormEp = D<kCdfNorm, kLite>;
-using SCdfNorm = S<kCdfNorm>;
+using SCdfNormHa = S<kCdfNorm>;
+using SCdfNormLa = UnaryK<float, ErfcGridS<true, true>>;
+using SCdfNormEp = UnaryK<float, ErfcGridS<true, false>>;
 }  // namespace
 
-// Single rows evaluate the lite algorithm (within 0.51 ulp after rounding) except sErf at LA and
-// EP, which computes in float; dErfc has one kernel.
-#define ZYN_ERF_LEVELS(row, P)  \
-  ZYN_UNARY_KERNELS(row, LA, P) \
-  ZYN_UNARY_KERNELS(row, HA, P) \
-  ZYN_UNARY_KERNELS(row, EP, P)
+// Single HA rows evaluate the lite algorithm in double (within 0.51 ulp after rounding); single
+// LA and EP compute in float; dErfc has one kernel.
 ZYN_UNARY_LEVELS3(dErf, DErf)
 ZYN_UNARY_LEVELS3(sErf, SErf)
 ZYN_UNARY_KERNELS(dErfc, HA, DErfc)
-ZYN_ERF_LEVELS(sErfc, SErfc)
+ZYN_UNARY_LEVELS3(sErfc, SErfc)
 ZYN_UNARY_LEVELS3(dCdfNorm, DCdfNorm)
-ZYN_ERF_LEVELS(sCdfNorm, SCdfNorm)
+ZYN_UNARY_LEVELS3(sCdfNorm, SCdfNorm)
 
 }  // namespace zyn::vk
