@@ -8,11 +8,11 @@
 //   |ac| + |bd| (a part is only accurate relative to its own size where it does not cancel).
 //   LA and HA recover infinities as C99 Annex G does (an infinite operand never gives
 //   NaN + iNaN); EP keeps the plain formula. Never reported, as the real Mul.
-// Div: LA and HA scale divisor and dividend by powers of two (exact) where an intermediate
-//   could overflow or underflow (a part beyond 2^+-500), then ((ac + bd) + (bc - ad)i) / (c^2 + d^2), and recover
-//   infinities and zeros as Annex G. c rows in double need no scaling. EP: the plain formula
-//   (z: may overflow or underflow spuriously beyond 2^+-511). A zero divisor is reported as
-//   STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
+// Div: ((ac + bd) + (bc - ad)i) / (c^2 + d^2); where a nonzero part of finite operands is
+//   beyond 2^+-500, each part and product is scaled by its own power of two (exact), so nothing
+//   overflows or underflows spuriously. LA and HA recover infinities and zeros as Annex G; EP
+//   keeps the plain formula for them. c rows in double need no scaling. A zero divisor is
+//   reported as STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
 // Abs, Arg, CIS: the Hypot, Atan2 and SinCos rows of the part type and the same level, run on
 //   the parts of up to 64 elements at a time; their reports are collected and made the
 //   complex row's own (both parts in the record, the real side with imaginary part 0).
@@ -93,10 +93,35 @@ void recover_div(double a, double b, double c, double d, double &x, double &y) {
   }
 }
 
-// Exponent e with 2^e <= max(|u|, |v|) < 2^(e+1) for finite nonzero values, else 0.
-int binade(double u, double v) {
-  const double m = std::max(std::fabs(u), std::fabs(v));
-  return std::isfinite(m) && m != 0 ? std::ilogb(m) : 0;
+// u = m 2^e with 1 <= |m| < 2 (m = 0, e far below every exponent for u = 0), u finite.
+struct Scaled {
+  double m;
+  int e;
+};
+Scaled scaled(double u) {
+  if (u == 0) return {0.0, -100000};
+  const int e = std::ilogb(u);
+  return {std::scalbn(u, -e), e};
+}
+// p 2^ep + q 2^eq as m 2^e: the smaller term drops below the result's precision before it
+// could underflow, so neither loses bits that count.
+Scaled sum(double p, int ep, double q, int eq) {
+  const int e = std::max(ep, eq);
+  return {std::scalbn(p, std::max(ep - e, -2000)) + std::scalbn(q, std::max(eq - e, -2000)), e};
+}
+
+// Finite operands with a part beyond 2^+-500: each product of two parts taken with its own
+// exponent, ((a c + b d) + (b c - a d) i) / (c^2 + d^2), so that no part of either operand is
+// lost to underflow or overflow.
+void div_scaled(double a, double b, double c, double d, double &x, double &y) {
+  const Scaled A = scaled(a), B = scaled(b), C = scaled(c), D = scaled(d);
+  const int ed = std::max(C.e, D.e);
+  const double cs = std::scalbn(C.m, std::max(C.e - ed, -2000)), ds = std::scalbn(D.m, std::max(D.e - ed, -2000));
+  const double den = cs * cs + ds * ds;  // in [1, 8)
+  const Scaled re = sum(A.m * C.m, A.e + C.e, B.m * D.m, B.e + D.e);
+  const Scaled im = sum(B.m * C.m, B.e + C.e, -(A.m * D.m), A.e + D.e);
+  x = std::scalbn(re.m / den, std::max(re.e - 2 * ed, -3000));
+  y = std::scalbn(im.m / den, std::max(im.e - 2 * ed, -3000));
 }
 
 template <class C, bool kFull>
@@ -105,17 +130,14 @@ struct DivOp {
     const double a = p.re, b = p.im, c = q.re, d = q.im;
     const int status = c == 0 && d == 0 ? STATUS_SINGULARITY : STATUS_OK;
     double x, y;
-    const double mc = std::fmax(std::fabs(c), std::fabs(d)), ma = std::fmax(std::fabs(a), std::fabs(b));
-    const bool safe = mc >= 0x1p-500 && mc <= 0x1p500 && ma <= 0x1p500 && (ma >= 0x1p-500 || ma == 0);
-    if (sizeof(Part<C>) == 4 || !kFull || safe) {  // no intermediate overflows or underflows
+    auto mid = [](double v) { return v == 0 || (std::fabs(v) >= 0x1p-500 && std::fabs(v) <= 0x1p500); };
+    const bool safe = mid(a) && mid(b) && mid(c) && mid(d);  // products within 2^+-1000
+    const bool finite = std::isfinite(a) && std::isfinite(b) && std::isfinite(c) && std::isfinite(d);
+    if (sizeof(Part<C>) == 4 || safe || !finite || status != STATUS_OK) {  // nothing spurious
       const double den = c * c + d * d;
       x = (a * c + b * d) / den, y = (b * c - a * d) / den;
     } else {
-      const int ed = binade(c, d), en = binade(a, b);
-      const double cs = std::scalbn(c, -ed), ds = std::scalbn(d, -ed);
-      const double as = std::scalbn(a, -en), bs = std::scalbn(b, -en);
-      const double den = cs * cs + ds * ds;
-      x = std::scalbn((as * cs + bs * ds) / den, en - ed), y = std::scalbn((bs * cs - as * ds) / den, en - ed);
+      div_scaled(a, b, c, d, x, y);
     }
     if (kFull && std::isnan(x) && std::isnan(y)) recover_div(a, b, c, d, x, y);
     r = make<C>(x, y);

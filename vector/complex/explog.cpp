@@ -17,6 +17,8 @@
 // STATUS_SINGULARITY; a part overflowing from finite inputs: STATUS_OVERFLOW; a nonzero result of
 // modulus below the smallest normal: STATUS_UNDERFLOW. NaN inputs report nothing.
 
+#include <quadmath.h>
+
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
 
@@ -139,10 +141,46 @@ struct Sqrt {
 // gives +0 for Re b > 0, an infinity with STATUS_SINGULARITY for Re b < 0, NaN with
 // STATUS_DOMAIN for Re b = 0; a real integer b, |b| <= 64, multiplies by squaring in extended
 // precision where |a|^b stays in its range, so that (1 + i)^2 = 2i and i^4 = 1 exactly.
-struct CL {
-  LD re, im;
+// z rows: the phase Im(b ln a) carries an absolute error of about (|b ln a| + 4) 2^-63 in
+// extended precision, which a part of size s relative to |f| magnifies by 1/s; where that could
+// pass 2^-55 (and where squarings leave a part below 2^-5 |f|, their error being about 2^-60 |f|),
+// the element is redone in binary128 (absolute phase error about 2^-105 for |b ln a| < 11000).
+using Q = __float128;
+template <class T>
+struct Cplx {
+  T re, im;
 };
-CL mul(CL u, CL v) { return {u.re * v.re - u.im * v.im, u.re * v.im + u.im * v.re}; }
+template <class T>
+Cplx<T> mul(Cplx<T> u, Cplx<T> v) {
+  return {u.re * v.re - u.im * v.im, u.re * v.im + u.im * v.re};
+}
+// a^k by squaring, k = |b| > 0, inverted for b < 0.
+template <class T>
+Cplx<T> int_power(double ar, double ai, double br) {
+  Cplx<T> r{1, 0}, x{ar, ai};
+  for (unsigned k = static_cast<unsigned>(std::fabs(br)); k != 0; k >>= 1) {
+    if (k & 1) r = mul(r, x);
+    if (k > 1) x = mul(x, x);
+  }
+  if (br < 0) {
+    const T d = r.re * r.re + r.im * r.im;
+    r = {r.re / d, -r.im / d};
+  }
+  return r;
+}
+// exp(b ln a) in binary128, |Re(b ln a)| < 11000.
+void power_q(double ar, double ai, double br, double bi, LD &re, LD &im) {
+  const Q x = ar, y = ai, lr = Q(0.5) * logq(x * x + y * y), li = atan2q(y, x);
+  const Q wr = br * lr - bi * li, wi = br * li + bi * lr, e = expq(wr);
+  Q s, c;
+  sincosq(wi, &s, &c);
+  re = static_cast<LD>(e * c), im = wi == 0 ? 0.0L : static_cast<LD>(e * s);
+}
+// Whether a part of (re, im) other than an exact zero is below `frac` of the modulus.
+bool small_part(LD re, LD im, LD frac) {
+  const LD m = fabsl(re) + fabsl(im);
+  return (re != 0 && fabsl(re) < frac * m) || (im != 0 && fabsl(im) < frac * m);
+}
 
 template <class P>
 int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
@@ -158,17 +196,14 @@ int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
     re = br > 0 ? 0.0 : br < 0 ? kInf : kNaN, im = br > 0 ? 0.0 : br < 0 ? 0.0 : kNaN;
     return br > 0 ? STATUS_OK : br < 0 ? STATUS_SINGULARITY : STATUS_DOMAIN;
   }
+  constexpr bool kDouble = sizeof(P) == 8;
   const bool finite = std::isfinite(ar) && std::isfinite(ai) && std::isfinite(br) && std::isfinite(bi);
   if (finite && bi == 0 && br == std::rint(br) && std::fabs(br) <= 64 &&
       fabsl(log2l(hypotl(ar, ai)) * br) < 8000) {
-    CL r{1, 0}, x{ar, ai};
-    for (unsigned k = static_cast<unsigned>(std::fabs(br)); k != 0; k >>= 1) {
-      if (k & 1) r = mul(r, x);
-      if (k > 1) x = mul(x, x);
-    }
-    if (br < 0) {
-      const LD d = r.re * r.re + r.im * r.im;
-      r = {r.re / d, -r.im / d};
+    Cplx<LD> r = int_power<LD>(ar, ai, br);
+    if (kDouble && small_part(r.re, r.im, 0x1p-5L)) {
+      const Cplx<Q> q = int_power<Q>(ar, ai, br);
+      r = {static_cast<LD>(q.re), static_cast<LD>(q.im)};
     }
     re = r.re, im = r.im;
     return STATUS_OK;
@@ -177,8 +212,11 @@ int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
   Ln::f<P>(ar, ai, lr, li);
   const LD wr = br * lr - bi * li, wi = br * li + bi * lr;
   if (!std::isfinite(wr) || !std::isfinite(wi)) return Exp::f<P>(static_cast<double>(wr), static_cast<double>(wi), re, im);
-  const LD e = expl(wr);
-  re = e * cosl(wi), im = wi == 0 ? 0.0L : e * sinl(wi);
+  const LD e = expl(wr), c = cosl(wi), s = sinl(wi);
+  re = e * c, im = wi == 0 ? 0.0L : e * s;
+  const LD err = (fabsl(wr) + fabsl(wi) + 4) * 0x1p-63L;
+  if (kDouble && finite && fabsl(wr) < 11000 && (err > 0x1p-55L * fabsl(c) || (wi != 0 && err > 0x1p-55L * fabsl(s))))
+    power_q(ar, ai, br, bi, re, im);
   return finite && wr < std::log(std::numeric_limits<P>::min()) ? STATUS_UNDERFLOW : STATUS_OK;
 }
 
