@@ -63,9 +63,31 @@ void recover_mul(double a, double b, double c, double d, double &x, double &y) {
   if (again) x = kInf * (a * c - b * d), y = kInf * (a * d + b * c);
 }
 
+// One element's parts in an SSE register (re low, im high), c rows widened to double.
+inline __m128d load(const C16 *p) { return _mm_loadu_pd(&p->re); }
+inline __m128d load(const C8 *p) { return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(p)))); }
+inline void store(C16 *p, __m128d v) { _mm_storeu_pd(&p->re, v); }
+inline void store(C8 *p, __m128d v) { _mm_store_sd(reinterpret_cast<double *>(p), _mm_castps_pd(_mm_cvtpd_ps(v))); }
+inline __m128d conj(__m128d v) { return _mm_xor_pd(v, _mm_set_pd(-0.0, 0.0)); }
+// (ar br - ai bi, ar bi + ai br): the textbook products and sums, as the scalar code rounds them.
+inline __m128d times(__m128d a, __m128d b) {
+  return _mm_addsub_pd(_mm_mul_pd(_mm_unpacklo_pd(a, a), b),
+                       _mm_mul_pd(_mm_unpackhi_pd(a, a), _mm_shuffle_pd(b, b, 1)));
+}
+inline bool any_nan(__m128d v) { return _mm_movemask_pd(_mm_cmpunord_pd(v, v)) != 0; }
+
 // sign -1 multiplies by the conjugate of the second operand.
 template <class C, bool kRecover, int kSign>
 struct MulOp {
+  // The element on SSE registers; false (nothing stored) where Annex G's recovery may be due.
+  static bool vec(const C *p, const C *q, C *r)
+    requires(sizeof(Part<C>) == 8 || kRecover)
+  {
+    const __m128d b = load(q), y = times(load(p), kSign > 0 ? b : conj(b));
+    if (kRecover && any_nan(y)) return false;
+    store(r, y);
+    return true;
+  }
   static int eval(const C &p, const C &q, C &r) {
     const double a = p.re, b = p.im, c = q.re, d = kSign * static_cast<double>(q.im);
     if constexpr (sizeof(Part<C>) == 4 && !kRecover) {  // c EP: single precision throughout
@@ -126,6 +148,22 @@ void div_scaled(double a, double b, double c, double d, double &x, double &y) {
 
 template <class C, bool kFull>
 struct DivOp {
+  // The element on SSE registers; false (nothing stored) for a zero divisor, a NaN result
+  // (Annex G's recovery) and, for z rows, a nonzero part outside [2^-500, 2^500].
+  static bool vec(const C *p, const C *q, C *r) {
+    const __m128d a = load(p), b = load(q), bb = _mm_mul_pd(b, b), den = _mm_hadd_pd(bb, bb);
+    const __m128d y = _mm_div_pd(times(a, conj(b)), den);
+    int bad = _mm_movemask_pd(_mm_or_pd(_mm_cmpeq_pd(den, _mm_setzero_pd()), _mm_cmpunord_pd(y, y)));
+    if constexpr (sizeof(Part<C>) == 8) {
+      const __m128d sign = _mm_set1_pd(-0.0), hi = _mm_set1_pd(0x1p500), lo = _mm_set1_pd(0x1p-500);
+      for (__m128d v : {_mm_andnot_pd(sign, a), _mm_andnot_pd(sign, b)})
+        bad |= _mm_movemask_pd(_mm_or_pd(_mm_cmpnle_pd(v, hi),
+                                         _mm_and_pd(_mm_cmplt_pd(v, lo), _mm_cmpneq_pd(v, _mm_setzero_pd()))));
+    }
+    if (bad) return false;
+    store(r, y);
+    return true;
+  }
   static int eval(const C &p, const C &q, C &r) {
     const double a = p.re, b = p.im, c = q.re, d = q.im;
     const int status = c == 0 && d == 0 ? STATUS_SINGULARITY : STATUS_OK;

@@ -43,7 +43,8 @@ inline void report(int status, int i, const A *a1, const A *a2, R *r1, const cha
 }
 
 // Op::eval(x, w, r) returns the status; w is x for a function of one input, and a scalar
-// second input is a vector of stride 0.
+// second input is a vector of stride 0. An optional Op::vec(&x, &w, &r) computes the element
+// the same way on SSE registers and returns false where the scalar path (and report) is due.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   FpScope<Op::kX87, Op::kMx> fp;
@@ -51,6 +52,9 @@ void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
     if (a.inc == 1 && b.inc == 1 && y.inc == 1 && n > 0) return Op::parts(2 * n, &a.p->re, &b.p->re, &y.p->re);
   }
   for (int i = 0; i < n; ++i) {
+    if constexpr (requires { Op::vec(&a[i], &b[i], &y[i]); }) {  // an SSE form for the usual element
+      if (Op::vec(&a[i], &b[i], &y[i])) continue;
+    }
     Out r;
     const int status = Op::eval(a[i], b[i], r);
     y[i] = r;
