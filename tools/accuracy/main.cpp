@@ -176,7 +176,8 @@ int main(int argc, char **argv) {
                "`Modf`, `LinearFrac`.\n\n");
     if (!lines.empty()) write_table(o, lines);
     if (!cx_lines.empty()) {
-      fprintf(o, "\n## Complex rows\n\n");
+      fprintf(o, "\n## Complex rows\n\n    build/tools/accuracy/zyn_accuracy --complex --count %zu --seed %llu\n\n",
+              count, static_cast<unsigned long long>(seed));
       fprintf(o, "Against MPC, %zu inputs per row: 30%% over the plane by exponent, 15%% moderate (parts up to 10, "
                  "and up to 750 for the growing functions), 15%% near |z| = 1, 10%% near +-1 and +-i, 30%% on both "
                  "sides of the row's branch cuts (offsets down to zero of either sign and denormals). `max ulp` is "

@@ -53,8 +53,13 @@ struct Exp {
       return std::isinf(y) ? STATUS_DOMAIN : STATUS_OK;
     }
     const LD e = expl(x);
-    if (y == 0) re = e, im = y;
-    else re = e * cosl(y), im = e * sinl(y);
+    LD sn, cs;
+    if (y == 0) {
+      re = e, im = y;
+    } else {
+      sincosl(y, &sn, &cs);
+      re = e * cs, im = e * sn;
+    }
     // The modulus is e^x, below the smallest normal when x is below its logarithm.
     return x < std::log(std::numeric_limits<P>::min()) ? STATUS_UNDERFLOW : STATUS_OK;
   }
