@@ -10,9 +10,10 @@
 //   Ln    atan2(y, x) and ln|z|; for 1/2 <= x^2 + y^2 <= 2 from log1p(x^2 + y^2 - 1) with the
 //         squares exact (Dekker) and summed exactly, so Re Ln stays accurate near |z| = 1.
 //   Log10 Ln times log10(e).
-// Sqrt in double (zSqrt runs at the 53-bit x87 precision): t = sqrt((|x| + |z|)/2) with both
-//   parts scaled by 2^-2 or 2^108 where |z| could overflow or lose bits; the other part
-//   |y|/(2t). Below 2 ulp per part; the sign of y (also of a zero) picks the side of the cut.
+// Sqrt in double (zSqrt runs at the 53-bit x87 precision): t = sqrt((|x| + |z|)/2), the other
+//   part |y|/(2t); the usual element on SSE (SqrtRow), else both parts scaled by 2^-2 or 2^108
+//   where |z| could overflow or lose bits. Below 2 ulp per part; the sign of y (also of a zero)
+//   picks the side of the cut.
 // Statuses: Annex G's invalid from inputs without NaN: STATUS_DOMAIN; Ln, Log10 of 0:
 // STATUS_SINGULARITY; a part overflowing from finite inputs: STATUS_OVERFLOW; a nonzero result of
 // modulus below the smallest normal: STATUS_UNDERFLOW. NaN inputs report nothing.
