@@ -121,6 +121,40 @@ TEST(Complex, ExactRowsAndTheRowsTheyReuse) {
   exact_and_real<C16>('z');
 }
 
+// f(conj z) = conj f(z) for every function of one input, f(-z) = -f(z) for the odd ones and
+// f(z) for the even ones, bit for bit, on the oracle's inputs (cuts, zeros of both signs).
+template <class C>
+void symmetries(char t) {
+  using P = PartOf<C>;
+  const std::string odd = "Sinh Tanh Sin Tan Asinh Atanh Asin Atan", even = "Cosh Cos";
+  QuietErrors quiet;
+  for (const cx::CxFunction &f : cx::functions()) {
+    if (f.shape != cx::Shape::unary) continue;
+    std::vector<C> a, conj_a, neg_a;
+    for (auto v : cx::inputs<P>(f, 2000, 9)) {
+      a.push_back({v[0], v[1]}), conj_a.push_back({v[0], -v[1]}), neg_a.push_back({-v[0], -v[1]});
+    }
+    const int n = static_cast<int>(a.size());
+    for (int lv = 0; lv < 3; ++lv) {
+      auto k = row<void(int, const C *, C *)>(t, f.stem, lv);
+      std::vector<C> y(n), yc(n), yn(n);
+      k(n, a.data(), y.data()), k(n, conj_a.data(), yc.data()), k(n, neg_a.data(), yn.data());
+      const int sign = odd.find(f.stem) != std::string::npos ? -1 : even.find(f.stem) != std::string::npos ? 1 : 0;
+      for (int i = 0; i < n; ++i) {
+        ASSERT_TRUE(same(yc[i].re, y[i].re) && same(yc[i].im, -y[i].im)) << t << f.stem << " conj at " << i;
+        if (sign != 0) {
+          ASSERT_TRUE(same(yn[i].re, sign * y[i].re) && same(yn[i].im, sign * y[i].im)) << t << f.stem << " odd/even at " << i;
+        }
+      }
+    }
+  }
+}
+
+TEST(Complex, ConjugateOddAndEvenSymmetriesBitForBit) {
+  symmetries<C8>('c');
+  symmetries<C16>('z');
+}
+
 // Annex G: each part's value and sign, and the status, at the levels in `levels` (bit 0 LA,
 // 1 HA, 2 EP), for the types in `types` (1 c, 2 z).
 struct Case {
