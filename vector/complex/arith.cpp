@@ -63,11 +63,6 @@ void recover_mul(double a, double b, double c, double d, double &x, double &y) {
   if (again) x = kInf * (a * c - b * d), y = kInf * (a * d + b * c);
 }
 
-// One element's parts in an SSE register (re low, im high), c rows widened to double.
-inline __m128d load(const C16 *p) { return _mm_loadu_pd(&p->re); }
-inline __m128d load(const C8 *p) { return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(p)))); }
-inline void store(C16 *p, __m128d v) { _mm_storeu_pd(&p->re, v); }
-inline void store(C8 *p, __m128d v) { _mm_store_sd(reinterpret_cast<double *>(p), _mm_castps_pd(_mm_cvtpd_ps(v))); }
 inline __m128d conj(__m128d v) { return _mm_xor_pd(v, _mm_set_pd(-0.0, 0.0)); }
 // (ar br - ai bi, ar bi + ai br): the textbook products and sums, as the scalar code rounds them.
 inline __m128d times(__m128d a, __m128d b) {

@@ -171,6 +171,41 @@ struct SqrtRow : Elem<C, Sqrt> {
                 : C{static_cast<P>(o), static_cast<P>(std::copysign(t, y))};
     return true;
   }
+  // The same on two usual elements, lane by lane (the same bits).
+  static bool vec2(const C *p, C *r) {
+    __m128d x, y;
+    load2(p, x, y);
+    const __m128d sign = _mm_set1_pd(-0.0), zero = _mm_setzero_pd(), half = _mm_set1_pd(0.5);
+    const __m128d ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
+    auto mid = [&](__m128d v) {
+      return _mm_or_pd(_mm_cmpeq_pd(v, zero), _mm_and_pd(_mm_cmpge_pd(v, _mm_set1_pd(0x1p-500)),
+                                                         _mm_cmple_pd(v, _mm_set1_pd(0x1p500))));
+    };
+    const __m128d ok = _mm_and_pd(_mm_and_pd(mid(ax), mid(ay)), _mm_cmpneq_pd(_mm_add_pd(ax, ay), zero));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    auto sq = [](__m128d a, __m128d &q, __m128d &e) {  // Dekker's exact square
+      const __m128d c = _mm_mul_pd(_mm_set1_pd(134217729.0), a), hi = _mm_sub_pd(c, _mm_sub_pd(c, a)), lo = _mm_sub_pd(a, hi);
+      q = _mm_mul_pd(a, a);
+      e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(hi, hi), q), _mm_mul_pd(_mm_add_pd(hi, hi), lo)), _mm_mul_pd(lo, lo));
+    };
+    __m128d px, ex, py, ey, m2, m2e;
+    sq(_mm_max_pd(ax, ay), px, ex);
+    sq(_mm_min_pd(ax, ay), py, ey);
+    const __m128d sh = _mm_add_pd(px, py), sl = _mm_add_pd(_mm_add_pd(_mm_sub_pd(px, sh), py), _mm_add_pd(ex, ey));
+    const __m128d sum = _mm_add_pd(sh, sl), sum_lo = _mm_sub_pd(sl, _mm_sub_pd(sum, sh));
+    const __m128d m0 = _mm_sqrt_pd(sum);
+    sq(m0, m2, m2e);
+    const __m128d dm = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sum, m2), m2e), sum_lo), _mm_add_pd(m0, m0));
+    const __m128d m = _mm_add_pd(m0, dm), m_lo = _mm_sub_pd(dm, _mm_sub_pd(m, m0));
+    const __m128d hs = _mm_add_pd(ax, m), h = _mm_mul_pd(hs, half);
+    const __m128d h_lo = _mm_mul_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(m, hs), ax), m_lo), half), t0 = _mm_sqrt_pd(h);
+    sq(t0, m2, m2e);
+    const __m128d t = _mm_add_pd(t0, _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, m2), m2e), h_lo), _mm_add_pd(t0, t0)));
+    const __m128d o = _mm_div_pd(ay, _mm_add_pd(t, t)), neg = _mm_cmplt_pd(x, zero);
+    const __m128d re = _mm_blendv_pd(t, o, neg), im = _mm_or_pd(_mm_blendv_pd(o, t, neg), _mm_and_pd(y, sign));
+    store2(r, re, im);
+    return true;
+  }
 };
 
 // Pow(a, b) = exp(b ln a) with ln a and the product in extended precision. b = 0 gives 1; a = 0
