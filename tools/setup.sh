@@ -3,7 +3,7 @@
 # something is missing.
 set -euo pipefail
 packages=(cmake g++ make binutils libopenblas-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libmpfr-dev libgmp-dev libsleef-dev libgsl-dev pkg-config libtsan2
+          libmpfr-dev libmpc-dev libgmp-dev libsleef-dev libgsl-dev pkg-config libtsan2
           librandom123-dev
           python3-scipy)
 missing=()

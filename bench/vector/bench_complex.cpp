@@ -1,10 +1,11 @@
-// The double complex rows (HA) against glibc's complex functions in a loop (cexp, clog, csqrt,
-// cabs, carg, csin, casinh, cpow; cexp(i x) for CIS), the C operators on _Complex for Mul and
-// Div, and a plain SSE loop for Add. Parts over [-10, 10]. The harness counts doubles: one
-// complex element is two.
+// The complex rows (HA) against glibc's complex functions in a loop (cexp, clog, csqrt, cabs,
+// carg, csin, casinh, cpow and their float forms; cexp(i x) for CIS), the C operators on
+// _Complex for Mul and Div, and a plain SSE loop for Add. Parts over [-10, 10]. The harness
+// counts parts: one complex element is two.
 #include <immintrin.h>
 
 #include <complex>
+#include <type_traits>
 #include <string>
 #include <vector>
 
@@ -13,65 +14,90 @@
 using namespace zyn::bench;
 
 namespace {
-using C = std::complex<double>;
 double span(size_t i) { return -10 + 20 * (((i * 2654435761u) % 100003) + 0.5) / 100003.0; }
 double span_b(size_t i) { return span(i * 7 + 3); }
-const ZynComplex16 *zc(const double *p) { return reinterpret_cast<const ZynComplex16 *>(p); }
-ZynComplex16 *zc(double *p) { return reinterpret_cast<ZynComplex16 *>(p); }
-const C *cc(const double *p) { return reinterpret_cast<const C *>(p); }
-C *cc(double *p) { return reinterpret_cast<C *>(p); }
+// Element types of the rows of part type P: ZynComplex8/16 and std::complex<P>.
+template <class P>
+using Z = std::conditional_t<sizeof(P) == 4, ZynComplex8, ZynComplex16>;
+template <class P>
+using C = std::complex<P>;
+template <class P>
+const Z<P> *zc(const P *p) { return reinterpret_cast<const Z<P> *>(p); }
+template <class P>
+Z<P> *zc(P *p) { return reinterpret_cast<Z<P> *>(p); }
+template <class P>
+const C<P> *cc(const P *p) { return reinterpret_cast<const C<P> *>(p); }
+template <class P>
+C<P> *cc(P *p) { return reinterpret_cast<C<P> *>(p); }
+template <class P>
+P make(size_t i) { return static_cast<P>(span(i)); }
+template <class P>
+P make_b(size_t i) { return static_cast<P>(span_b(i)); }
 std::vector<Comparison> cmp;
 const std::vector<int> kSizes = {1000};  // 500 complex elements, in L1
 
-void unary(const std::string &g, void (*k)(int, const ZynComplex16 *, ZynComplex16 *), C (*f)(C)) {
-  add_unary<double>(g, "HA", [k](int n, const double *a, double *y) { k(n / 2, zc(a), zc(y)); }, span, kSizes);
-  add_unary<double>(g, "glibc", [f](int n, const double *a, double *y) {
+template <class P>
+void unary(const std::string &g, void (*k)(int, const Z<P> *, Z<P> *), C<P> (*f)(C<P>)) {
+  add_unary<P>(g, "HA", [k](int n, const P *a, P *y) { k(n / 2, zc(a), zc(y)); }, make<P>, kSizes);
+  add_unary<P>(g, "glibc", [f](int n, const P *a, P *y) {
     for (int i = 0; i < n / 2; ++i) cc(y)[i] = f(cc(a)[i]);
-  }, span, kSizes);
+  }, make<P>, kSizes);
   cmp.push_back({g, "HA", {"glibc"}});
 }
-void binary(const std::string &g, void (*k)(int, const ZynComplex16 *, const ZynComplex16 *, ZynComplex16 *),
-            C (*f)(C, C), const char *anchor) {
-  add_binary<double>(g, "HA", [k](int n, const double *a, const double *b, double *y) { k(n / 2, zc(a), zc(b), zc(y)); },
-                     span, span_b, kSizes);
-  add_binary<double>(g, anchor, [f](int n, const double *a, const double *b, double *y) {
+template <class P>
+void binary(const std::string &g, void (*k)(int, const Z<P> *, const Z<P> *, Z<P> *), C<P> (*f)(C<P>, C<P>),
+            const char *anchor) {
+  add_binary<P>(g, "HA", [k](int n, const P *a, const P *b, P *y) { k(n / 2, zc(a), zc(b), zc(y)); }, make<P>,
+                make_b<P>, kSizes);
+  add_binary<P>(g, anchor, [f](int n, const P *a, const P *b, P *y) {
     for (int i = 0; i < n / 2; ++i) cc(y)[i] = f(cc(a)[i], cc(b)[i]);
-  }, span, span_b, kSizes);
+  }, make<P>, make_b<P>, kSizes);
   cmp.push_back({g, "HA", {anchor}});
 }
-// A real result (Abs, Arg) in the first half of y; CIS reads the first half of a.
-void mixed(const std::string &g, void (*k)(int, const ZynComplex16 *, double *), double (*f)(C)) {
-  add_unary<double>(g, "HA", [k](int n, const double *a, double *y) { k(n / 2, zc(a), y); }, span, kSizes);
-  add_unary<double>(g, "glibc", [f](int n, const double *a, double *y) {
+// A real result (Abs, Arg) in the first half of y.
+template <class P>
+void mixed(const std::string &g, void (*k)(int, const Z<P> *, P *), P (*f)(C<P>)) {
+  add_unary<P>(g, "HA", [k](int n, const P *a, P *y) { k(n / 2, zc(a), y); }, make<P>, kSizes);
+  add_unary<P>(g, "glibc", [f](int n, const P *a, P *y) {
     for (int i = 0; i < n / 2; ++i) y[i] = f(cc(a)[i]);
-  }, span, kSizes);
+  }, make<P>, kSizes);
   cmp.push_back({g, "HA", {"glibc"}});
 }
 }  // namespace
 
 int main(int argc, char **argv) {
+  using Cd = C<double>;
+  using Cf = C<float>;
   add_binary<double>("zAdd", "HA", [](int n, const double *a, const double *b, double *y) { _vexzAdd(n / 2, zc(a), zc(b), zc(y)); },
-                     span, span_b, kSizes);
+                     make<double>, make_b<double>, kSizes);
   add_binary<double>("zAdd", "sse", [](int n, const double *a, const double *b, double *y) {
     for (int i = 0; i < n; i += 2) _mm_storeu_pd(y + i, _mm_add_pd(_mm_loadu_pd(a + i), _mm_loadu_pd(b + i)));
-  }, span, span_b, kSizes);
+  }, make<double>, make_b<double>, kSizes);
   cmp.push_back({"zAdd", "HA", {"sse"}});
-  binary("zMul", _vexzMul, [](C a, C b) { return a * b; }, "operator");
-  binary("zDiv", _vexzDiv, [](C a, C b) { return a / b; }, "operator");
-  binary("zPow", _vexzPow, [](C a, C b) { return std::pow(a, b); }, "glibc");
-  mixed("zAbs", _vexzAbs, [](C a) { return std::abs(a); });
-  mixed("zArg", _vexzArg, [](C a) { return std::arg(a); });
-  add_unary<double>("zCIS", "HA", [](int n, const double *a, double *y) { _vexzCIS(n / 2, a, zc(y)); }, span, kSizes);
+  binary<double>("zMul", _vexzMul, [](Cd a, Cd b) { return a * b; }, "operator");
+  binary<double>("zDiv", _vexzDiv, [](Cd a, Cd b) { return a / b; }, "operator");
+  binary<double>("zPow", _vexzPow, [](Cd a, Cd b) { return std::pow(a, b); }, "glibc");
+  mixed<double>("zAbs", _vexzAbs, [](Cd a) { return std::abs(a); });
+  mixed<double>("zArg", _vexzArg, [](Cd a) { return std::arg(a); });
+  add_unary<double>("zCIS", "HA", [](int n, const double *a, double *y) { _vexzCIS(n / 2, a, zc(y)); }, make<double>, kSizes);
   add_unary<double>("zCIS", "glibc", [](int n, const double *a, double *y) {
-    for (int i = 0; i < n / 2; ++i) cc(y)[i] = std::exp(C(0, a[i]));
-  }, span, kSizes);
+    for (int i = 0; i < n / 2; ++i) cc(y)[i] = std::exp(Cd(0, a[i]));
+  }, make<double>, kSizes);
   cmp.push_back({"zCIS", "HA", {"glibc"}});
-  unary("zExp", _vexzExp, [](C z) { return std::exp(z); });
-  unary("zLn", _vexzLn, [](C z) { return std::log(z); });
-  unary("zSqrt", _vexzSqrt, [](C z) { return std::sqrt(z); });
-  unary("zSin", _vexzSin, [](C z) { return std::sin(z); });
-  unary("zTanh", _vexzTanh, [](C z) { return std::tanh(z); });
-  unary("zAsinh", _vexzAsinh, [](C z) { return std::asinh(z); });
-  unary("zAcos", _vexzAcos, [](C z) { return std::acos(z); });
+  unary<double>("zExp", _vexzExp, [](Cd z) { return std::exp(z); });
+  unary<double>("zLn", _vexzLn, [](Cd z) { return std::log(z); });
+  unary<double>("zSqrt", _vexzSqrt, [](Cd z) { return std::sqrt(z); });
+  unary<double>("zSin", _vexzSin, [](Cd z) { return std::sin(z); });
+  unary<double>("zTanh", _vexzTanh, [](Cd z) { return std::tanh(z); });
+  unary<double>("zAsinh", _vexzAsinh, [](Cd z) { return std::asinh(z); });
+  unary<double>("zAcos", _vexzAcos, [](Cd z) { return std::acos(z); });
+  // The single complex rows against the float functions.
+  binary<float>("cMul", _vexcMul, [](Cf a, Cf b) { return a * b; }, "operator");
+  binary<float>("cDiv", _vexcDiv, [](Cf a, Cf b) { return a / b; }, "operator");
+  mixed<float>("cAbs", _vexcAbs, [](Cf a) { return std::abs(a); });
+  unary<float>("cExp", _vexcExp, [](Cf z) { return std::exp(z); });
+  unary<float>("cLn", _vexcLn, [](Cf z) { return std::log(z); });
+  unary<float>("cSqrt", _vexcSqrt, [](Cf z) { return std::sqrt(z); });
+  unary<float>("cSin", _vexcSin, [](Cf z) { return std::sin(z); });
   return run_all(argc, argv, cmp);
 }

@@ -353,6 +353,8 @@ float reference_s(const Function &f, float x, float x2) {
   return v;
 }
 
+Error error_at_d(mpfr_srcptr r, double y, double zero_scale) { return error_of<double>(r, y, zero_scale); }
+Error error_at_s(mpfr_srcptr r, float y, double zero_scale) { return error_of<float>(r, y, zero_scale); }
 Error error_d(const Function &f, double y, double x, double x2) { return error_generic<double>(f, y, x, x2); }
 Error error_s(const Function &f, float y, float x, float x2) { return error_generic<float>(f, y, x, x2); }
 

@@ -90,6 +90,9 @@ struct Error {
 };
 Error error_d(const Function &f, double y, double x, double x2 = 0);
 Error error_s(const Function &f, float y, float x, float x2 = 0);
+// The same against an exact value r, relative to max(|r|, zero_scale).
+Error error_at_d(mpfr_srcptr r, double y, double zero_scale);
+Error error_at_s(mpfr_srcptr r, float y, double zero_scale);
 
 // Deterministic input sets: random over the domain by exponent and uniformly (the domain cut to
 // [-1024, 1024], and its bands), and near 1 and the domain's edges; `count` in all.

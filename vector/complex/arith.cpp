@@ -8,11 +8,11 @@
 //   |ac| + |bd| (a part is only accurate relative to its own size where it does not cancel).
 //   LA and HA recover infinities as C99 Annex G does (an infinite operand never gives
 //   NaN + iNaN); EP keeps the plain formula. Never reported, as the real Mul.
-// Div: LA and HA scale divisor and dividend by powers of two (exact) where an intermediate
-//   could overflow or underflow (a part beyond 2^+-500), then ((ac + bd) + (bc - ad)i) / (c^2 + d^2), and recover
-//   infinities and zeros as Annex G. c rows in double need no scaling. EP: the plain formula
-//   (z: may overflow or underflow spuriously beyond 2^+-511). A zero divisor is reported as
-//   STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
+// Div: ((ac + bd) + (bc - ad)i) / (c^2 + d^2); where a nonzero part of finite operands is
+//   beyond 2^+-500, each part and product is scaled by its own power of two (exact), so nothing
+//   overflows or underflows spuriously. LA and HA recover infinities and zeros as Annex G; EP
+//   keeps the plain formula for them. c rows in double need no scaling. A zero divisor is
+//   reported as STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
 // Abs, Arg, CIS: the Hypot, Atan2 and SinCos rows of the part type and the same level, run on
 //   the parts of up to 64 elements at a time; their reports are collected and made the
 //   complex row's own (both parts in the record, the real side with imaginary part 0).
@@ -63,9 +63,26 @@ void recover_mul(double a, double b, double c, double d, double &x, double &y) {
   if (again) x = kInf * (a * c - b * d), y = kInf * (a * d + b * c);
 }
 
+inline __m128d conj(__m128d v) { return _mm_xor_pd(v, _mm_set_pd(-0.0, 0.0)); }
+// (ar br - ai bi, ar bi + ai br): the textbook products and sums, as the scalar code rounds them.
+inline __m128d times(__m128d a, __m128d b) {
+  return _mm_addsub_pd(_mm_mul_pd(_mm_unpacklo_pd(a, a), b),
+                       _mm_mul_pd(_mm_unpackhi_pd(a, a), _mm_shuffle_pd(b, b, 1)));
+}
+inline bool any_nan(__m128d v) { return _mm_movemask_pd(_mm_cmpunord_pd(v, v)) != 0; }
+
 // sign -1 multiplies by the conjugate of the second operand.
 template <class C, bool kRecover, int kSign>
 struct MulOp {
+  // The element on SSE registers; false (nothing stored) where Annex G's recovery may be due.
+  static bool vec(const C *p, const C *q, C *r)
+    requires(sizeof(Part<C>) == 8 || kRecover)
+  {
+    const __m128d b = load(q), y = times(load(p), kSign > 0 ? b : conj(b));
+    if (kRecover && any_nan(y)) return false;
+    store(r, y);
+    return true;
+  }
   static int eval(const C &p, const C &q, C &r) {
     const double a = p.re, b = p.im, c = q.re, d = kSign * static_cast<double>(q.im);
     if constexpr (sizeof(Part<C>) == 4 && !kRecover) {  // c EP: single precision throughout
@@ -93,29 +110,67 @@ void recover_div(double a, double b, double c, double d, double &x, double &y) {
   }
 }
 
-// Exponent e with 2^e <= max(|u|, |v|) < 2^(e+1) for finite nonzero values, else 0.
-int binade(double u, double v) {
-  const double m = std::max(std::fabs(u), std::fabs(v));
-  return std::isfinite(m) && m != 0 ? std::ilogb(m) : 0;
+// u = m 2^e with 1 <= |m| < 2 (m = 0, e far below every exponent for u = 0), u finite.
+struct Scaled {
+  double m;
+  int e;
+};
+Scaled scaled(double u) {
+  if (u == 0) return {0.0, -100000};
+  const int e = std::ilogb(u);
+  return {std::scalbn(u, -e), e};
+}
+// p 2^ep + q 2^eq as m 2^e: the smaller term drops below the result's precision before it
+// could underflow, so neither loses bits that count.
+Scaled sum(double p, int ep, double q, int eq) {
+  const int e = std::max(ep, eq);
+  return {std::scalbn(p, std::max(ep - e, -2000)) + std::scalbn(q, std::max(eq - e, -2000)), e};
+}
+
+// Finite operands with a part beyond 2^+-500: each product of two parts taken with its own
+// exponent, ((a c + b d) + (b c - a d) i) / (c^2 + d^2), so that no part of either operand is
+// lost to underflow or overflow.
+void div_scaled(double a, double b, double c, double d, double &x, double &y) {
+  const Scaled A = scaled(a), B = scaled(b), C = scaled(c), D = scaled(d);
+  const int ed = std::max(C.e, D.e);
+  const double cs = std::scalbn(C.m, std::max(C.e - ed, -2000)), ds = std::scalbn(D.m, std::max(D.e - ed, -2000));
+  const double den = cs * cs + ds * ds;  // in [1, 8)
+  const Scaled re = sum(A.m * C.m, A.e + C.e, B.m * D.m, B.e + D.e);
+  const Scaled im = sum(B.m * C.m, B.e + C.e, -(A.m * D.m), A.e + D.e);
+  x = std::scalbn(re.m / den, std::max(re.e - 2 * ed, -3000));
+  y = std::scalbn(im.m / den, std::max(im.e - 2 * ed, -3000));
 }
 
 template <class C, bool kFull>
 struct DivOp {
+  // The element on SSE registers; false (nothing stored) for a zero divisor, a NaN result
+  // (Annex G's recovery) and, for z rows, a nonzero part outside [2^-500, 2^500].
+  static bool vec(const C *p, const C *q, C *r) {
+    const __m128d a = load(p), b = load(q), bb = _mm_mul_pd(b, b), den = _mm_hadd_pd(bb, bb);
+    const __m128d y = _mm_div_pd(times(a, conj(b)), den);
+    int bad = _mm_movemask_pd(_mm_or_pd(_mm_cmpeq_pd(den, _mm_setzero_pd()), _mm_cmpunord_pd(y, y)));
+    if constexpr (sizeof(Part<C>) == 8) {
+      const __m128d sign = _mm_set1_pd(-0.0), hi = _mm_set1_pd(0x1p500), lo = _mm_set1_pd(0x1p-500);
+      for (__m128d v : {_mm_andnot_pd(sign, a), _mm_andnot_pd(sign, b)})
+        bad |= _mm_movemask_pd(_mm_or_pd(_mm_cmpnle_pd(v, hi),
+                                         _mm_and_pd(_mm_cmplt_pd(v, lo), _mm_cmpneq_pd(v, _mm_setzero_pd()))));
+    }
+    if (bad) return false;
+    store(r, y);
+    return true;
+  }
   static int eval(const C &p, const C &q, C &r) {
     const double a = p.re, b = p.im, c = q.re, d = q.im;
     const int status = c == 0 && d == 0 ? STATUS_SINGULARITY : STATUS_OK;
     double x, y;
-    const double mc = std::fmax(std::fabs(c), std::fabs(d)), ma = std::fmax(std::fabs(a), std::fabs(b));
-    const bool safe = mc >= 0x1p-500 && mc <= 0x1p500 && ma <= 0x1p500 && (ma >= 0x1p-500 || ma == 0);
-    if (sizeof(Part<C>) == 4 || !kFull || safe) {  // no intermediate overflows or underflows
+    auto mid = [](double v) { return v == 0 || (std::fabs(v) >= 0x1p-500 && std::fabs(v) <= 0x1p500); };
+    const bool safe = mid(a) && mid(b) && mid(c) && mid(d);  // products within 2^+-1000
+    const bool finite = std::isfinite(a) && std::isfinite(b) && std::isfinite(c) && std::isfinite(d);
+    if (sizeof(Part<C>) == 4 || safe || !finite || status != STATUS_OK) {  // nothing spurious
       const double den = c * c + d * d;
       x = (a * c + b * d) / den, y = (b * c - a * d) / den;
     } else {
-      const int ed = binade(c, d), en = binade(a, b);
-      const double cs = std::scalbn(c, -ed), ds = std::scalbn(d, -ed);
-      const double as = std::scalbn(a, -en), bs = std::scalbn(b, -en);
-      const double den = cs * cs + ds * ds;
-      x = std::scalbn((as * cs + bs * ds) / den, en - ed), y = std::scalbn((bs * cs - as * ds) / den, en - ed);
+      div_scaled(a, b, c, d, x, y);
     }
     if (kFull && std::isnan(x) && std::isnan(y)) recover_div(a, b, c, d, x, y);
     r = make<C>(x, y);

@@ -4,6 +4,8 @@
 // contiguously), through the complex reporter of the row's type.
 #pragma once
 
+#include <immintrin.h>
+
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -43,7 +45,9 @@ inline void report(int status, int i, const A *a1, const A *a2, R *r1, const cha
 }
 
 // Op::eval(x, w, r) returns the status; w is x for a function of one input, and a scalar
-// second input is a vector of stride 0.
+// second input is a vector of stride 0. An optional Op::vec(&x, &w, &r) computes the element
+// the same way on SSE registers and returns false where the scalar path (and report) is due;
+// an optional Op::vec2(&x, &r) does so for two elements of a contiguous one-input call.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   FpScope<Op::kX87, Op::kMx> fp;
@@ -51,6 +55,15 @@ void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
     if (a.inc == 1 && b.inc == 1 && y.inc == 1 && n > 0) return Op::parts(2 * n, &a.p->re, &b.p->re, &y.p->re);
   }
   for (int i = 0; i < n; ++i) {
+    if constexpr (requires { Op::vec2(&a[i], &y[i]); }) {  // two usual elements of a contiguous call
+      if (a.inc == 1 && y.inc == 1 && i + 1 < n && Op::vec2(&a[i], &y[i])) {
+        ++i;
+        continue;
+      }
+    }
+    if constexpr (requires { Op::vec(&a[i], &b[i], &y[i]); }) {  // an SSE form for the usual element
+      if (Op::vec(&a[i], &b[i], &y[i])) continue;
+    }
     Out r;
     const int status = Op::eval(a[i], b[i], r);
     y[i] = r;
@@ -71,6 +84,22 @@ struct Row : O, Kinds<X, M, N> {};
 using C8 = ZynComplex8;
 using C16 = ZynComplex16;
 using LD = long double;
+
+// One element's parts in an SSE register (re low, im high), c rows widened to double.
+inline __m128d load(const C16 *p) { return _mm_loadu_pd(&p->re); }
+inline __m128d load(const C8 *p) { return _mm_cvtps_pd(_mm_castpd_ps(_mm_load_sd(reinterpret_cast<const double *>(p)))); }
+inline void store(C16 *p, __m128d v) { _mm_storeu_pd(&p->re, v); }
+inline void store(C8 *p, __m128d v) { _mm_store_sd(reinterpret_cast<double *>(p), _mm_castps_pd(_mm_cvtpd_ps(v))); }
+// Two elements as their real parts and their imaginary parts, and back.
+template <class C>
+inline void load2(const C *p, __m128d &re, __m128d &im) {
+  const __m128d e0 = load(p), e1 = load(p + 1);
+  re = _mm_unpacklo_pd(e0, e1), im = _mm_unpackhi_pd(e0, e1);
+}
+template <class C>
+inline void store2(C *p, __m128d re, __m128d im) {
+  store(p, _mm_unpacklo_pd(re, im)), store(p + 1, _mm_unpackhi_pd(re, im));
+}
 
 // A function F on one element of C: the parts in double, the result rounded once to C's parts,
 // overflow and underflow found from the rounded result.

@@ -10,12 +10,15 @@
 //   Ln    atan2(y, x) and ln|z|; for 1/2 <= x^2 + y^2 <= 2 from log1p(x^2 + y^2 - 1) with the
 //         squares exact (Dekker) and summed exactly, so Re Ln stays accurate near |z| = 1.
 //   Log10 Ln times log10(e).
-// Sqrt in double (zSqrt runs at the 53-bit x87 precision): t = sqrt((|x| + |z|)/2) with both
-//   parts scaled by 2^-2 or 2^108 where |z| could overflow or lose bits; the other part
-//   |y|/(2t). Below 2 ulp per part; the sign of y (also of a zero) picks the side of the cut.
+// Sqrt in double (zSqrt runs at the 53-bit x87 precision): t = sqrt((|x| + |z|)/2), the other
+//   part |y|/(2t); the usual element on SSE (SqrtRow), else both parts scaled by 2^-2 or 2^108
+//   where |z| could overflow or lose bits. Below 2 ulp per part; the sign of y (also of a zero)
+//   picks the side of the cut.
 // Statuses: Annex G's invalid from inputs without NaN: STATUS_DOMAIN; Ln, Log10 of 0:
 // STATUS_SINGULARITY; a part overflowing from finite inputs: STATUS_OVERFLOW; a nonzero result of
 // modulus below the smallest normal: STATUS_UNDERFLOW. NaN inputs report nothing.
+
+#include <quadmath.h>
 
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
@@ -51,8 +54,13 @@ struct Exp {
       return std::isinf(y) ? STATUS_DOMAIN : STATUS_OK;
     }
     const LD e = expl(x);
-    if (y == 0) re = e, im = y;
-    else re = e * cosl(y), im = e * sinl(y);
+    LD sn, cs;
+    if (y == 0) {
+      re = e, im = y;
+    } else {
+      sincosl(y, &sn, &cs);
+      re = e * cs, im = e * sn;
+    }
     // The modulus is e^x, below the smallest normal when x is below its logarithm.
     return x < std::log(std::numeric_limits<P>::min()) ? STATUS_UNDERFLOW : STATUS_OK;
   }
@@ -135,14 +143,115 @@ struct Sqrt {
   }
 };
 
+// Sqrt of the usual element (each part zero or in [2^-500, 2^500], not both zero) in double on
+// SSE: |z| as a double-double from x^2 + y^2 taken exactly (Dekker's squares) and one Newton
+// step on its root; t = sqrt((|x| + |z|)/2) likewise from the double-double sum (below
+// 0.5 + 2^-45 ulp); the other part |y|/(2t) below 1.1 ulp; c rows rounded once more to single.
+// Nothing to report there.
+template <class C>
+struct SqrtRow : Elem<C, Sqrt> {
+  static bool vec(const C *p, const C *, C *r) {
+    using P = decltype(C::re);
+    const double x = p->re, y = p->im, ax = std::fabs(x), ay = std::fabs(y);
+    auto mid = [](double v) { return v == 0 || (v >= 0x1p-500 && v <= 0x1p500); };  // false for NaN
+    if (!mid(ax) || !mid(ay) || (ax == 0 && ay == 0)) return false;
+    double px, ex, py, ey, m2, m2e;
+    square(std::fmax(ax, ay), px, ex);
+    square(std::fmin(ax, ay), py, ey);
+    const double sh = px + py, sl = ((px - sh) + py) + (ex + ey);  // px >= py
+    const double sum = sh + sl, sum_lo = sl - (sum - sh);
+    const double m0 = std::sqrt(sum);
+    square(m0, m2, m2e);
+    const double dm = (((sum - m2) - m2e) + sum_lo) / (2 * m0), m = m0 + dm, m_lo = dm - (m - m0);
+    // (|x| + |z|)/2 as h + h_lo (m >= |x|), its root refined the same way
+    const double hs = ax + m, h = hs * 0.5, h_lo = (((m - hs) + ax) + m_lo) * 0.5, t0 = std::sqrt(h);
+    square(t0, m2, m2e);
+    const double t = t0 + (((h - m2) - m2e) + h_lo) / (2 * t0), o = ay / (2 * t);
+    *r = x >= 0 ? C{static_cast<P>(t), static_cast<P>(std::copysign(o, y))}
+                : C{static_cast<P>(o), static_cast<P>(std::copysign(t, y))};
+    return true;
+  }
+  // The same on two usual elements, lane by lane (the same bits).
+  static bool vec2(const C *p, C *r) {
+    __m128d x, y;
+    load2(p, x, y);
+    const __m128d sign = _mm_set1_pd(-0.0), zero = _mm_setzero_pd(), half = _mm_set1_pd(0.5);
+    const __m128d ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
+    auto mid = [&](__m128d v) {
+      return _mm_or_pd(_mm_cmpeq_pd(v, zero), _mm_and_pd(_mm_cmpge_pd(v, _mm_set1_pd(0x1p-500)),
+                                                         _mm_cmple_pd(v, _mm_set1_pd(0x1p500))));
+    };
+    const __m128d ok = _mm_and_pd(_mm_and_pd(mid(ax), mid(ay)), _mm_cmpneq_pd(_mm_add_pd(ax, ay), zero));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    auto sq = [](__m128d a, __m128d &q, __m128d &e) {  // Dekker's exact square
+      const __m128d c = _mm_mul_pd(_mm_set1_pd(134217729.0), a), hi = _mm_sub_pd(c, _mm_sub_pd(c, a)), lo = _mm_sub_pd(a, hi);
+      q = _mm_mul_pd(a, a);
+      e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(hi, hi), q), _mm_mul_pd(_mm_add_pd(hi, hi), lo)), _mm_mul_pd(lo, lo));
+    };
+    __m128d px, ex, py, ey, m2, m2e;
+    sq(_mm_max_pd(ax, ay), px, ex);
+    sq(_mm_min_pd(ax, ay), py, ey);
+    const __m128d sh = _mm_add_pd(px, py), sl = _mm_add_pd(_mm_add_pd(_mm_sub_pd(px, sh), py), _mm_add_pd(ex, ey));
+    const __m128d sum = _mm_add_pd(sh, sl), sum_lo = _mm_sub_pd(sl, _mm_sub_pd(sum, sh));
+    const __m128d m0 = _mm_sqrt_pd(sum);
+    sq(m0, m2, m2e);
+    const __m128d dm = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sum, m2), m2e), sum_lo), _mm_add_pd(m0, m0));
+    const __m128d m = _mm_add_pd(m0, dm), m_lo = _mm_sub_pd(dm, _mm_sub_pd(m, m0));
+    const __m128d hs = _mm_add_pd(ax, m), h = _mm_mul_pd(hs, half);
+    const __m128d h_lo = _mm_mul_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(m, hs), ax), m_lo), half), t0 = _mm_sqrt_pd(h);
+    sq(t0, m2, m2e);
+    const __m128d t = _mm_add_pd(t0, _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, m2), m2e), h_lo), _mm_add_pd(t0, t0)));
+    const __m128d o = _mm_div_pd(ay, _mm_add_pd(t, t)), neg = _mm_cmplt_pd(x, zero);
+    const __m128d re = _mm_blendv_pd(t, o, neg), im = _mm_or_pd(_mm_blendv_pd(o, t, neg), _mm_and_pd(y, sign));
+    store2(r, re, im);
+    return true;
+  }
+};
+
 // Pow(a, b) = exp(b ln a) with ln a and the product in extended precision. b = 0 gives 1; a = 0
 // gives +0 for Re b > 0, an infinity with STATUS_SINGULARITY for Re b < 0, NaN with
 // STATUS_DOMAIN for Re b = 0; a real integer b, |b| <= 64, multiplies by squaring in extended
 // precision where |a|^b stays in its range, so that (1 + i)^2 = 2i and i^4 = 1 exactly.
-struct CL {
-  LD re, im;
+// z rows: the phase Im(b ln a) carries an absolute error of about (|b ln a| + 4) 2^-63 in
+// extended precision, which a part of size s relative to |f| magnifies by 1/s; where that could
+// pass 2^-55 (and where squarings leave a part below 2^-5 |f|, their error being about 2^-60 |f|),
+// the element is redone in binary128 (absolute phase error about 2^-105 for |b ln a| < 11000).
+using Q = __float128;
+template <class T>
+struct Cplx {
+  T re, im;
 };
-CL mul(CL u, CL v) { return {u.re * v.re - u.im * v.im, u.re * v.im + u.im * v.re}; }
+template <class T>
+Cplx<T> mul(Cplx<T> u, Cplx<T> v) {
+  return {u.re * v.re - u.im * v.im, u.re * v.im + u.im * v.re};
+}
+// a^k by squaring, k = |b| > 0, inverted for b < 0.
+template <class T>
+Cplx<T> int_power(double ar, double ai, double br) {
+  Cplx<T> r{1, 0}, x{ar, ai};
+  for (unsigned k = static_cast<unsigned>(std::fabs(br)); k != 0; k >>= 1) {
+    if (k & 1) r = mul(r, x);
+    if (k > 1) x = mul(x, x);
+  }
+  if (br < 0) {
+    const T d = r.re * r.re + r.im * r.im;
+    r = {r.re / d, -r.im / d};
+  }
+  return r;
+}
+// exp(b ln a) in binary128, |Re(b ln a)| < 11000.
+void power_q(double ar, double ai, double br, double bi, LD &re, LD &im) {
+  const Q x = ar, y = ai, lr = Q(0.5) * logq(x * x + y * y), li = atan2q(y, x);
+  const Q wr = br * lr - bi * li, wi = br * li + bi * lr, e = expq(wr);
+  Q s, c;
+  sincosq(wi, &s, &c);
+  re = static_cast<LD>(e * c), im = wi == 0 ? 0.0L : static_cast<LD>(e * s);
+}
+// Whether a part of (re, im) other than an exact zero is below `frac` of the modulus.
+bool small_part(LD re, LD im, LD frac) {
+  const LD m = fabsl(re) + fabsl(im);
+  return (re != 0 && fabsl(re) < frac * m) || (im != 0 && fabsl(im) < frac * m);
+}
 
 template <class P>
 int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
@@ -158,17 +267,14 @@ int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
     re = br > 0 ? 0.0 : br < 0 ? kInf : kNaN, im = br > 0 ? 0.0 : br < 0 ? 0.0 : kNaN;
     return br > 0 ? STATUS_OK : br < 0 ? STATUS_SINGULARITY : STATUS_DOMAIN;
   }
+  constexpr bool kDouble = sizeof(P) == 8;
   const bool finite = std::isfinite(ar) && std::isfinite(ai) && std::isfinite(br) && std::isfinite(bi);
   if (finite && bi == 0 && br == std::rint(br) && std::fabs(br) <= 64 &&
       fabsl(log2l(hypotl(ar, ai)) * br) < 8000) {
-    CL r{1, 0}, x{ar, ai};
-    for (unsigned k = static_cast<unsigned>(std::fabs(br)); k != 0; k >>= 1) {
-      if (k & 1) r = mul(r, x);
-      if (k > 1) x = mul(x, x);
-    }
-    if (br < 0) {
-      const LD d = r.re * r.re + r.im * r.im;
-      r = {r.re / d, -r.im / d};
+    Cplx<LD> r = int_power<LD>(ar, ai, br);
+    if (kDouble && small_part(r.re, r.im, 0x1p-5L)) {
+      const Cplx<Q> q = int_power<Q>(ar, ai, br);
+      r = {static_cast<LD>(q.re), static_cast<LD>(q.im)};
     }
     re = r.re, im = r.im;
     return STATUS_OK;
@@ -177,8 +283,11 @@ int power(double ar, double ai, double br, double bi, LD &re, LD &im) {
   Ln::f<P>(ar, ai, lr, li);
   const LD wr = br * lr - bi * li, wi = br * li + bi * lr;
   if (!std::isfinite(wr) || !std::isfinite(wi)) return Exp::f<P>(static_cast<double>(wr), static_cast<double>(wi), re, im);
-  const LD e = expl(wr);
-  re = e * cosl(wi), im = wi == 0 ? 0.0L : e * sinl(wi);
+  const LD e = expl(wr), c = cosl(wi), s = sinl(wi);
+  re = e * c, im = wi == 0 ? 0.0L : e * s;
+  const LD err = (fabsl(wr) + fabsl(wi) + 4) * 0x1p-63L;
+  if (kDouble && finite && fabsl(wr) < 11000 && (err > 0x1p-55L * fabsl(c) || (wi != 0 && err > 0x1p-55L * fabsl(s))))
+    power_q(ar, ai, br, bi, re, im);
   return finite && wr < std::log(std::numeric_limits<P>::min()) ? STATUS_UNDERFLOW : STATUS_OK;
 }
 
@@ -236,9 +345,9 @@ ZYN_CX_UNARY(zLn, HA, C16, E<C16, Ln, kzLnName>)
 ZYN_CX_UNARY(zLn, EP, C16, E<C16, Ln, kzLnName>)
 ZYN_CX_UNARY(cLog10, HA, C8, E<C8, Log10, kcLog10Name>)
 ZYN_CX_UNARY(zLog10, HA, C16, E<C16, Log10, kzLog10Name>)
-ZYN_CX_UNARY(cSqrt, HA, C8, E<C8, Sqrt, kcSqrtName>)
-ZYN_CX_UNARY(cSqrt, EP, C8, E<C8, Sqrt, kcSqrtName>)
-ZYN_CX_UNARY(zSqrt, HA, C16, E<C16, Sqrt, kzSqrtName, X87Kind::Double>)
+ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
+ZYN_CX_UNARY(cSqrt, EP, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
+ZYN_CX_UNARY(zSqrt, HA, C16, Row<SqrtRow<C16>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)
 
 #define ZYN_CX_POW(t, C)                                                                          \
   extern "C" void zyn_vk_##t##Pow_HA(int n, const C *a, const C *b, C *y) {                       \

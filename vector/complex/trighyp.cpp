@@ -42,16 +42,20 @@ int hyperbolic(double x, double y, LD zero_im_re, bool cosh_like, LD &re, LD &im
   return STATUS_OK;
 }
 
-struct SinhPos {
+// (sinh x cos y, cosh x sin y), or with kCosh (cosh x cos y, sinh x sin y).
+template <bool kCosh>
+struct SinhCoshPos {
   static int g(double x, double y, LD &re, LD &im) {
-    return hyperbolic(x, y, sinhl(x), false, re, im, [&](LD &r, LD &i) { r = sinhl(x) * cosl(y), i = coshl(x) * sinl(y); });
+    const LD sh = sinhl(x), ch = coshl(x);
+    return hyperbolic(x, y, kCosh ? ch : sh, kCosh, re, im, [&](LD &r, LD &i) {
+      LD sn, cs;
+      sincosl(y, &sn, &cs);
+      r = (kCosh ? ch : sh) * cs, i = (kCosh ? sh : ch) * sn;
+    });
   }
 };
-struct CoshPos {
-  static int g(double x, double y, LD &re, LD &im) {
-    return hyperbolic(x, y, coshl(x), true, re, im, [&](LD &r, LD &i) { r = coshl(x) * cosl(y), i = sinhl(x) * sinl(y); });
-  }
-};
+using SinhPos = SinhCoshPos<false>;
+using CoshPos = SinhCoshPos<true>;
 struct TanhPos {
   static int g(double x, double y, LD &re, LD &im) {
     if (std::isinf(x)) {
