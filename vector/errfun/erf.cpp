@@ -26,6 +26,7 @@
 #include "vector/roots/policy.hpp"
 #include "vector/errfun/erf_data.hpp"
 #include "vector/errfun/erfgrid_data.hpp"
+#include "vector/errfun/lanes.hpp"
 #include "vector/trig/dd.hpp"
 
 namespace zyn::vk {
@@ -46,14 +47,7 @@ inline V horner(V t, const double *c) {
 // extra roundings stay below 2^-55 of the result.
 template <int N>
 inline V estrin(V t, const V *c) {
-  V a[N / 2 + 1];
-  for (int i = 0; i <= N; i += 2) a[i / 2] = i + 1 > N ? c[N - i] : _mm_add_pd(c[N - i], _mm_mul_pd(c[N - i - 1], t));
-  V p = _mm_mul_pd(t, t);
-  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
-    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? _mm_add_pd(a[2 * k], _mm_mul_pd(a[2 * k + 1], p)) : a[2 * k];
-    p = _mm_mul_pd(p, p);
-  }
-  return a[0];
+  return errfun::estrin_g<N>(t, [&](int i) { return c[i]; });
 }
 template <int N>
 inline V estrin(V t, const double *c) {

@@ -115,27 +115,6 @@ Splat<T, N> splat_of(const T *c, T c_low) {
   return s;
 }
 
-// p(v) = sum c(N - i) v^i by Estrin's scheme (as errfun::estrin), the coefficients from c(i)
-// (highest degree first) and with kLow the constant term c(N) + c(N + 1).
-template <int N, bool kLow, class W, class C>
-ZYN_EI_INLINE W estrin_g(W v, C c) {
-  W a[N / 2 + 1];
-  for (int i = 0; i <= N; i += 2) {
-    const W lo = c(N - i);
-    if (i + 1 > N) {
-      a[i / 2] = lo;
-      continue;
-    }
-    const W t = mul(c(N - i - 1), v);
-    a[i / 2] = kLow && i == 0 ? add(add(t, c(N + 1)), lo) : add(lo, t);
-  }
-  W p = mul(v, v);
-  for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
-    for (int k = 0; 2 * k < m; ++k) a[k] = 2 * k + 1 < m ? add(a[2 * k], mul(a[2 * k + 1], p)) : a[2 * k];
-    p = mul(p, p);
-  }
-  return a[0];
-}
 // The same on splatted coefficients.
 template <int N, bool kLow, class W, class S>
 ZYN_EI_INLINE W estrin_s(W v, const S &s) {

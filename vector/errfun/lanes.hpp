@@ -23,21 +23,22 @@ inline __m128 lt(__m128 a, __m128 b) { return _mm_cmplt_ps(a, b); }
 inline __m128 blend(__m128 a, __m128 b, __m128 m) { return _mm_blendv_ps(a, b, m); }
 inline __m128 abs_v(__m128 a) { return _mm_andnot_ps(_mm_set1_ps(-0.0f), a); }
 
-// p(v) = sum c[N - i] v^i (highest first) by Estrin's scheme, depth log2 N instead of N; the
-// constant term is c[N] + c_low with kLow, c_low added first. With |v| <= 1 and decreasing terms its
-// rounding error is near Horner's, but the last sums add terms of the result's size and can cost
-// an ulp more: where a bound is tight, finish with Horner steps instead.
+// p(v) = sum c(N - i) v^i by Estrin's scheme, the coefficients from c(i) (highest degree first),
+// depth log2 N instead of N; with kLow the constant term is c(N) + c(N + 1), c(N + 1) added first.
+// With |v| <= 1 and decreasing terms its rounding error is near Horner's, but the last sums add
+// terms of the result's size and can cost an ulp more: where a bound is tight, finish with Horner
+// steps instead.
 template <int N, bool kLow = false, class W, class C>
-inline __attribute__((always_inline)) W estrin(W v, const C *c, C c_low = 0) {
+inline __attribute__((always_inline)) W estrin_g(W v, C c) {
   W a[N / 2 + 1];
   for (int i = 0; i <= N; i += 2) {
-    const W lo = splat(v, c[N - i]);
+    const W lo = c(N - i);
     if (i + 1 > N) {
       a[i / 2] = lo;
       continue;
     }
-    const W t = mul(splat(v, c[N - i - 1]), v);
-    a[i / 2] = kLow && i == 0 ? add(add(t, splat(v, c_low)), lo) : add(lo, t);
+    const W t = mul(c(N - i - 1), v);
+    a[i / 2] = kLow && i == 0 ? add(add(t, c(N + 1)), lo) : add(lo, t);
   }
   W p = mul(v, v);
   for (int m = N / 2 + 1; m > 1; m = (m + 1) / 2) {
@@ -45,6 +46,11 @@ inline __attribute__((always_inline)) W estrin(W v, const C *c, C c_low = 0) {
     p = mul(p, p);
   }
   return a[0];
+}
+// The same on scalar coefficients c[0..N], and c_low as c(N + 1).
+template <int N, bool kLow = false, class W, class C>
+inline __attribute__((always_inline)) W estrin(W v, const C *c, C c_low = 0) {
+  return estrin_g<N, kLow>(v, [&](int i) { return splat(v, i > N ? c_low : c[i]); });
 }
 
 }  // namespace zyn::vk::errfun
