@@ -240,12 +240,7 @@ std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], cons
     for (auto &v : r2) mpfr_clear(v);
     mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
   };
-  std::vector<std::thread> pool;
-  for (unsigned t = 1; t < nthreads; ++t) pool.emplace_back(work, t);
-  const unsigned mode = _vexGetMode();
-  work(0);
-  _vexSetMode(mode);
-  for (auto &t : pool) t.join();
+  on_threads(nthreads, work);
   std::array<Sweep, 3> out;
   for (int lv = 0; lv < 3; ++lv) {
     Worst w;
@@ -312,6 +307,15 @@ std::vector<RowSweep> rows_of(const Function &f, char type, size_t count, uint64
   return out;
 }
 }  // namespace
+
+void on_threads(unsigned n, const std::function<void(unsigned)> &work) {
+  std::vector<std::thread> pool;
+  for (unsigned t = 1; t < n; ++t) pool.emplace_back(work, t);
+  const unsigned mode = _vexGetMode();
+  work(0);
+  _vexSetMode(mode);
+  for (auto &t : pool) t.join();
+}
 
 const std::vector<Function> &functions() { return registry(); }
 

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,9 @@ struct RowSweep {
   Sweep level[3];
 };
 std::vector<RowSweep> sweep_rows(const Function &f, char type, size_t count, uint64_t seed);
+
+// Runs work(t) for t in [0, n): work(0) on the calling thread, whose vector mode it keeps.
+void on_threads(unsigned n, const std::function<void(unsigned)> &work);
 
 // The bound of a row at a level and whether a sweep keeps it; `what` describes the bound.
 bool within(const Function &f, bool single, int level, const Sweep &s);

@@ -268,12 +268,7 @@ std::array<CxSweep, 3> sweep_levels(const CxFunction &f, void *const kernel[3], 
     for (auto &v : r) mpc_clear(v);
     mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
   };
-  std::vector<std::thread> pool;
-  for (unsigned t = 1; t < nthreads; ++t) pool.emplace_back(work, t);
-  const unsigned mode = _vexGetMode();
-  work(0);
-  _vexSetMode(mode);
-  for (auto &t : pool) t.join();
+  on_threads(nthreads, work);
   std::array<CxSweep, 3> out;
   for (int lv = 0; lv < 3; ++lv) {
     Worst w;
