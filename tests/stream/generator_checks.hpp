@@ -51,6 +51,7 @@ struct Stream {
     EXPECT_EQ(__rnxNewStreamEx(&s, id, count == INT_MIN ? int(seed.size()) : count, seed.data()), 0);
   }
   explicit Stream(const Gen &g) : Stream(g.id, g.seed, g.count) {}
+  explicit Stream(std::nullptr_t) {}  // none yet: a loader or a constructor fills s
   Stream(const Stream &o) { EXPECT_EQ(__rnxCopyStream(&s, o.s), 0); }
   Stream &operator=(const Stream &) = delete;
   ~Stream() {
