@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -206,31 +207,9 @@ void poke(Bytes &b, size_t at, T v) {
   std::memcpy(b.data() + at, &v, sizeof v);
 }
 
-// An image in an older form: 20-byte header, version byte `version`, the magic at 4 or at 0, and
-// chunk records without the shared id when the version is 0.
-Bytes older(const Bytes &img, uint8_t version, bool magic_at_0) {
-  int32_t state, id;
-  uint16_t count;
-  std::memcpy(&state, &img[12], 4), std::memcpy(&count, &img[16], 2), std::memcpy(&id, &img[20], 4);
-  Bytes o(20, 0);
-  o[0] = char(version);
-  std::memcpy(o.data() + (magic_at_0 ? 0 : 4), "RNG", 3);
-  poke<uint16_t>(o, 10, uint16_t(state)), poke<uint16_t>(o, 12, count), poke<int32_t>(o, 16, id);
-  const auto append = [&](size_t from, size_t to) {
-    const size_t at = o.size();
-    o.resize(at + to - from);
-    std::memcpy(o.data() + at, img.data() + from, to - from);
-  };
-  append(24, 24 + size_t(state));
-  for (size_t at = 24 + size_t(state); at < img.size();) {
-    int32_t size;
-    std::memcpy(&size, &img[at + 20], 4);
-    append(at, at + 4);
-    append(at + (version == 0 ? 20 : 4), at + 24 + size_t(size));
-    at += 24 + size_t(size);
-  }
-  return o;
-}
+// A file of the seed corpus. The images of the older forms (20-byte header, version 1 with the
+// magic at 4 or 0, version 0 with records without the shared id) are kept there as made.
+Bytes corpus(const std::string &name) { return read_file(std::string(ZYN_IMAGE_CORPUS) + "/" + name); }
 
 // An MCG31M1 stream with chunks of these sizes, the first listed ending up last in the image.
 void add_chunks(StreamState *s, const std::vector<int> &sizes) {
@@ -246,12 +225,10 @@ struct Probes {
   static inline bool has = false;
   static bool aes() { return has; }
   static bool rdrand() { return has; }
-};
-struct TestCore {
   static void *allocate(size_t n) { return zyn_serv_allocate(n, 128); }
   static void deallocate(void *p) { zyn_serv_deallocate(p); }
 };
-int load_bounded(StreamState **s, const Bytes &b, size_t n) { return rng::image::load_bounded<Probes, TestCore>(s, b.data(), n); }
+int load_bounded(StreamState **s, const Bytes &b, size_t n) { return rng::image::load_bounded<Probes, Probes>(s, b.data(), n); }
 
 TEST(Image, CraftedImages) {
   Stream plain(RNX_BRNG_MCG31, {12345}), chunked(RNX_BRNG_MCG31, {12345}), empty_last(plain), empty_first(plain);
@@ -259,6 +236,7 @@ TEST(Image, CraftedImages) {
   add_chunks(chunked, {5, 12});
   add_chunks(empty_last, {0, 4}), add_chunks(empty_first, {4, 0});  // a size 0 block fails its write and read
   const Bytes p = save_m(plain), c = save_m(chunked);
+  const std::array<char, 3> magic = {'R', 'N', 'G'};
   const int bad_m = RNX_STATUS_BAD_IMAGE, bad_f = RNX_STATUS_BAD_FORMAT, rd = RNX_STATUS_FILE_READ;
   const auto with = [](Bytes b, size_t at, auto v) {
     poke(b, at, v);
@@ -278,12 +256,12 @@ TEST(Image, CraftedImages) {
       {"unregistered id", with(p, 20, int32_t((__rnxGetNumRegBrngs() + 1) * RNX_BRNG_INC)), bad_m, bad_f},
       {"negative id", with(p, 20, int32_t(-3)), bad_m, bad_f},
       {"row without generator", with(with(p, 12, int32_t(-16)), 20, int32_t(279)), RNX_STATUS_BAD_BRNG, RNX_STATUS_BAD_BRNG},
-      {"older, magic at 4", older(p, 1, false), 0, 0},
-      {"older, magic at 0", older(p, 1, true), 0, 0},
-      {"older, magic at 0, chunks", older(c, 1, true), rd, rd},
-      {"older, records without shared id", older(c, 0, false), 0, 0, 2},
-      {"older, unknown version, chunks", older(c, 3, false), rd, rd},
-      {"older, unknown version, no chunks", older(p, 3, false), 0, 0},
+      {"older, magic at 4", corpus("older_magic_at_4"), 0, 0, 3},
+      {"older, magic at 0", corpus("older_magic_at_0"), 0, 0},
+      {"older, magic at 0, chunks", with(corpus("older_magic_at_4"), 0, magic), rd, rd},
+      {"older, records without shared id", corpus("older_without_shared_id"), 0, 0, 3},
+      {"older, unknown version, chunks", with(corpus("older_magic_at_4"), 0, uint8_t(3)), rd, rd},
+      {"older, unknown version, no chunks", with(with(corpus("older_magic_at_0"), 0, uint32_t(3)), 4, magic), 0, 0},
       {"chunk size negative", with(c, 32 + 20, int32_t(-1)), rd, rd},
       {"empty chunk last", save_m(empty_last), rd, rd},
       {"empty chunk first", save_m(empty_first), 0, 0, 2},
@@ -336,7 +314,7 @@ TEST(Image, ProcessorProbes) {
 }
 
 // Writes the seed corpus of the fuzz targets to $ZYN_CORPUS_DIR: an image of every generator
-// mid-sequence, streams with chunks (shared and private, Niederr's table), and the older forms.
+// mid-sequence and streams with chunks (shared and private, Niederr's table, Gaussian halves).
 // Run with --gtest_also_run_disabled_tests --gtest_filter=Image.DISABLED_WriteCorpus.
 TEST(Image, DISABLED_WriteCorpus) {
   const char *dir = std::getenv("ZYN_CORPUS_DIR");
@@ -350,12 +328,8 @@ TEST(Image, DISABLED_WriteCorpus) {
   Stream sobol(RNX_BRNG_SOBOL, finished_table(2)), chunked(RNX_BRNG_MCG31, {12345});
   draw(sobol, 77);
   add_chunks(chunked, {5, 12, 0});
-  const Bytes c = save_m(chunked);
   put_file("sobol_user_table", save_m(sobol));
-  put_file("chunks", c);
-  put_file("older_magic_at_4", older(c, 1, false));
-  put_file("older_without_shared_id", older(c, 0, false));
-  put_file("older_magic_at_0", older(save_m(Stream(RNX_BRNG_MCG31, {3})), 1, true));
+  put_file("chunks", save_m(chunked));
 }
 
 // The seed corpus through both fuzz targets: every image loads, from a file as from memory.
