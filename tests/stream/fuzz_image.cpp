@@ -1,8 +1,9 @@
 // The stream image loaders under fuzzing: one input through the file loader (written to a
-// temporary file) or the bounded memory reader, instantiated here so that they are instrumented. A failure must leave no stream; a loaded stream
-// is saved again (its size query and writer on whatever state was read) and released, so the
-// sanitizers see any leak, overrun or shared-table reference left behind. Built as libFuzzer
-// targets by tools/run_fuzz.sh; the seed corpus replays in test_image.cpp.
+// temporary file) or the bounded memory reader, instantiated here so that they are instrumented.
+// A failure must leave no stream; a loaded stream is saved again (its size query and writer on
+// whatever state was read) and released, so the sanitizers see any leak or overrun, and the shared
+// table must hold as many entries as before the load (no shared block leaked or released twice).
+// Built as libFuzzer targets by tools/run_fuzz.sh; the seed corpus replays in test_image.cpp.
 #include <unistd.h>
 
 #include <cstdio>
@@ -24,10 +25,36 @@ struct FuzzHw {
   static bool rdrand() { return __rnxCPUisRDRAND() != 0; }
 };
 
+// The shared table's entry count. The table is a dense array that appends at its end, so a probe
+// entry lands at the index equal to the count; the array's base is found once, as the last slot
+// of a table filled with probes.
+int shared_entries() {
+  static const uint64_t probe[2] = {0x7a796e2d70726f62u, ~0ull};
+  static const GlobRODataTableEntry *const base = [] {
+    const GlobRODataTableEntry *last = nullptr;
+    std::vector<uint64_t> ids;
+    for (GlobRODataTableEntry *e = nullptr;; last = e) {
+      const uint64_t id[2] = {probe[0], ids.size()};
+      if (__rnxCreateGlobRODataTableEntry(&e, id, nullptr) != 0) break;
+      ids.push_back(ids.size());
+    }
+    for (uint64_t i : ids) {
+      const uint64_t id[2] = {probe[0], i};
+      __rnxUnregisterGlobRODataReference(id);
+    }
+    return last - (RNX_GLOB_TABLE_SIZE - 1);
+  }();
+  GlobRODataTableEntry *e = nullptr;
+  if (__rnxCreateGlobRODataTableEntry(&e, probe, nullptr) != 0) std::abort();
+  __rnxUnregisterGlobRODataReference(probe);
+  return int(e - base);
+}
+
 }  // namespace
 
 int zyn_fuzz_image(bool file, const uint8_t *data, size_t size) {
   StreamState *s = nullptr;
+  const int entries = shared_entries();
   int status;
   if (file) {
     static const std::string path = "/tmp/zyn_fuzz_image_" + std::to_string(getpid());
@@ -45,6 +72,7 @@ int zyn_fuzz_image(bool file, const uint8_t *data, size_t size) {
     __rnxSaveStreamM(s, image.data());
     __rnxDeleteStream(&s);
   }
+  if (shared_entries() != entries) std::abort();
   return status;
 }
 

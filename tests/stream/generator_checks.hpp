@@ -51,6 +51,7 @@ struct Stream {
     EXPECT_EQ(__rnxNewStreamEx(&s, id, count == INT_MIN ? int(seed.size()) : count, seed.data()), 0);
   }
   explicit Stream(const Gen &g) : Stream(g.id, g.seed, g.count) {}
+  explicit Stream(std::nullptr_t) {}  // none yet: a loader or a constructor fills s
   Stream(const Stream &o) { EXPECT_EQ(__rnxCopyStream(&s, o.s), 0); }
   Stream &operator=(const Stream &) = delete;
   ~Stream() {
@@ -95,22 +96,23 @@ inline int ExpectOutputs(Stream &st, const Gen &g, Kind kind, int at, int n, con
   return drawn;
 }
 
-// Calls of n then the rest give the numbers of one call, for every n around the block sizes, with
-// the kinds of output mixed, then one long call across several buffers; the registry's word size
+// Calls of n, then up to `first`, then up to `total` give the numbers of one call, for every cut n
+// (by default around the block sizes), with the kinds of output mixed; the registry's word size
 // and bit count are the outputs'.
-inline void CheckSplit(const Gen &g) {
-  const auto ref = g.raw(3401, {});
+inline void CheckSplit(const Gen &g, const std::vector<int> &cuts = {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 255, 256, 257, 1000},
+                       int first = 1300, int total = 3400) {
+  const auto ref = g.raw(total + 1, {});
   BrngEntry e;
   ASSERT_EQ(__rnxGetBrngProperties(g.id, &e), 0);
   EXPECT_EQ(e.wordSize, 4 * g.words) << g.name;
   for (size_t i = 0; i < ref.size(); i += g.words == 2 ? 2 : 1)
     ASSERT_EQ((g.words == 2 ? ref[i] | uint64_t{ref[i + 1]} << 32 : ref[i]) >> e.bitCount, 0u) << g.name;
-  for (int n : {0, 1, 7, 8, 9, 15, 16, 17, 249, 250, 251, 255, 256, 257, 1000})
-    for (Kind first : {kInt, kDouble, kFloat}) {
+  for (int n : cuts)
+    for (Kind kind : {kInt, kDouble, kFloat}) {
       Stream st(g);
-      int at = ExpectOutputs(st, g, first, 0, n, ref);
-      at += ExpectOutputs(st, g, Kind((first + 1) % 3), at, 1300 - n, ref);
-      ExpectOutputs(st, g, first, at, 2100, ref);
+      int at = ExpectOutputs(st, g, kind, 0, n, ref);
+      at += ExpectOutputs(st, g, Kind((kind + 1) % 3), at, first - n, ref);
+      ExpectOutputs(st, g, kind, at, total - at, ref);
       if (testing::Test::HasFailure()) return;
     }
 }

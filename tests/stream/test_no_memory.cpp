@@ -63,6 +63,16 @@ std::vector<uint32_t> table_seed(uint32_t d) {
 }
 const std::vector<uint32_t> kSobolTable = table_seed(50), kNiederrTable = table_seed(319);
 
+// A sampler call of three numbers on `s` whose status must come back with nothing written (a
+// number written makes it nonzero).
+template <class T, class... P>
+std::function<int(Fixture &)> refused(int (*f)(int, StreamState *, int, T *, P...), int method, std::type_identity_t<P>... p) {
+  return [=](Fixture &x) {
+    T r[3] = {7, 7, 7};
+    return f(method, x.s, 3, r, p...) + (r[0] != 7);
+  };
+}
+
 const Row kRows[] = {
     {"NewStream", true, 1, [](Fixture &f) { return __rnxNewStreamEx(&f.out, RNX_BRNG_MCG31, 0, nullptr); }},
     {"NewStream Sobol table", true, 5, [](Fixture &f) {
@@ -106,45 +116,21 @@ const Row kRows[] = {
      }},
 #ifdef ZYN_DIST_GAUSSIAN
     // The carry chunks: refused before the stream is touched.
-    {"dRngGaussian", false, 1, [](Fixture &f) {
-       double r[3] = {7, 7, 7};
-       return _rnxdRngGaussian(GaussianMethodBoxMuller2, f.s, 3, r, 0, 1) + (r[0] != 7);
-     }},
-    {"sRngGaussian", false, 1, [](Fixture &f) {
-       float r[3] = {7, 7, 7};
-       return _rnxsRngGaussian(GaussianMethodBoxMuller2, f.s, 3, r, 0, 1) + (r[0] != 7);
-     }},
+    {"dRngGaussian", false, 1, refused(_rnxdRngGaussian, GaussianMethodBoxMuller2, 0., 1.)},
+    {"sRngGaussian", false, 1, refused(_rnxsRngGaussian, GaussianMethodBoxMuller2, 0.f, 1.f)},
 #endif
 #ifdef ZYN_DIST_GAMMA
-    {"dRngGamma", false, 1, [](Fixture &f) {
-       double r[3] = {7, 7, 7};
-       return _rnxdRngGamma(GammaMethodStd, f.s, 3, r, 2.5, 0, 1) + (r[0] != 7);
-     }},
-    {"sRngGamma", false, 1, [](Fixture &f) {
-       float r[3] = {7, 7, 7};
-       return _rnxsRngGamma(GammaMethodStd, f.s, 3, r, 2.5f, 0, 1) + (r[0] != 7);
-     }},
+    {"dRngGamma", false, 1, refused(_rnxdRngGamma, GammaMethodStd, 2.5, 0., 1.)},
+    {"sRngGamma", false, 1, refused(_rnxsRngGamma, GammaMethodStd, 2.5f, 0.f, 1.f)},
 #endif
 #ifdef ZYN_DIST_DISCRETE
     // The cached set-ups: the block, then the chunk's record.
-    {"iRngBinomial", false, 2, [](Fixture &f) {
-       int r[3] = {7, 7, 7};
-       return _rnxiRngBinomial(BinomialMethodStd, f.s, 3, r, 100, 0.4) + (r[0] != 7);
-     }},
-    {"iRngHypergeometric", false, 2, [](Fixture &f) {
-       int r[3] = {7, 7, 7};
-       return _rnxiRngHypergeometric(HypergeometricMethodStd, f.s, 3, r, 1000, 100, 300) + (r[0] != 7);
-     }},
+    {"iRngBinomial", false, 2, refused(_rnxiRngBinomial, BinomialMethodStd, 100, 0.4)},
+    {"iRngHypergeometric", false, 2, refused(_rnxiRngHypergeometric, HypergeometricMethodStd, 1000, 100, 300)},
 #endif
 #ifdef ZYN_DIST_DISCRETEB
-    {"iRngPoisson", false, 2, [](Fixture &f) {
-       int r[3] = {7, 7, 7};
-       return _rnxiRngPoisson(PoissonMethodPTPE, f.s, 3, r, 1000) + (r[0] != 7);
-     }},
-    {"iRngNegbinomial", false, 2, [](Fixture &f) {
-       int r[3] = {7, 7, 7};
-       return _rnxiRngNegbinomial(NegbinomialMethodMixture, f.s, 3, r, 5, 0.5) + (r[0] != 7);
-     }},
+    {"iRngPoisson", false, 2, refused(_rnxiRngPoisson, PoissonMethodPTPE, 1000.)},
+    {"iRngNegbinomial", false, 2, refused(_rnxiRngNegbinomial, NegbinomialMethodMixture, 5., 0.5)},
 #endif
 };
 
