@@ -15,6 +15,7 @@
 namespace {
 
 GlobRODataTableEntry g_table[RNX_GLOB_TABLE_SIZE];
+int32_t g_size[RNX_GLOB_TABLE_SIZE];  // block sizes of the entries (-1 unknown): a larger chunk can't join
 int32_t g_used = 0;
 std::atomic<int32_t> g_lock{0};
 
@@ -47,7 +48,8 @@ bool present(const uint64_t *id) {
   return find_locked(id) != nullptr;
 }
 
-GlobRODataTableEntry *append_locked(const uint64_t *id, void *data) {
+GlobRODataTableEntry *append_locked(const uint64_t *id, void *data, int32_t size) {
+  g_size[g_used] = size;
   GlobRODataTableEntry &e = g_table[g_used++];
   e.id[0] = id[0];
   e.id[1] = id[1];
@@ -61,7 +63,8 @@ GlobRODataTableEntry *append_locked(const uint64_t *id, void *data) {
 void drop_reference_locked(GlobRODataTableEntry *e) {
   if (--e->refCount > 0) return;
   zyn::core::zyn_serv_deallocate(e->data);
-  *e = g_table[--g_used];
+  g_size[e - g_table] = g_size[--g_used];
+  *e = g_table[g_used];
   g_table[g_used] = GlobRODataTableEntry{};
 }
 
@@ -118,12 +121,20 @@ ZYN_API int __rnxAddChunk(StreamState *stream, int id, const uint64_t *sharedId,
       // Join the entry (the caller keeps its block) or publish this block, as the table stands
       // now: the entry may have appeared or vanished since the first look. A chunk that keeps
       // its shared id always holds one counted reference, so its release can't drop another's.
+      // A chunk larger than the shared block under its id (a damaged image) stays private:
+      // joining would let its size run past the block.
       Locked guard;
       if (GlobRODataTableEntry *e = find_locked(c->sharedId)) {
-        ++e->refCount;
-        c->data = e->data;
+        int32_t &known = g_size[e - g_table];
+        if (known < 0) known = size;
+        if (size <= known) {
+          ++e->refCount;
+          c->data = e->data;
+        } else {
+          c->sharedId[0] = c->sharedId[1] = 0;
+        }
       } else if (g_used < RNX_GLOB_TABLE_SIZE) {
-        append_locked(c->sharedId, c->data);
+        append_locked(c->sharedId, c->data, size);
       } else {
         c->sharedId[0] = c->sharedId[1] = 0;
       }
@@ -210,7 +221,7 @@ ZYN_API int __rnxCreateGlobRODataTableEntry(GlobRODataTableEntry **entry, const 
                                             void *data) {
   Locked guard;
   if (g_used >= RNX_GLOB_TABLE_SIZE) return RNX_STATUS_TABLE_FULL;
-  *entry = append_locked(id, data);
+  *entry = append_locked(id, data, -1);
   return RNX_STATUS_OK;
 }
 
