@@ -49,9 +49,11 @@ void load_both(const Bytes &img, int want_m, int want_f, Stream &m, Stream &f) {
   EXPECT_EQ(__rnxLoadStreamF(&f.s, kPath.c_str(), -1), want_f);
   std::remove(kPath.c_str());
   EXPECT_TRUE((want_m == 0) == (m.s != nullptr) && (want_f == 0) == (f.s != nullptr));
+  using namespace rng::image;
+  const char *state = img.data() + (img[0] == kCurrentVersion ? kHeaderBytes : kOldHeaderBytes);
   for (Stream *l : {&m, &f}) {
-    const size_t state = l->s != nullptr ? size_t(l->row().stateSize) - 16 : 0;
-    EXPECT_TRUE(state == 0 || std::memcmp(RNX_STREAM_STATE(l->s), img.data() + (img[0] == 2 ? 24 : 20), state) == 0);
+    const size_t n = l->s != nullptr ? size_t(l->row().stateSize) - sizeof(StreamState) : 0;
+    EXPECT_TRUE(n == 0 || std::memcmp(RNX_STREAM_STATE(l->s), state, n) == 0);
   }
 }
 
