@@ -48,13 +48,11 @@ inline Gen mcg(bool wide, std::vector<uint32_t> seed) {
   Gen g{wide ? "MCG59" : "MCG31M1", wide ? RNX_BRNG_MCG59 : RNX_BRNG_MCG31, seed, wide ? 2 : 1, wide ? 0 : 1};
   uint64_t x = seed.empty() ? 1 : wide ? (seed[0] + (seed.size() > 1 ? uint64_t{seed[1]} << 32 : 0)) % k2p59 : seed[0] % kM31;
   g.model = congruential({wide ? k2p59 : kM31}, {wide ? kA59 : kA31}, {x == 0 ? 1 : x});
-  if (!wide) {
-    linear(g, std::bit_cast<double>(uint64_t{0x3E00000000200000}));
-    return g;
+  linear(g, std::bit_cast<double>(uint64_t{0x3E00000000200000}));
+  if (wide) {
+    g.d = [](const uint32_t *w, double a, double b) { return double(w[0] | uint64_t{w[1]} << 32) * ((b - a) * 0x1p-59) + a; };
+    g.s = [](const uint32_t *w, float a, float b) { return float(w[0] | uint64_t{w[1]} << 32) * ((b - a) * 0x1p-59f) + a; };
   }
-  auto x59 = [](const uint32_t *w) { return w[0] | uint64_t{w[1]} << 32; };
-  g.d = [x59](const uint32_t *w, double a, double b) { return double(x59(w)) * ((b - a) * 0x1p-59) + a; };
-  g.s = [x59](const uint32_t *w, float a, float b) { return float(x59(w)) * ((b - a) * 0x1p-59f) + a; };
   return g;
 }
 
@@ -73,7 +71,7 @@ inline Gen r250(std::vector<uint32_t> seed) {
   return g;
 }
 
-inline Gen mrg(std::vector<uint32_t> seed) {
+inline Gen mrg(std::vector<uint32_t> seed) {  // seeding rules: MrgSeeding
   Gen g{"MRG32K3A", RNX_BRNG_MRG32K3A, seed, 1, 0, false, true, true};
   linear(g, std::bit_cast<double>(uint64_t{0x3DF000000D10000B}));
   return g;
@@ -145,40 +143,21 @@ inline Gen twister(int id, std::vector<uint32_t> seed) {
   return g;
 }
 
-// Seeds of the counter generators: none, short, a counter about to carry at 2^64 and one about
-// to wrap at 2^128.
-inline std::vector<Gen> counter_generators(bool ars) {
-  const uint32_t m = 0xFFFFFFFF;
-  std::vector<Gen> g;
-  for (std::vector<uint32_t> key : {std::vector<uint32_t>{}, {7}, {0x243F6A88, 0x85A308D3, 0x13198A2E, 0x03707344}}) {
-    key.resize(ars ? std::min<size_t>(key.size(), 4) : std::min<size_t>(key.size(), 2));
-    g.push_back(counter_gen(ars, key));
-    if (key.empty()) continue;
-    key.resize(ars ? 4 : 2);
-    for (std::vector<uint32_t> c : {std::vector<uint32_t>{m - 40, m, 5, 0}, {m - 30, m, m, m}}) {
-      std::vector<uint32_t> s = key;
-      s.insert(s.end(), c.begin(), c.end());
-      g.push_back(counter_gen(ars, s));
-    }
-  }
-  return g;
-}
-
+// Seeds that reach each seeding rule and reduction; the counter generators' with no key, a short
+// one, and counters about to carry at 2^64 and to wrap at 2^128.
 inline std::vector<Gen> all_generators() {
+  const uint32_t m = 0xFFFFFFFF;
   std::vector<uint32_t> seed250(250);
   for (int i = 0; i < 250; ++i) seed250[i] = 0x9E3779B9u * (i + 1);
-  const std::vector<uint32_t> seed249(seed250.begin(), seed250.end() - 1);
-  std::vector<Gen> g = {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {0xFFFFFFFF}), mcg(false, {0x7FFFFFFE, 9}),
-          mcg(true, {}), mcg(true, {0xFFFFFFFF}), mcg(true, {0xFFFFFFFF, 0xFFFFFFFF}), mcg(true, {0, 0x08000000}),
-          mcg(true, {0x12345678, 0x9ABCDEF}),
-          r250({}), r250({0}), r250({0xFFFFFFFF}), r250(seed249), r250(seed250),
-          mrg({}), mrg({0, 0, 0, 0, 0, 0}), mrg({4294967087u, 4294967088u, 0xFFFFFFFF, 4294944443u, 4294944444u, 0xFFFFFFFF}),
-          mrg({12345, 12345, 12345, 12345, 12345, 12345}), mrg({1, 2}),
-          wh(0, {}), wh(1, {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}),
-          wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}),
-          wh(6, {42}, 10), wh(2, {9, 8, 7, 6}, -1, -3)};
+  std::vector<Gen> g = {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {m}), mcg(false, {0x7FFFFFFE, 9}),
+                        mcg(true, {}), mcg(true, {m}), mcg(true, {m, m}), mcg(true, {0, 0x08000000}), mcg(true, {0x12345678, 0x9ABCDEF}),
+                        r250({}), r250({0}), r250({m}), r250({seed250.begin(), seed250.end() - 1}), r250(seed250),
+                        mrg(std::vector<uint32_t>(6, 12345)), wh(0, {}), wh(1, {m, m, m, m}),
+                        wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}), wh(6, {42}, 10),
+                        wh(2, {9, 8, 7, 6}, -1, -3)};
   for (bool ars : {false, true})
-    for (const Gen &c : counter_generators(ars)) g.push_back(c);
+    for (std::vector<uint32_t> s : {std::vector<uint32_t>{}, {7}, {1, 2, 3, 4, m - 40, m, 5, 0}, {5, 6, 7, 8, m - 30, m, m, m}})
+      g.push_back(counter_gen(ars, ars || s.size() < 8 ? s : std::vector<uint32_t>(s.begin() + 2, s.end())));
   for (int id : {int{RNX_BRNG_MT19937}, RNX_BRNG_MT2203 + 4, int{RNX_BRNG_SFMT19937}}) g.push_back(twister(id, {9}));
   return g;
 }
