@@ -14,25 +14,10 @@ namespace {
 
 using Words = std::vector<uint32_t>;
 
-// The data lines of a reference file, split into words: those under the heading "# [section]"
-// (all of them for no section), and those that start with `section`.
-std::vector<std::vector<std::string>> Lines(const std::string &file, const std::string &section) {
-  std::ifstream in(std::string(ZYN_REFDATA) + "/" + file);
-  EXPECT_TRUE(in.good()) << file;
-  std::vector<std::vector<std::string>> r;
-  bool on = section.empty();
-  for (std::string line; std::getline(in, line);) {
-    if (line.rfind("# [", 0) == 0) on = section.empty() || line.rfind("# [" + section + "]", 0) == 0;
-    if (line.empty() || line[0] == '#' || !(on || line.rfind(section + " ", 0) == 0)) continue;
-    std::istringstream words(line);
-    r.emplace_back(std::istream_iterator<std::string>(words), std::istream_iterator<std::string>());
-  }
-  return r;
-}
-
-// A stream seeded so, skipped by `skip`, gives the integer outputs of a file's section (the
-// second column where there are several). Known-answer lines give their own seed (key, counter)
-// and the first block: "name rounds counter(4) key(4 or 2) -> block(4)".
+// A stream seeded so, skipped by `skip`, gives the integer outputs of a reference file's section
+// (the lines under "# [section]", all for none; the second column where there are several).
+// Known-answer lines start with `section` and give their own seed (key, counter) and the first
+// block: "name rounds counter(4) key(4 or 2) -> block(4)".
 struct Published {
   int id;
   Words seed;
@@ -57,7 +42,14 @@ TEST(Generators, PublishedOutputs) {
   for (const Published &p : kPublished) {
     const bool kat = p.id == RNX_BRNG_ARS5 || p.id == RNX_BRNG_PHILOX4X32X10;
     std::vector<std::pair<Words, std::vector<uint64_t>>> cases(kat ? 0 : 1, {p.seed, {}});
-    for (const auto &w : Lines(p.file, p.section)) {
+    std::ifstream in(std::string(ZYN_REFDATA) + "/" + p.file);
+    const std::string section = p.section;
+    bool on = section.empty();
+    for (std::string line; std::getline(in, line);) {
+      if (line.rfind("# [", 0) == 0) on = section.empty() || line.rfind("# [" + section + "]", 0) == 0;
+      if (line.empty() || line[0] == '#' || !(on || line.rfind(section + " ", 0) == 0)) continue;
+      std::istringstream words(line);
+      const std::vector<std::string> w{std::istream_iterator<std::string>(words), {}};
       if (!kat) {
         cases[0].second.push_back(std::stoull(w[w.size() > 1]));
         continue;
