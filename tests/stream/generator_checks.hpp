@@ -150,10 +150,13 @@ inline void CheckSkip(const Gen &g) {
   const auto ref = Reference(g, int(last + 40));
   std::vector<Count> far = {{0xFEDCBA9876543210}, {ones - 2, 1}, {5, 0, 7}, {1, 2, 3, 1}, {5, 0, 0, 2}, {0, 0, 0, 0, 1}, {7, 0, 0, 0, 0, 0},
                             {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, Count(12, 0)};
+  Count hi(12, 0), twice(13, 0);  // 2^767 and 2^768: past any fixed buffer of count words
+  hi[11] = big, twice[12] = 1;
   const std::vector<std::vector<Count>> sums = {{{0xFFFFF}, {1}, {0x100000}}, {{19000}, {968}, {19968}}, {{big}, {big - 1}, {ones}},
                                                 {{big - 1}, {big}, {ones}}, {{ones}, {1}, {0, 1}}, {{0, big}, {0, big}, {0, 0, 1}},
                                                 {{5, 0, 0, 2}, {1, 2, 3, 1}, {6, 2, 3, 3}}, {{0, 0, big}, {0, 0, big}, {0, 0, 0, 1}},
-                                                {{7, 0, 0, 0, 0, 0}, {0}, {7}}, {Count(12, 0), {0}, {0}}};
+                                                {{7, 0, 0, 0, 0, 0}, {0}, {7}}, {Count(12, 0), {0}, {0}},
+                                                {{0, 0, 0, big}, {0, 0, 0, big}, {0, 0, 0, 0, 1}}, {hi, hi, twice}};
   for (bool ex : {false, true}) {
     if (ex && !g.skip_ex) continue;
     for (uint64_t f : g.from) {
