@@ -129,9 +129,9 @@ inline Count Plus(Count k, uint64_t f) {  // k + f in 64-bit words, carrying
 }
 
 // Skip-ahead by k from positions f gives the numbers after drawing f + k: counts that can be
-// drawn against the reference, far and multi-word counts against the model; without a model,
-// skip(a) then skip(b) equals skip(a + b) across the words. A generator without it says so;
-// methods outside 0 to 3 are refused.
+// drawn against the reference, far and multi-word counts against the model where there is one;
+// skip(a) then skip(b) equals skip(a + b), carrying across the words and past any fixed buffer
+// of them. A generator without it says so; methods outside 0 to 3 are refused.
 inline void CheckSkip(const Gen &g) {
   Stream st(g);
   const uint64_t one = 1, big = uint64_t{1} << 63, ones = ~uint64_t{0};
