@@ -1,9 +1,10 @@
-// Reference models of the basic generators, one number at a time with 64- or 128-bit arithmetic,
-// their uniform maps, and the table of generators under test with seeds that reach each seeding
-// rule and reduction. A new generator adds a model and its rows to all_generators().
+// The generators under test with seeds that reach each seeding rule and reduction, and their
+// uniform maps. Models only where nothing published pins the numbers: the congruential
+// generators by powers mod m (any seed, any skip) and R250's seeding; the counter generators'
+// blocks by streams seeded at each counter (known answers pin those first blocks), which checks
+// the carry at 2^64, the wrap at 2^128 and skips of any length.
 #pragma once
 
-#include <array>
 #include <bit>
 
 #include "tests/stream/generator_checks.hpp"
@@ -12,13 +13,18 @@
 namespace zyn::test {
 
 constexpr uint64_t kM31 = 0x7FFFFFFF, kA31 = 1132489760, kA59 = 302875106592253ULL;
-constexpr int64_t kM1 = 4294967087LL, kM2 = 4294944443LL;
 constexpr u128 k2p59 = u128{1} << 59;
 
 // u * ((b - a) * c) + a for a one-word output u; singles computed in double and rounded once.
 inline void linear(Gen &g, double c) {
   g.d = [c](const uint32_t *w, double a, double b) { return double(w[0]) * ((b - a) * c) + a; };
   g.s = [c](const uint32_t *w, float a, float b) { return float(double(w[0]) * ((double(b) - double(a)) * c) + double(a)); };
+}
+
+// s (b - a) 2^-32 + (a + b) / 2 for the output as a signed number s (its top bit flipped first).
+inline void centred(Gen &g, uint32_t flip = 0) {
+  g.d = [flip](const uint32_t *w, double a, double b) { return double(int32_t(w[0] ^ flip)) * ((b - a) * 0x1p-32) + (a + b) * 0.5; };
+  g.s = [flip](const uint32_t *w, float a, float b) { return float(int32_t(w[0] ^ flip)) * ((b - a) * 0x1p-32f) + (a + b) * 0.5f; };
 }
 
 // Components x_i(n+1) = a_i x_i(n) mod m_i side by side: each output is the words of each x_i in
@@ -41,14 +47,12 @@ inline auto congruential(std::vector<u128> m, std::vector<u128> a, std::vector<u
 inline Gen mcg(bool wide, std::vector<uint32_t> seed) {
   Gen g{wide ? "MCG59" : "MCG31M1", wide ? RNX_BRNG_MCG59 : RNX_BRNG_MCG31, seed, wide ? 2 : 1, wide ? 0 : 1};
   uint64_t x = seed.empty() ? 1 : wide ? (seed[0] + (seed.size() > 1 ? uint64_t{seed[1]} << 32 : 0)) % k2p59 : seed[0] % kM31;
-  g.raw = congruential({wide ? k2p59 : kM31}, {wide ? kA59 : kA31}, {x == 0 ? 1 : x});
-  if (!wide) {
-    linear(g, std::bit_cast<double>(uint64_t{0x3E00000000200000}));
-    return g;
+  g.model = congruential({wide ? k2p59 : kM31}, {wide ? kA59 : kA31}, {x == 0 ? 1 : x});
+  linear(g, std::bit_cast<double>(uint64_t{0x3E00000000200000}));
+  if (wide) {
+    g.d = [](const uint32_t *w, double a, double b) { return double(w[0] | uint64_t{w[1]} << 32) * ((b - a) * 0x1p-59) + a; };
+    g.s = [](const uint32_t *w, float a, float b) { return float(w[0] | uint64_t{w[1]} << 32) * ((b - a) * 0x1p-59f) + a; };
   }
-  auto x59 = [](const uint32_t *w) { return w[0] | uint64_t{w[1]} << 32; };
-  g.d = [x59](const uint32_t *w, double a, double b) { return double(x59(w)) * ((b - a) * 0x1p-59) + a; };
-  g.s = [x59](const uint32_t *w, float a, float b) { return float(x59(w)) * ((b - a) * 0x1p-59f) + a; };
   return g;
 }
 
@@ -56,7 +60,7 @@ inline Gen mcg(bool wide, std::vector<uint32_t> seed) {
 // bits into 32 of its words.
 inline Gen r250(std::vector<uint32_t> seed) {
   Gen g{"R250", RNX_BRNG_R250, seed, 1, 0, false, false};
-  g.raw = [seed](int count, const Count &) {
+  g.model = [seed](int count, const Count &) {
     std::vector<uint32_t> x(seed.begin(), seed.begin() + (seed.size() >= 250 ? 250 : 0));
     for (uint32_t s = seed.empty() || seed[0] == 0 ? 1 : seed[0]; x.size() < 250;) x.push_back(s *= 69069);
     for (int j = 0; seed.size() < 250 && j < 32; ++j) x[3 + 7 * j] = (x[3 + 7 * j] & (0xFFFFFFFFu >> j)) | (0x80000000u >> j);
@@ -67,44 +71,8 @@ inline Gen r250(std::vector<uint32_t> seed) {
   return g;
 }
 
-// MRG32K3A: the state after e steps by powers of the two 3 x 3 companion matrices (v oldest
-// first), then the recurrences step by step.
-inline std::vector<int64_t> mrg_skip(std::vector<int64_t> v, const Count &e) {
-  const u128 m[2] = {kM1, kM2};
-  const u128 a[2][9] = {{0, 1, 0, 0, 0, 1, u128(kM1 - 810728), 1403580, 0}, {0, 1, 0, 0, 0, 1, u128(kM2 - 1370589), 0, 527612}};
-  for (int c = 0; c < 2; ++c) {
-    auto mul = [&](const u128 *x, const u128 *y, int cols) {  // x (3 x 3) y (3 x cols), mod m[c]
-      std::vector<u128> t(3 * cols);
-      for (int i = 0; i < 3 * cols; ++i)
-        for (int k = 0; k < 3; ++k) t[i] = (t[i] + x[i / cols * 3 + k] * y[k * cols + i % cols]) % m[c];
-      return t;
-    };
-    std::vector<u128> p(a[c], a[c] + 9), x(v.begin() + 3 * c, v.begin() + 3 * c + 3);
-    for (uint64_t w : e)
-      for (int b = 0; b < 64; ++b, w >>= 1, p = mul(p.data(), p.data(), 3))
-        if (w & 1) x = mul(p.data(), x.data(), 1);
-    std::copy(x.begin(), x.end(), v.begin() + 3 * c);
-  }
-  return v;
-}
-
-inline Gen mrg(std::vector<uint32_t> seed) {
+inline Gen mrg(std::vector<uint32_t> seed) {  // seeding rules: MrgSeeding
   Gen g{"MRG32K3A", RNX_BRNG_MRG32K3A, seed, 1, 0, false, true, true};
-  g.raw = [seed](int count, const Count &skip) {
-    std::vector<int64_t> v(6, 1);
-    for (size_t i = 0; i < 6 && i < seed.size(); ++i) v[i] = seed[i] % (i < 3 ? kM1 : kM2);
-    for (int c : {0, 3})
-      if (v[c] == 0 && v[c + 1] == 0 && v[c + 2] == 0) v[c] = 1;
-    v = mrg_skip(v, skip);
-    std::vector<uint32_t> r;
-    for (int i = 0; i < count; ++i) {
-      const int64_t x = ((1403580 * v[1] - 810728 * v[0]) % kM1 + kM1) % kM1;
-      const int64_t y = ((527612 * v[5] - 1370589 * v[3]) % kM2 + kM2) % kM2;
-      v = {v[1], v[2], x, v[4], v[5], y};
-      r.push_back(static_cast<uint32_t>(((x - y) % kM1 + kM1) % kM1));
-    }
-    return r;
-  };
   linear(g, std::bit_cast<double>(uint64_t{0x3DF000000D10000B}));
   return g;
 }
@@ -120,7 +88,7 @@ inline Gen wh(int sub, std::vector<uint32_t> seed, int id = -1, int count = INT_
     m.push_back(kWhModuli[sub][i]), a.push_back(kWhMultipliers[sub][i]);
     x.push_back(i < int(seed.size()) && seed[i] % kWhModuli[sub][i] != 0 ? seed[i] % kWhModuli[sub][i] : 1);
   }
-  g.raw = congruential(m, a, x);
+  g.model = congruential(m, a, x);
   auto frac = [sub](const uint32_t *w) {
     const double *r = kWhReciprocals[sub];
     const double v = ((double(w[0]) * r[0] + double(w[1]) * r[1]) + double(w[2]) * r[2]) + double(w[3]) * r[3];
@@ -131,127 +99,66 @@ inline Gen wh(int sub, std::vector<uint32_t> seed, int id = -1, int count = INT_
   return g;
 }
 
-// The counter-based bijections with any number of rounds. Philox 4x32: two multiplications per
-// round, the key bumped by the Weyl constants between rounds. ARS 4x32: v = ctr xor key, then
-// rounds - 1 AES rounds and a last one (no column mixing), the round keys key + i W in 64-bit
-// halves. The AES round is written from its definition: S-box by inversion in GF(2^8) and the
-// affine map, rows shifted, columns mixed.
-using Block = std::array<uint32_t, 4>;
-
-inline Block philox_block(int rounds, Block x, const uint32_t *key) {
-  uint32_t k0 = key[0], k1 = key[1];
-  for (int r = 0; r < rounds; ++r, k0 += 0x9E3779B9, k1 += 0xBB67AE85) {
-    const uint64_t p0 = uint64_t{0xD2511F53} * x[0], p1 = uint64_t{0xCD9E8D57} * x[2];
-    x = {uint32_t(p1 >> 32) ^ x[1] ^ k0, uint32_t(p1), uint32_t(p0 >> 32) ^ x[3] ^ k1, uint32_t(p0)};
-  }
-  return x;
-}
-
-inline uint8_t gf_mul(uint8_t a, uint8_t b) {
-  uint8_t p = 0;
-  for (; b; b >>= 1, a = uint8_t(a << 1 ^ (a & 0x80 ? 0x1B : 0)))
-    if (b & 1) p ^= a;
-  return p;
-}
-
-inline uint8_t sbox(uint8_t x) {
-  uint8_t inv = 0;
-  for (int y = 1; x && y < 256; ++y)
-    if (gf_mul(x, uint8_t(y)) == 1) inv = uint8_t(y);
-  uint8_t s = 0x63;
-  for (int i = 0; i < 5; ++i) s ^= std::rotl(inv, i);
-  return s;
-}
-
-inline Block ars_block(int rounds, const Block &c, const uint32_t *key) {
-  static const auto table = [] {
-    std::array<uint8_t, 256> t{};
-    for (int i = 0; i < 256; ++i) t[i] = sbox(uint8_t(i));
-    return t;
-  }();
-  auto bytes = [](const Block &b) {
-    std::array<uint8_t, 16> v;
-    for (int i = 0; i < 16; ++i) v[i] = uint8_t(b[i / 4] >> 8 * (i % 4));
-    return v;
-  };
-  u128 k = u128{key[3]} << 96 | u128{key[2]} << 64 | u128{key[1]} << 32 | key[0];
-  std::array<uint8_t, 16> v = bytes(c), kb = bytes({key[0], key[1], key[2], key[3]});
-  for (int i = 0; i < 16; ++i) v[i] ^= kb[i];
-  for (int r = 1; r <= rounds; ++r) {
-    const uint64_t lo = uint64_t(k) + 0x9E3779B97F4A7C15, hi = uint64_t(k >> 64) + 0xBB67AE8584CAA73B;
-    k = u128{hi} << 64 | lo;
-    std::array<uint8_t, 16> t;
-    for (int i = 0; i < 16; ++i) t[i] = table[v[(i % 4) + 4 * ((i / 4 + i % 4) % 4)]];
-    for (int col = 0; col < 4 && r < rounds; ++col) {
-      uint8_t *a = &t[4 * col], b[4] = {a[0], a[1], a[2], a[3]};
-      for (int i = 0; i < 4; ++i)
-        a[i] = gf_mul(b[i], 2) ^ gf_mul(b[(i + 1) % 4], 3) ^ b[(i + 2) % 4] ^ b[(i + 3) % 4];
-    }
-    for (int i = 0; i < 16; ++i) v[i] = t[i] ^ uint8_t(k >> 8 * i);
-  }
-  Block out{};
-  for (int i = 0; i < 16; ++i) out[i / 4] |= uint32_t{v[i]} << 8 * (i % 4);
-  return out;
-}
-
-// A stream seeded (key, counter): word j is word j mod 4 of the block of counter ctr + j / 4
-// (mod 2^128); a skip reads at most three count words.
+// A counter generator seeded (key, counter): block j is the first block of a stream seeded at
+// counter + j (mod 2^128); a skip reads at most three count words.
 inline Gen counter_gen(bool ars, std::vector<uint32_t> seed) {
-  Gen g{ars ? "ARS5" : "PHILOX4X32X10", ars ? RNX_BRNG_ARS5 : RNX_BRNG_PHILOX4X32X10, seed, 1, 0, false, true, true};
-  const int nk = ars ? 4 : 2;
-  g.raw = [ars, nk, seed](int count, const Count &skip) {
-    std::vector<uint32_t> w(nk + 4, 0);
-    std::copy(seed.begin(), seed.begin() + std::min(seed.size(), w.size()), w.begin());
+  const int id = ars ? RNX_BRNG_ARS5 : RNX_BRNG_PHILOX4X32X10, nk = ars ? 4 : 2;
+  Gen g{ars ? "ARS5" : "PHILOX4X32X10", id, seed, 1, 0, false, true, true};
+  g.model = [id, nk, seed](int count, const Count &skip) {
+    std::vector<uint32_t> w(seed), r;
+    w.resize(nk + 4);
     u128 ctr = u128{w[nk + 3]} << 96 | u128{w[nk + 2]} << 64 | u128{w[nk + 1]} << 32 | w[nk];
     const uint64_t s0 = skip.empty() ? 0 : skip[0], s1 = skip.size() > 1 ? skip[1] : 0, s2 = skip.size() > 2 ? skip[2] : 0;
     ctr += (u128{s1} << 64 | s0) >> 2 | u128{s2 & 3} << 126;
-    std::vector<uint32_t> r;
-    for (int j = int(s0 & 3); int(r.size()) < count; j = 0, ++ctr) {
-      const Block b = ars ? ars_block(5, {uint32_t(ctr), uint32_t(ctr >> 32), uint32_t(ctr >> 64), uint32_t(ctr >> 96)}, w.data())
-                          : philox_block(10, {uint32_t(ctr), uint32_t(ctr >> 32), uint32_t(ctr >> 64), uint32_t(ctr >> 96)}, w.data());
-      for (; j < 4 && int(r.size()) < count; ++j) r.push_back(b[j]);
+    for (size_t j = s0 & 3; r.size() < size_t(count); j = 0, ++ctr) {
+      for (int i = 0; i < 4; ++i) w[nk + i] = uint32_t(ctr >> 32 * i);
+      const auto b = Stream(id, w).ints(4);
+      r.insert(r.end(), b.begin() + j, b.begin() + j + std::min(4 - j, size_t(count) - r.size()));
     }
     return r;
   };
-  g.d = [](const uint32_t *w, double a, double b) { return double(int32_t(w[0])) * ((b - a) * 0x1p-32) + (a + b) * 0.5; };
-  g.s = [](const uint32_t *w, float a, float b) { return float(int32_t(w[0])) * ((b - a) * 0x1p-32f) + (a + b) * 0.5f; };
+  centred(g);
+  g.from = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+  g.skips = {0, 1, 2, 3, 4, 5, 8, 250};
   return g;
 }
 
-// Seeds of the counter generators: none, short, a counter about to carry at 2^64 and one about
-// to wrap at 2^128.
-inline std::vector<Gen> counter_generators(bool ars) {
-  const uint32_t m = 0xFFFFFFFF;
-  std::vector<Gen> g;
-  for (std::vector<uint32_t> key : {std::vector<uint32_t>{}, {7}, {0x243F6A88, 0x85A308D3, 0x13198A2E, 0x03707344}}) {
-    key.resize(ars ? std::min<size_t>(key.size(), 4) : std::min<size_t>(key.size(), 2));
-    g.push_back(counter_gen(ars, key));
-    if (key.empty()) continue;
-    key.resize(ars ? 4 : 2);
-    for (std::vector<uint32_t> c : {std::vector<uint32_t>{m - 40, m, 5, 0}, {m - 30, m, m, m}}) {
-      std::vector<uint32_t> s = key;
-      s.insert(s.end(), c.begin(), c.end());
-      g.push_back(counter_gen(ars, s));
-    }
+// MT19937: singles through (y >> 8) 256 + (y & 255); SFMT19937 signed; MT2203 signed less 2^31,
+// singles through doubles. Cuts and skips around the blocks (69 and 624 words, 4-word elements)
+// and the skip methods' thresholds.
+inline Gen twister(int id, std::vector<uint32_t> seed) {
+  Gen g{"twister " + std::to_string(id), id, seed, 1, 0, false, id != RNX_BRNG_MT2203 + 4};
+  g.cuts = {1, 3, 4, 5, 68, 69, 70, 623, 624, 625, 1248, 2048};
+  if (id == RNX_BRNG_MT19937) {
+    linear(g, 0x1p-32);
+    g.s = [](const uint32_t *w, float a, float b) { return (float(w[0] >> 8) * 256 + float(w[0] & 255)) * ((b - a) * 0x1p-32f) + a; };
+    g.from = {0, 1, 623, 624}, g.skips = {1, 700, 0xFFFFF, 0x100000, 0x100001};
+  } else if (id == RNX_BRNG_SFMT19937) {
+    centred(g);
+    g.from = {0, 1, 2, 3, 621}, g.skips = {1, 5, 624, 19967, 19968, 19969};
+  } else {
+    centred(g, 0x80000000);
+    g.s = [d = g.d](const uint32_t *w, float a, float b) { return float(d(w, a, b)); };
   }
   return g;
 }
 
+// Seeds that reach each seeding rule and reduction; the counter generators' with no key, a short
+// one, and counters about to carry at 2^64 and to wrap at 2^128.
 inline std::vector<Gen> all_generators() {
+  const uint32_t m = 0xFFFFFFFF;
   std::vector<uint32_t> seed250(250);
   for (int i = 0; i < 250; ++i) seed250[i] = 0x9E3779B9u * (i + 1);
-  const std::vector<uint32_t> seed249(seed250.begin(), seed250.end() - 1);
-  std::vector<Gen> g = {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {0xFFFFFFFF}), mcg(false, {0x7FFFFFFE, 9}),
-          mcg(true, {}), mcg(true, {0xFFFFFFFF}), mcg(true, {0xFFFFFFFF, 0xFFFFFFFF}), mcg(true, {0, 0x08000000}),
-          mcg(true, {0x12345678, 0x9ABCDEF}),
-          r250({}), r250({0}), r250({0xFFFFFFFF}), r250(seed249), r250(seed250),
-          mrg({}), mrg({0, 0, 0, 0, 0, 0}), mrg({4294967087u, 4294967088u, 0xFFFFFFFF, 4294944443u, 4294944444u, 0xFFFFFFFF}),
-          mrg({12345, 12345, 12345, 12345, 12345, 12345}), mrg({1, 2}),
-          wh(0, {}), wh(1, {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}),
-          wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}),
-          wh(6, {42}, 10), wh(2, {9, 8, 7, 6}, -1, -3)};
+  std::vector<Gen> g = {mcg(false, {}), mcg(false, {0}), mcg(false, {0x7FFFFFFF}), mcg(false, {m}), mcg(false, {0x7FFFFFFE, 9}),
+                        mcg(true, {}), mcg(true, {m}), mcg(true, {m, m}), mcg(true, {0, 0x08000000}), mcg(true, {0x12345678, 0x9ABCDEF}),
+                        r250({}), r250({0}), r250({m}), r250({seed250.begin(), seed250.end() - 1}), r250(seed250),
+                        mrg(std::vector<uint32_t>(6, 12345)), wh(0, {}), wh(1, {m, m, m, m}),
+                        wh(136, {kWhModuli[136][0], 2 * kWhModuli[136][1] + 5}), wh(272, {7, 8, 9, 10, 11}), wh(6, {42}, 10),
+                        wh(2, {9, 8, 7, 6}, -1, -3)};
   for (bool ars : {false, true})
-    for (const Gen &c : counter_generators(ars)) g.push_back(c);
+    for (std::vector<uint32_t> s : {std::vector<uint32_t>{}, {7}, {1, 2, 3, 4, m - 40, m, 5, 0}, {5, 6, 7, 8, m - 30, m, m, m}})
+      g.push_back(counter_gen(ars, ars || s.size() < 8 ? s : std::vector<uint32_t>(s.begin() + 2, s.end())));
+  for (int id : {int{RNX_BRNG_MT19937}, RNX_BRNG_MT2203 + 4, int{RNX_BRNG_SFMT19937}}) g.push_back(twister(id, {9}));
   return g;
 }
 

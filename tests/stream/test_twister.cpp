@@ -1,5 +1,6 @@
-// The twister generators against published outputs and plain recurrences written here, and the
-// polynomial skip-ahead against drawing and plain GF(2) arithmetic.
+// The twister generators against plain recurrences written here where nothing published reaches
+// (MT2203's sets, long keys), the MT2203 table's primitivity, and the polynomial skip-ahead's
+// two methods against each other. Published outputs, splitting and skips: test_generators.cpp.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -68,85 +69,21 @@ Words long_key(int n) {
   return k;
 }
 
-TEST(Twister, PublishedOutputsAndPlainRecurrences) {
-  const Words a4 = {0x123, 0x234, 0x345, 0x456}, s4 = {0x1234, 0x5678, 0x9ABC, 0xDEF0};
-  const Words mt = Stream(RNX_BRNG_MT19937, a4).ints(1000);
-  const Words sf = Stream(RNX_BRNG_SFMT19937, s4).ints(1000);
-  const uint32_t published[][3] = {{1, 0, 1067595299},   {1, 623, 144400272}, {1, 624, 3768408841},
-                                   {1, 999, 3460025646}, {0, 0, 2920711183},  {0, 623, 3020145527},
-                                   {0, 624, 4073039873}, {0, 999, 788493625}};  // MT19937?, at
-  for (const auto &p : published) EXPECT_EQ((p[0] ? mt : sf)[p[1]], p[2]) << p[0] << " " << p[1];
-  EXPECT_EQ(Stream(RNX_BRNG_MT19937, {}).ints(20)[19], 3836767462u);  // no key is the key {1}
-  EXPECT_EQ(Stream(RNX_BRNG_MT19937, {42, 7}).ints(20)[19], 485898780u);
-  Stream d(RNX_BRNG_MT19937, {1});
-  ASSERT_EQ(__rnxSkipAheadStream(d, 9999), 0);
-  EXPECT_EQ(d.ints(1)[0], 586364410u);
-  // MT2203 sets with the rows' a, b, c, keys shorter and longer than the state (the seeding is
-  // MT19937's); SFMT19937 keys of every length class against the plain seeding.
+// MT2203 sets with the rows' a, b, c, keys shorter and longer than the state (the seeding is
+// MT19937's); SFMT19937 keys of every length class against the plain seeding.
+TEST(Twister, PlainRecurrences) {
   for (int set : {0, 1, 6023, 4})
     for (const Words &key : {Words{5}, long_key(80)})
-      EXPECT_EQ(Stream(RNX_BRNG_MT2203 + set, key).ints(300),
-                mt_words(69, 34, 5, 12, kRows[set], key, 300))
-          << set;
+      EXPECT_EQ(Stream(RNX_BRNG_MT2203 + set, key).ints(300), mt_words(69, 34, 5, 12, kRows[set], key, 300)) << set;
   for (int n : {623, 624, 625, 1000}) {
     Stream st(RNX_BRNG_SFMT19937, long_key(n));
     EXPECT_EQ(Words(&st.state<uint32_t>(0), &st.state<uint32_t>(624)), sfmt_seeded(long_key(n))) << n;
   }
 }
 
-// MT19937: y (b - a) 2^-32 + a, singles through (y >> 8) 256 + (y & 255). The others: y signed
-// (MT2203's less 2^31), plus (a + b) / 2; MT2203's singles through doubles.
-double as_double(int id, uint32_t y, double a, double b) {
-  if (id == RNX_BRNG_MT19937) return y * ((b - a) * 0x1p-32) + a;
-  return int32_t(id == RNX_BRNG_SFMT19937 ? y : y ^ 0x80000000) * ((b - a) * 0x1p-32) +
-         (a + b) * 0.5;
-}
-float as_single(int id, uint32_t y, float a, float b) {
-  if (id == RNX_BRNG_MT19937)
-    return (float(y >> 8) * 256 + float(y & 255)) * ((b - a) * 0x1p-32f) + a;
-  if (id == RNX_BRNG_SFMT19937) return float(int32_t(y)) * ((b - a) * 0x1p-32f) + (a + b) * 0.5f;
-  return float(as_double(id, y, a, b));
-}
-
-// Cuts around the blocks (4-word elements, 69 and 624 words), then one long call across blocks.
-TEST(Twister, SplittingInvariance) {
-  for (int id : {int{RNX_BRNG_MT19937}, RNX_BRNG_MT2203 + 4, int{RNX_BRNG_SFMT19937}}) {
-    const int base = id & ~RNX_BRNG_SUB_MASK;
-    Gen g{"twister " + std::to_string(id), id, {11}, 1};
-    g.raw = [id](int count, const Count &) { return Stream(id, {11}).ints(count); };
-    g.d = [base](const uint32_t *y, double a, double b) { return as_double(base, *y, a, b); };
-    g.s = [base](const uint32_t *y, float a, float b) { return as_single(base, *y, a, b); };
-    CheckSplit(g, {1, 3, 4, 5, 68, 69, 70, 623, 624, 625, 1248, 2048}, 2100, 7100);
-  }
-}
-
-// Skip-ahead by k equals drawing k from positions inside the first block and element, on both
-// sides of the thresholds (stepping and window for MT19937, Horner and window for SFMT19937);
-// skip(a) then skip(b) equals skip(a + b) up to 2^64 - 1; Horner's rule equals the window.
-TEST(Twister, SkipAhead) {
-  for (auto [id, counts, from] :
-       {std::tuple<int, Words, Words>{
-            RNX_BRNG_MT19937, {1, 700, 0xFFFFF, 0x100000, 0x100001}, {0, 1, 623, 624}},
-        {RNX_BRNG_SFMT19937, {1, 5, 624, 19967, 19968, 19969}, {0, 1, 2, 3, 621}}}) {
-    const Words ref = Stream(id, {9}).ints(0x100001 + 700);
-    for (uint32_t k : counts)
-      for (uint32_t f : from) {
-        Stream st(id, {9});
-        st.ints(int(f));
-        ASSERT_EQ(__rnxSkipAheadStream(st, k), 0);
-        ASSERT_EQ(st.ints(9), Words(ref.begin() + f + k, ref.begin() + f + k + 9)) << k << " " << f;
-      }
-  }
-  const uint64_t big = uint64_t{1} << 63;
-  const uint64_t splits[][2] = {{0xFFFFF, 1}, {19000, 968}, {big, big - 1}, {big - 1, big}, {1, 7}};
-  for (int id : {int{RNX_BRNG_MT19937}, int{RNX_BRNG_SFMT19937}})
-    for (const auto &c : splits) {
-      Stream one(id, {3}), two(id, {3});
-      ASSERT_EQ(__rnxSkipAheadStream(one, c[0]) | __rnxSkipAheadStream(one, c[1]), 0);
-      ASSERT_EQ(__rnxSkipAheadStream(two, c[0] + c[1]), 0);
-      EXPECT_EQ(one.ints(700), two.ints(700)) << id << " " << c[0] << " + " << c[1];
-    }
-  for (uint64_t k : {uint64_t{0x100000}, big, ~uint64_t{0}}) {
+// Horner's rule equals the window method.
+TEST(Twister, HornerEqualsWindow) {
+  for (uint64_t k : {uint64_t{0x100000}, uint64_t{1} << 63, ~uint64_t{0}}) {
     Stream horner(RNX_BRNG_MT19937, {3});
     horner.ints(5);
     Stream window(horner);
@@ -238,20 +175,9 @@ TEST(Twister, Mt2203Table) {
   }
 }
 
-TEST(Twister, StatusesAndQuirks) {
-  const uint64_t one = 1;
-  const int rows[][2] = {
-      {RNX_BRNG_MT19937, 0}, {RNX_BRNG_MT2203 + 6023, RNX_STATUS_NO_SKIP}, {RNX_BRNG_SFMT19937, 0}};
-  for (const auto &r : rows) {
-    Stream st(r[0], {1});
-    EXPECT_TRUE(__rnxLeapfrogStream(st, 0, 2) == RNX_STATUS_NO_LEAPFROG &&
-                __rnxSkipAheadStream(st, 1) == r[1] &&
-                __rnxSkipAheadStreamEx(st, 1, &one) == RNX_STATUS_NO_SKIP_EX &&
-                st.row().init(4, st, 0, nullptr) == RNX_STATUS_BAD_METHOD)
-        << r[0];
-  }
+// The copy moves the words and the position: MT2203's a, b, c and SFMT's tail stay.
+TEST(Twister, CopyStateKeepsParameters) {
   Stream first(RNX_BRNG_MT2203, {1}), last(RNX_BRNG_MT2203 + 6023, {1});
-  // The copy moves the words and the position: MT2203's a, b, c and SFMT's tail stay.
   EXPECT_EQ(__rnxCopyStreamState(last, first), 0);
   EXPECT_EQ(last.state<int32_t>(69), first.state<int32_t>(69));
   EXPECT_EQ(std::memcmp(&last.state<uint32_t>(70), &kRows[6023], 12), 0);
