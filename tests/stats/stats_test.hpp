@@ -26,10 +26,26 @@ namespace sstest {
 
 inline int edit(SsTask *t, int64_t code, const double *v) { return _rnxdSSEditTask(t, code, v); }
 inline int edit(SsTask *t, int64_t code, const float *v) { return _rnxsSSEditTask(t, code, v); }
+// The d or s form of a function, by element type.
+template <class T, class D, class S, class... A>
+auto call(D d, S s, A... a) {
+  if constexpr (sizeof(T) == 8) return d(a...);
+  else return s(a...);
+}
+
+// The computing entries (kSortInPlace: the sort with the data as its output).
+enum Entry { kBasic, kQuantiles, kSort, kSortInPlace, kMinmax, kStream, kWMedian, kPooled, kPartial, kRepair, kMissing,
+             kMad, kMahal, kOutliers, kRobustCov, kEntries };
 template <class T>
-int basic(SsTask *t, uint64_t e, uint64_t m, const ZynThreader *th) {
-  if constexpr (sizeof(T) == 8) return _rnxdSSBasic(t, e, m, th);
-  else return _rnxsSSBasic(t, e, m, th);
+int entry(Entry e, SsTask *t, uint64_t est, uint64_t m, const ZynThreader *th = nullptr) {
+  static constexpr decltype(&_rnxdSSBasic) fns[2][kEntries] = {
+      {_rnxsSSBasic, _rnxsSSQuantiles, _rnxsSSSort, _rnxsSSSort, _rnxsSSMinmax, _rnxsSSStreamQuantiles, _rnxsSSWMedian,
+       _rnxsSSPooledCovariance, _rnxsSSPartialCovariance, _rnxsSSCorParametrization, _rnxsSSMissingValues, _rnxsSSMAD,
+       _rnxsSSMahDistance, _rnxsSSOutliersDetection, _rnxsSSRobustCovariance},
+      {_rnxdSSBasic, _rnxdSSQuantiles, _rnxdSSSort, _rnxdSSSort, _rnxdSSMinmax, _rnxdSSStreamQuantiles, _rnxdSSWMedian,
+       _rnxdSSPooledCovariance, _rnxdSSPartialCovariance, _rnxdSSCorParametrization, _rnxdSSMissingValues, _rnxdSSMAD,
+       _rnxdSSMahDistance, _rnxdSSOutliersDetection, _rnxdSSRobustCovariance}};
+  return fns[sizeof(T) == 8][e](t, est, m, th);
 }
 
 // A threader of at most `limit` threads; `run` and `for` start exactly the threads asked for.
@@ -124,10 +140,7 @@ struct Task {
     for (int64_t i = 0; i < d.p; ++i) set(3 + i, d.active(i));
     const T *w = d.w.empty() ? nullptr : d.w.data();
     const void *flags = d.flags.empty() ? nullptr : ints(3);
-    if constexpr (sizeof(T) == 8)
-      EXPECT_EQ(_rnxdSSNewTask(&t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
-    else
-      EXPECT_EQ(_rnxsSSNewTask(&t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
+    EXPECT_EQ(call<T>(_rnxdSSNewTask, _rnxsSSNewTask, &t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
   }
   ~Task() { _rnxSSDeleteTask(&t); }
   void feed(const Data<T> &c) {
@@ -191,7 +204,64 @@ struct Basic {
     r.bind(task.t);
   }
   int operator()(uint64_t estimates, uint64_t method, const ZynThreader *th = nullptr) {
-    return basic<T>(task.t, estimates, method, th);
+    return entry<T>(kBasic, task.t, estimates, method, th);
+  }
+};
+
+// A task over 3 x 64 by-variable data (every seventh value NaN for the missing-value entry) with
+// every field of every entry bound: the basic results (mean the centre), cov and cor the
+// identity; orders {0.5, 0.9} for quantiles and stream quantiles (eps 0.1); order statistics and
+// sorted data (for kSortInPlace the data) by observation, matrices full; groups j % 4,
+// group 2 without covariance; roles {1, 1, -1}; EM limit 5, accuracy 1e-9, 2 DA iterations, NaN
+// marker, 1 imputed set. A Call then sets up to two fields (null by default) and runs an entry.
+template <class T>
+struct Bound : Basic<T> {
+  static constexpr int64_t p = 3, n = 64;
+  std::vector<T> out = std::vector<T>(2 * p * n, T(-777)), out2 = out, eye = {1, 0, 0, 0, 1, 0, 0, 0, 1},
+                 orders = {T(0.5), T(0.9)}, params = {5, T(1e-9), 2, T(NAN), 1}, init = std::vector<T>(9), prior = init;
+  std::vector<int64_t> groups;
+  int64_t two = 2, one = 1, zero = 0, five = 5, by_observation = SsStorageByObservation, full = SsMatrixFull, sims = 28,
+          estimates = 27, flags[4] = {1, 1, 0, 1}, roles[3] = {1, 1, -1};
+  T eps = T(0.1);
+  static Data<T> data(Entry e) {
+    Data<T> d = make_data<T>(p, n, false, false, false, 1);
+    for (size_t k = 0; e == kMissing && k < d.x.size(); k += 7) d.x[k] = T(NAN);
+    return d;
+  }
+  explicit Bound(Entry e) : Basic<T>(data(e), SsMethodFastUserMean) {
+    SsTask *t = this->task.t;
+    for (int64_t j = 0; j < n; ++j) groups.push_back(j % 4);
+    t->cov = t->cor = eye.data();
+    t->quantileOrderCount = t->streamQuantileOrderCount = &two, t->quantileOrders = t->streamQuantileOrders = orders.data();
+    t->quantiles = t->orderStatistics = t->streamQuantiles = t->minimum = t->maximum = out.data();
+    t->orderStatisticsStorage = t->sortedStorage = &by_observation, t->streamParamCount = &one, t->streamParams = &eps;
+    t->sortedData = e == kSortInPlace ? t->data : out2.data();
+    t->groupIndices = groups.data(), t->groupCovIndices = flags, t->pooledCovStorage = t->groupCovStorage = &full;
+    t->pooledMean = t->pooledCov = t->groupMeans = t->groupCov = out.data();
+    t->partialIndices = roles, t->partialCov = t->partialCor = t->parametrizedMatrix = out.data();
+    t->partialCovStorage = t->partialCorStorage = t->parametrizedStorage = t->robustCovStorage = &full;
+    t->missingParamCount = &five, t->missingParams = params.data(), t->initialEstimateCount = t->priorCount = &zero;
+    t->initialEstimates = init.data(), t->prior = prior.data(), t->simulatedCount = &sims, t->simulated = out.data();
+    t->estimateCount = &estimates, t->estimates = out2.data();
+    t->medianDeviation = t->meanDeviation = t->outlierWeights = t->robustCov = out.data(), t->robustMean = out2.data();
+  }
+};
+struct Patch {
+  void *SsTask::*field = nullptr;
+  const void *value = nullptr;
+};
+struct Call {
+  Entry e;
+  uint64_t est, method;
+  Patch a = {}, b = {};
+  // On a fresh Bound task; `before` runs just before the entry.
+  template <class T, class F = void (*)()>
+  int run(F before = [] {}) const {
+    Bound<T> f(e);
+    for (const Patch &x : {a, b})
+      if (x.field) f.task.t->*x.field = const_cast<void *>(x.value);
+    before();
+    return entry<T>(e, f.task.t, est, method);
   }
 };
 

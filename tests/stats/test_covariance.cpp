@@ -14,13 +14,8 @@ namespace {
 template <class T>
 constexpr T kFill = T(-777);
 constexpr uint64_t kAllPooled = SsEstimatePooledCov | SsEstimateGroupCov | SsEstimatePooledMean | SsEstimateGroupMeans;
-constexpr uint64_t kPartial = SsEstimatePartialCov | SsEstimatePartialCor;
+constexpr uint64_t kPartialBoth = SsEstimatePartialCov | SsEstimatePartialCor;
 
-template <class T>
-int entry(int e, SsTask *t, uint64_t est, uint64_t m, const ZynThreader *th = nullptr) {
-  if constexpr (sizeof(T) == 8) return (e == 0 ? _rnxdSSPooledCovariance : e == 1 ? _rnxdSSPartialCovariance : _rnxdSSCorParametrization)(t, est, m, th);
-  else return (e == 0 ? _rnxsSSPooledCovariance : e == 1 ? _rnxsSSPartialCovariance : _rnxsSSCorParametrization)(t, est, m, th);
-}
 // Index of the symmetric element (i, l) of a p x p result in storage st.
 int64_t pos(int64_t st, int64_t i, int64_t l, int64_t p) {
   const int64_t lo = std::min(i, l), hi = std::max(i, l);
@@ -119,7 +114,7 @@ void pooled_cases() {
     Data<T> d = make_data<T>(c.p, c.n, c.om, c.weighted, c.flagged, c.p + c.n);
     d.width = c.width;
     Pooled<T> r(d, c.g, c.pooled_st, c.group_st, c.singles);
-    ASSERT_EQ(entry<T>(0, r.task.t, c.estimates, SsMethodOnePass), SsStatusOk);
+    ASSERT_EQ(entry<T>(kPooled, r.task.t, c.estimates, SsMethodOnePass), SsStatusOk);
     expect_pooled(r, d, c.estimates);
   }
 }
@@ -130,7 +125,7 @@ TEST(SsPooled, MatchesPerGroupReferenceFloat) { pooled_cases<float>(); }
 TEST(SsPooled, ThreadsAgree) {
   auto run = [](const std::vector<Data<double>> &chunks, const ZynThreader *th) {
     Pooled<double> r(chunks[0], 10, SsMatrixFull, SsMatrixPackedLower, false);
-    EXPECT_EQ(entry<double>(0, r.task.t, kAllPooled, SsMethodOnePass, th), SsStatusOk);
+    EXPECT_EQ(entry<double>(kPooled, r.task.t, kAllPooled, SsMethodOnePass, th), SsStatusOk);
     Snapshot s;
     for (auto *v : {&r.pm, &r.pc, &r.gm, &r.gc})
       for (double e : *v) s.add(e, std::fabs(e));
@@ -150,7 +145,7 @@ std::array<std::vector<T>, 2> partial(const std::vector<long double> &in, int64_
   (as_cor ? t->cor : t->cov) = m.data(), (as_cor ? t->corStorage : t->covStorage) = &st;
   t->partialIndices = roles.data(), t->partialCov = pc.data(), t->partialCor = pr.data();
   t->partialCovStorage = t->partialCorStorage = &st;
-  EXPECT_EQ(entry<T>(1, t, kPartial, SsMethodFast), SsStatusOk);
+  EXPECT_EQ(entry<T>(kPartial, t, kPartialBoth, SsMethodFast), SsStatusOk);
   std::array<std::vector<T>, 2> out{pc, pr};
   for (int64_t i = 0; i < q * q; ++i) out[0][i] = pc[pos(st, i / q, i % q, q)], out[1][i] = pr[pos(st, i / q, i % q, q)];
   return out;
@@ -210,7 +205,7 @@ void repair_cases() {
     std::vector<T> in = stored<T>(full, p, st), out(p * p);
     task.t->cor = in.data(), task.t->corStorage = &st;
     task.t->parametrizedMatrix = out.data(), task.t->parametrizedStorage = &out_st;
-    EXPECT_EQ(entry<T>(2, task.t, 0, SsMethodParametrize), SsStatusOk);
+    EXPECT_EQ(entry<T>(kRepair, task.t, 0, SsMethodParametrize), SsStatusOk);
     return std::vector<double>(out.begin(), out.end());
   };
   while (f >> p) {
@@ -230,66 +225,5 @@ void repair_cases() {
 
 TEST(SsRepair, MatchesNumpyDouble) { repair_cases<double>(); }
 TEST(SsRepair, MatchesNumpyFloat) { repair_cases<float>(); }
-
-// Statuses of the three entries (0 pooled, 1 partial, 2 repair) over one task with every field
-// set: groups j % 4, 3 variables whose correlation has variables 1 and 2 equal.
-template <class T>
-void statuses() {
-#define ZYN_F(field) offsetof(SsTask, field)
-  const struct {  // null: the field nulled, or 0; group7: the group of observation 7
-    int entry; size_t null; uint64_t est, method; int status; std::array<int64_t, 3> roles = {1, 1, -1}; int64_t group7 = 3;
-  } rows[] = {
-      {0, 0, kAllPooled, SsMethodFast, SsStatusMethod},
-      {0, 0, kAllPooled, SsMethodOnePass | SsMethodFast, SsStatusMethod},
-      {0, 0, kAllPooled, SsMethodOnePass, SsStatusGroupIndices, {1, 1, -1}, -1},
-      {0, ZYN_F(groupIndices), kAllPooled, SsMethodOnePass, SsStatusGroupIndices},
-      {0, ZYN_F(pooledMean), SsEstimatePooledMean, SsMethodOnePass, SsStatusPooledMean},
-      {0, ZYN_F(pooledCov), SsEstimatePooledCov, SsMethodOnePass, SsStatusPooledCov},
-      {0, ZYN_F(groupMeans), SsEstimateGroupMeans, SsMethodOnePass, SsStatusGroupMeans},
-      {0, ZYN_F(groupCov), SsEstimateGroupCov, SsMethodOnePass, SsStatusGroupCov},
-      {0, ZYN_F(groupCovIndices), SsEstimateGroupCov, SsMethodOnePass, SsStatusGroupIndices},
-      {0, ZYN_F(pooledCovStorage), SsEstimatePooledCov, SsMethodOnePass, SsStatusStorage},
-      {0, ZYN_F(pooledCovStorage), SsEstimatePooledMean, SsMethodOnePass, SsStatusOk},
-      {0, ZYN_F(groupCovStorage), SsEstimateGroupCov, SsMethodOnePass, SsStatusStorage},
-      {0, ZYN_F(data), kAllPooled, SsMethodOnePass, SsStatusData},
-      {0, ZYN_F(storage), kAllPooled, SsMethodOnePass, SsStatusStorage},
-      {1, 0, kPartial, SsMethodFast, SsStatusFactor, {1, -1, -1}},
-      {1, 0, kPartial, SsMethodFast, SsStatusOk, {-1, 1, 1}},
-      {1, 0, kPartial, SsMethodFast, SsStatusOk, {1, 0, 1}},
-      {1, 0, kPartial, SsMethodFast, SsStatusPartialIndices, {1, 2, -1}},
-      {1, 0, kPartial, SsMethodFast, SsStatusPartialIndices, {0, -1, -1}},
-      {1, 0, kPartial, SsMethodOnePass, SsStatusMethod},
-      {1, ZYN_F(partialIndices), kPartial, SsMethodFast, SsStatusPartialIndices},
-      {1, ZYN_F(cor), kPartial, SsMethodFast, SsStatusCov},
-      {1, ZYN_F(corStorage), kPartial, SsMethodFast, SsStatusStorage},
-      {1, ZYN_F(partialCov), kPartial, SsMethodFast, SsStatusPartialCov},
-      {1, ZYN_F(partialCor), kPartial, SsMethodFast, SsStatusPartialCor},
-      {1, ZYN_F(partialCorStorage), kPartial, SsMethodFast, SsStatusStorage},
-      {1, ZYN_F(data), kPartial, SsMethodFast, SsStatusOk},
-      {2, 0, 0, SsMethodFast, SsStatusMethod},
-      {2, ZYN_F(cor), 0, SsMethodParametrize, SsStatusCor},
-      {2, ZYN_F(corStorage), 0, SsMethodParametrize, SsStatusStorage},
-      {2, ZYN_F(parametrizedMatrix), 0, SsMethodParametrize, SsStatusParametrizedMatrix},
-      {2, ZYN_F(parametrizedStorage), 0, SsMethodParametrize, SsStatusStorage},
-      {2, ZYN_F(data), 0, SsMethodParametrize, SsStatusOk},
-  };
-#undef ZYN_F
-  for (const auto &row : rows) {
-    Pooled<T> r(make_data<T>(3, 50, false, false, false, 3), 4, SsMatrixFull, SsMatrixFull, false);
-    r.group[7] = row.group7;
-    std::vector<T> cor = {1, T(0.5), T(0.2), T(0.5), 1, 1, T(0.2), 1, 1}, out(9);
-    std::array<int64_t, 3> roles = row.roles;
-    int64_t full = SsMatrixFull;
-    SsTask *t = r.task.t;
-    t->partialIndices = roles.data(), t->cor = cor.data(), t->corStorage = &full;
-    t->partialCov = t->partialCor = t->parametrizedMatrix = out.data();
-    t->partialCovStorage = t->partialCorStorage = t->parametrizedStorage = &full;
-    if (row.null) *reinterpret_cast<void **>(reinterpret_cast<char *>(t) + row.null) = nullptr;
-    EXPECT_EQ(entry<T>(row.entry, t, row.est, row.method), row.status) << "row " << &row - rows;
-  }
-}
-
-TEST(SsCovariance, StatusesDouble) { statuses<double>(); }
-TEST(SsCovariance, StatusesFloat) { statuses<float>(); }
 
 }  // namespace

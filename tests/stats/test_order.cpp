@@ -9,13 +9,6 @@ using namespace sstest;
 
 namespace {
 
-// The d or s form of an entry, by element type.
-template <class T, class D, class S, class... A>
-auto call(D d, S s, A... a) {
-  if constexpr (sizeof(T) == 8) return d(a...);
-  else return s(a...);
-}
-
 bool same_bits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 template <class T>
 std::vector<T> sorted(std::vector<T> v) {
@@ -135,7 +128,7 @@ std::vector<T> run_quantiles(const Data<T> &d, const std::vector<T> &orders, int
   call<T>(__rnxdSSEditQuantiles, __rnxsSSEditQuantiles, task.t, &count, o.data(), q.data(),
           os.data(), &os_storage);
   const uint64_t both = SsEstimateQuantiles | SsEstimateOrderStatistics;
-  EXPECT_EQ(call<T>(_rnxdSSQuantiles, _rnxsSSQuantiles, task.t, both, SsMethodFast, th), 0);
+  EXPECT_EQ(entry<T>(kQuantiles, task.t, both, SsMethodFast, th), 0);
   q.insert(q.end(), os.begin(), os.end());
   return q;
 }
@@ -310,75 +303,6 @@ TEST(SsOrder, WeightedMedianIsTheMedianOfTheRepeatedData) {
         EXPECT_EQ(m[i], quantiles_of(repeated, {0.5})[0]) << "n " << n << " spread " << spread << " i " << i;
       }
     }
-}
-
-// ---- statuses --------------------------------------------------------------------------------------
-
-TEST(SsOrder, Statuses) {
-  int64_t zero = 0, minus = -1, bad = 0x40000, by_obs = SsStorageByObservation, two = 2, flags[2] = {1, 1};
-  double out[64], none = 0, one = 1, high = 1.5, past[2] = {0.5, 1.5}, nan[2] = {0.5, NAN}, orders[2] = {0.5, 1};
-  double negative[8] = {1, 1, -1, 1, 1, 1, 1, 1}, unset[8] = {1, 1, 1, NAN}, zeros[8] = {};
-  using F = void *SsTask::*;
-  enum Entry { kQuantiles, kSort, kSortInPlace, kMinmax, kStream, kWMedian };
-  decltype(&_rnxdSSSort) entries[] = {_rnxdSSQuantiles, _rnxdSSSort, _rnxdSSSort, _rnxdSSMinmax,
-                                      _rnxdSSStreamQuantiles, _rnxdSSWMedian};
-  // A fresh task over 2 x 8 by-variable data with every order-statistic field bound, field f set
-  // to v and field g nulled, then entry `e` asked for `est` by `m`.
-  auto status = [&](Entry e, uint64_t est, uint64_t m, F f = nullptr, void *v = nullptr, F g = nullptr) {
-    Task<double> task(make_data<double>(2, 8, false, false, false, 1));
-    SsTask *t = task.t;
-    int64_t count = 2, pc = 1, vars = SsStorageByVariable;
-    __rnxdSSEditQuantiles(t, &count, orders, out, out, &vars);
-    __rnxdSSEditStreamQuantiles(t, &count, orders, out, &pc, &one);
-    t->minimum = t->maximum = t->sortedData = out, t->sortedStorage = &vars;
-    if (e == kSortInPlace) t->sortedData = t->data;
-    if (f) t->*f = v;
-    if (g) t->*g = nullptr;
-    return entries[e](t, est, m, nullptr);
-  };
-  const uint64_t qs = SsEstimateQuantiles, os = SsEstimateOrderStatistics, fast = SsMethodFast,
-                 sortm = SsMethodSort, both = SsEstimateMinimum | SsEstimateMaximum, st = SsMethodStream;
-  const std::pair<int, int> rows[] = {  // (status, expected), evaluated in order
-      {status(kQuantiles, qs, fast, &SsTask::storage, &bad), SsStatusStorageValue},
-      {status(kQuantiles, qs, fast, &SsTask::quantiles, nullptr, &SsTask::quantileOrders), SsStatusQuantiles},
-      {status(kQuantiles, qs, fast, &SsTask::quantileOrders), SsStatusQuantileOrders},
-      {status(kQuantiles, qs, fast, &SsTask::quantileOrderCount, &minus), SsStatusQuantileOrderCount},
-      {status(kQuantiles, qs, 0, &SsTask::quantileOrders, past), SsStatusQuantileOrderCount},
-      {status(kQuantiles, os, fast, &SsTask::orderStatistics), SsStatusOrderStatistics},
-      {status(kQuantiles, os, fast, &SsTask::orderStatisticsStorage), SsStatusStorage},
-      {status(kQuantiles, os, 0, &SsTask::orderStatisticsStorage, &bad), SsStatusStorageValue},
-      {status(kQuantiles, qs, fast | SsMethodOnePass), SsStatusMethod},
-      {status(kQuantiles, qs, fast, &SsTask::quantileOrderCount, &zero), SsStatusOk},
-      {status(kSort, 0, sortm, &SsTask::sortedData), SsStatusSortedData},
-      {status(kSort, 0, sortm, &SsTask::sortedStorage), SsStatusStorage},
-      {status(kSortInPlace, 0, sortm, &SsTask::sortedStorage, &by_obs), SsStatusStorage},
-      {status(kSortInPlace, 0, sortm, &SsTask::indices, flags), SsStatusInPlaceSortIndices},
-      {status(kSortInPlace, 0, sortm), SsStatusOk},
-      {status(kSort, 0, 0, &SsTask::sortedStorage, &bad), SsStatusStorageValue},
-      {status(kSort, 0, fast), SsStatusMethod},
-      {status(kMinmax, both, fast, &SsTask::storage, &bad, &SsTask::minimum), SsStatusStorageValue},
-      {status(kMinmax, both, fast, &SsTask::minimum), SsStatusMinimum},
-      {status(kMinmax, SsEstimateMaximum, fast, &SsTask::minimum), SsStatusOk},
-      {status(kMinmax, both, fast, &SsTask::maximum), SsStatusMaximum},
-      {status(kMinmax, both, SsMethodFastUserMean), SsStatusMethod},
-      {status(kStream, 0, st, &SsTask::streamQuantileOrders), SsStatusStreamQuantileOrders},
-      {status(kStream, 0, st, &SsTask::streamQuantileOrderCount, &minus), SsStatusStreamQuantileOrderCount},
-      {status(kStream, 0, st, &SsTask::streamParamCount), SsStatusStreamParamCountNull},
-      {status(kStream, 0, st, &SsTask::streamParamCount, &two), SsStatusStreamParamCount},
-      {status(kStream, 0, st, &SsTask::streamQuantileOrders, nan, &SsTask::streamParams), SsStatusStreamQuantileOrderCount},
-      {status(kStream, 0, st, &SsTask::streamParams), SsStatusStreamParams},
-      {status(kStream, 0, fast, &SsTask::streamParams, &high), SsStatusMethod},
-      {status(kStream, 0, st, &SsTask::streamParams, &high), SsStatusStreamEpsilon},
-      {status(kStream, 0, st, &SsTask::streamParams, &none), SsStatusStreamEpsilon},
-      {status(kStream, 0, st, &SsTask::streamQuantiles), SsStatusStreamQuantiles},
-      {status(kStream, 0, SsMethodStreamFeed, &SsTask::streamQuantiles), SsStatusOk},  // eps 1
-      {status(kWMedian, 0, fast, &SsTask::quantiles), SsStatusQuantiles},
-      {status(kWMedian, 0, 0, &SsTask::weights, negative), SsStatusWeights},
-      {status(kWMedian, 0, 0, &SsTask::weights, unset), SsStatusWeights},
-      {status(kWMedian, 0, 0, &SsTask::weights, zeros), SsStatusWeights},
-      {status(kWMedian, 0, SsMethodOnePass), SsStatusMethod},
-      {status(kWMedian, 0, fast, &SsTask::observations, &zero), SsStatusObservations}};
-  for (size_t k = 0; k < std::size(rows); ++k) EXPECT_EQ(rows[k].first, rows[k].second) << "row " << k;
 }
 
 }  // namespace
