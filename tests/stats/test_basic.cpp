@@ -135,7 +135,8 @@ TEST(SsBasic, ThreadCountsAgree) {
   for (uint64_t m : kDataMethods)
     for (bool om : {false, true}) {
       SCOPED_TRACE(testing::Message() << "method " << m << " by observation " << om);
-      expect_threads_agree(runner<double>(m), make_data<double>(3, 20000, om, true, false, 5), 1e-10);
+      const Data<double> d = make_data<double>(3, 20000, om, true, false, 5);
+      expect_threads_agree([&](const ZynThreader *th) { return run_basic<double>(m, {d}, th); }, 1e-10);
     }
 }
 

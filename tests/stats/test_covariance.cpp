@@ -16,16 +16,11 @@ constexpr T kFill = T(-777);
 constexpr uint64_t kAllPooled = SsEstimatePooledCov | SsEstimateGroupCov | SsEstimatePooledMean | SsEstimateGroupMeans;
 constexpr uint64_t kPartialBoth = SsEstimatePartialCov | SsEstimatePartialCor;
 
-// Index of the symmetric element (i, l) of a p x p result in storage st.
-int64_t pos(int64_t st, int64_t i, int64_t l, int64_t p) {
-  const int64_t lo = std::min(i, l), hi = std::max(i, l);
-  return !packed(st, false) ? i * p + l : st & SsMatrixUpperBit ? lo * p - lo * (lo - 1) / 2 + hi - lo : hi * (hi + 1) / 2 + lo;
-}
 template <class T, class V>
 std::vector<T> stored(const std::vector<V> &full, int64_t p, int64_t st) {
   std::vector<T> m(p * p, kFill<T>);
   for (int64_t i = 0; i < p; ++i)
-    for (int64_t l = 0; l < p; ++l) m[pos(st, i, l, p)] = static_cast<T>(full[i * p + l]);
+    for (int64_t l = 0; l < p; ++l) m[pos(st, false, p, i, l)] = static_cast<T>(full[i * p + l]);
   return m;
 }
 
@@ -79,7 +74,7 @@ void expect_pooled(const Pooled<T> &r, const Data<T> &d, uint64_t e) {
   auto matrix = [&](const T *m, int64_t st, const long double *c, long double div, bool wanted) {
     for (int64_t i = 0; i < p; ++i)
       for (int64_t l = 0; l < p && d.active(i); ++l)
-        if (d.active(l)) near(m[pos(st, i, l, p)], c[i * p + l] / div, std::sqrt(c[i * p + i] * c[l * p + l]) / div, wanted);
+        if (d.active(l)) near(m[pos(st, false, p, i, l)], c[i * p + l] / div, std::sqrt(c[i * p + i] * c[l * p + l]) / div, wanted);
   };
   for (int64_t i = 0; i < p; ++i) {
     near(r.pm[i], mean[i] / W, std::fabs(mean[i] / W), d.active(i) && (e & (SsEstimatePooledCov | SsEstimatePooledMean)));
@@ -123,15 +118,12 @@ TEST(SsPooled, MatchesPerGroupReferenceDouble) { pooled_cases<double>(); }
 TEST(SsPooled, MatchesPerGroupReferenceFloat) { pooled_cases<float>(); }
 
 TEST(SsPooled, ThreadsAgree) {
-  auto run = [](const std::vector<Data<double>> &chunks, const ZynThreader *th) {
-    Pooled<double> r(chunks[0], 10, SsMatrixFull, SsMatrixPackedLower, false);
+  const Data<double> d = make_data<double>(6, 40000, true, true, true, 11);
+  expect_threads_agree([&](const ZynThreader *th) {
+    Pooled<double> r(d, 10, SsMatrixFull, SsMatrixPackedLower, false);
     EXPECT_EQ(entry<double>(kPooled, r.task.t, kAllPooled, SsMethodOnePass, th), SsStatusOk);
-    Snapshot s;
-    for (auto *v : {&r.pm, &r.pc, &r.gm, &r.gc})
-      for (double e : *v) s.add(e, std::fabs(e));
-    return s;
-  };
-  expect_threads_agree(run, make_data<double>(6, 40000, true, true, true, 11), 1e-11);
+    return flat(r.pm, r.pc, r.gm, r.gc);
+  }, 1e-11);
 }
 
 // Partial covariance and correlation of the q variables with role 1 in `in` (its storage st,
@@ -147,7 +139,7 @@ std::array<std::vector<T>, 2> partial(const std::vector<long double> &in, int64_
   t->partialCovStorage = t->partialCorStorage = &st;
   EXPECT_EQ(entry<T>(kPartial, t, kPartialBoth, SsMethodFast), SsStatusOk);
   std::array<std::vector<T>, 2> out{pc, pr};
-  for (int64_t i = 0; i < q * q; ++i) out[0][i] = pc[pos(st, i / q, i % q, q)], out[1][i] = pr[pos(st, i / q, i % q, q)];
+  for (int64_t i = 0; i < q * q; ++i) out[0][i] = pc[pos(st, false, q, i / q, i % q)], out[1][i] = pr[pos(st, false, q, i / q, i % q)];
   return out;
 }
 
