@@ -209,7 +209,7 @@ struct Basic {
 };
 
 // A task over 3 x 64 by-variable data (every seventh value NaN for the missing-value entry) with
-// every field of every entry bound: the basic results (mean the centre), cov and cor the
+// every field of every entry bound, through the compound editors where there is one: the basic results (mean the centre), cov and cor the
 // identity; orders {0.5, 0.9} for quantiles and stream quantiles (eps 0.1); order statistics and
 // sorted data (for kSortInPlace the data) by observation, matrices full; groups j % 4,
 // group 2 without covariance; roles {1, 1, -1}; EM limit 5, accuracy 1e-9, 2 DA iterations, NaN
@@ -231,19 +231,18 @@ struct Bound : Basic<T> {
   explicit Bound(Entry e) : Basic<T>(data(e), SsMethodFastUserMean) {
     SsTask *t = this->task.t;
     for (int64_t j = 0; j < n; ++j) groups.push_back(j % 4);
-    t->cov = t->cor = eye.data();
-    t->quantileOrderCount = t->streamQuantileOrderCount = &two, t->quantileOrders = t->streamQuantileOrders = orders.data();
-    t->quantiles = t->orderStatistics = t->streamQuantiles = t->minimum = t->maximum = out.data();
-    t->orderStatisticsStorage = t->sortedStorage = &by_observation, t->streamParamCount = &one, t->streamParams = &eps;
-    t->sortedData = e == kSortInPlace ? t->data : out2.data();
-    t->groupIndices = groups.data(), t->groupCovIndices = flags, t->pooledCovStorage = t->groupCovStorage = &full;
-    t->pooledMean = t->pooledCov = t->groupMeans = t->groupCov = out.data();
-    t->partialIndices = roles, t->partialCov = t->partialCor = t->parametrizedMatrix = out.data();
-    t->partialCovStorage = t->partialCorStorage = t->parametrizedStorage = t->robustCovStorage = &full;
-    t->missingParamCount = &five, t->missingParams = params.data(), t->initialEstimateCount = t->priorCount = &zero;
-    t->initialEstimates = init.data(), t->prior = prior.data(), t->simulatedCount = &sims, t->simulated = out.data();
-    t->estimateCount = &estimates, t->estimates = out2.data();
-    t->medianDeviation = t->meanDeviation = t->outlierWeights = t->robustCov = out.data(), t->robustMean = out2.data();
+    T *o = out.data(), *o2 = out2.data(), *id = eye.data();
+    call<T>(__rnxdSSEditQuantiles, __rnxsSSEditQuantiles, t, &two, orders.data(), o, o, &by_observation);
+    call<T>(__rnxdSSEditStreamQuantiles, __rnxsSSEditStreamQuantiles, t, &two, orders.data(), o, &one, &eps);
+    call<T>(__rnxdSSEditPooledCovariance, __rnxsSSEditPooledCovariance, t, groups.data(), o, o, flags, o, o);
+    call<T>(__rnxdSSEditPartialCovCor, __rnxsSSEditPartialCovCor, t, roles, id, &full, id, &full, o, &full, o, &full);
+    call<T>(__rnxdSSEditMtxParametrz, __rnxsSSEditMtxParametrz, t, id, &full, o, &full);
+    call<T>(__rnxdSSEditRCov, __rnxsSSEditRCov, t, &full, nullptr, nullptr, o2, o);
+    call<T>(__rnxdSSEditOutDetect, __rnxsSSEditOutDetect, t, nullptr, nullptr, o);
+    call<T>(__rnxdSSEditMissingVals, __rnxsSSEditMissingVals, t, &five, params.data(), &zero, init.data(), &zero,
+            prior.data(), &sims, o, &estimates, o2);
+    t->minimum = t->maximum = t->medianDeviation = t->meanDeviation = o, t->sortedStorage = &by_observation;
+    t->sortedData = e == kSortInPlace ? t->data : o2, t->pooledCovStorage = t->groupCovStorage = &full;
   }
 };
 struct Patch {
