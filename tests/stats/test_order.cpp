@@ -241,43 +241,38 @@ TEST(SsOrder, MinmaxFollowsTheScalarRuleOnNaNsAndSignedZeros) {
 
 // ---- stream quantiles ----------------------------------------------------------------------------
 
+// Stream quantiles of d (by observation, or one variable) fed in portions: each flagged variable
+// within eps in rank of its data, the others untouched.
+template <class T>
+void check_stream(const Data<T> &d, std::vector<T> orders, T eps, int64_t portion) {
+  SCOPED_TRACE(testing::Message() << "eps " << eps << " portion " << portion);
+  Task<T> task(d.slice(0, portion));
+  int64_t count = orders.size(), one = 1;
+  std::vector<T> q(d.p * count, T(-777));
+  call<T>(__rnxdSSEditStreamQuantiles, __rnxsSSEditStreamQuantiles, task.t, &count, orders.data(), q.data(), &one, &eps);
+  for (int64_t j = 0; j < d.n; j += portion) {
+    task.set(1, std::min(portion, d.n - j)), edit(task.t, SsEditData, &d.x[j * d.p]);
+    ASSERT_EQ(entry<T>(kStream, task.t, 0, j + portion < d.n ? SsMethodStreamFeed : SsMethodStream), 0);
+  }
+  for (int64_t i = 0; i < d.p; ++i) {
+    const std::vector<T> v = sorted(d, i);
+    for (int64_t c = 0; c < count; ++c)
+      if (d.active(i)) expect_rank_within({v.begin(), v.end()}, q[i * count + c], orders[c], eps);
+      else EXPECT_EQ(q[i * count + c], T(-777));
+  }
+}
+
 TEST(SsOrder, StreamQuantilesWithinEpsilonInRank) {
-  std::vector<double> orders = {0, 0.5, 1, 0.03, 0.31, 0.77};
   for (double eps : {1.0, 0.1, 0.01, 0.001})
     for (int kind = 0; kind < 5; ++kind)  // random, sorted, reversed, constant, tied
       for (int64_t portion : {1, 2, 7, 1000, 20000}) {
-        const int64_t n = 20000;
-        Data<double> d = make_data<double>(1, n, false, false, false, 30 + kind);
-        for (int64_t j = 0; j < n; ++j)
+        Data<double> d = make_data<double>(1, 20000, false, false, false, 30 + kind);
+        for (int64_t j = 0; j < d.n; ++j)
           d.x[j] = kind == 1 ? j : kind == 2 ? -j : kind == 3 ? 5 : kind == 4 ? j % 13 : d.x[j];
-        Task<double> task(d.slice(0, portion));
-        int64_t count = orders.size(), one = 1;
-        std::vector<double> q(count);
-        __rnxdSSEditStreamQuantiles(task.t, &count, orders.data(), q.data(), &one, &eps);
-        for (int64_t j = 0; j < n; j += portion) {
-          task.set(1, std::min(portion, n - j)), _rnxdSSEditTask(task.t, SsEditData, &d.x[j]);
-          ASSERT_EQ(_rnxdSSStreamQuantiles(task.t, 0, j + portion < n ? SsMethodStreamFeed : SsMethodStream, nullptr), 0);
-        }
-        SCOPED_TRACE(testing::Message() << "kind " << kind << " portion " << portion);
-        for (int64_t c = 0; c < count; ++c) expect_rank_within(sorted(d.x), q[c], orders[c], eps);
+        SCOPED_TRACE(testing::Message() << "kind " << kind);
+        check_stream<double>(d, {0, 0.5, 1, 0.03, 0.31, 0.77}, eps, portion);
       }
-}
-
-// By observation with flags: each flagged variable within its own bound, the others untouched.
-TEST(SsOrder, StreamQuantilesPerVariable) {
-  const Data<float> d = make_data<float>(3, 5000, true, false, true, 8);
-  Task<float> task(d);
-  int64_t count = 2, one = 1;
-  const float orders[] = {0.2f, 0.9f}, eps = 0.01f;
-  std::vector<float> q(3 * count, -777.f);
-  __rnxsSSEditStreamQuantiles(task.t, &count, orders, q.data(), &one, &eps);
-  ASSERT_EQ(_rnxsSSStreamQuantiles(task.t, 0, SsMethodStream, nullptr), 0);
-  for (int64_t i = 0; i < 3; ++i) {
-    const std::vector<float> v = sorted(d, i);
-    for (int64_t c = 0; c < count; ++c)
-      if (d.active(i)) expect_rank_within({v.begin(), v.end()}, q[i * count + c], orders[c], eps);
-      else EXPECT_EQ(q[i * count + c], -777.f);
-  }
+  check_stream<float>(make_data<float>(3, 5000, true, false, true, 8), {0.2f, 0.9f}, 0.01f, 5000);  // flagged
 }
 
 // ---- weighted median -----------------------------------------------------------------------------
