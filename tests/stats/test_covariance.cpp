@@ -40,11 +40,9 @@ struct Pooled {
     for (int64_t k = 0; k < g; ++k) flags[k] = k % 3 != 2;
     group32.assign(group.begin(), group.end()), flags32.assign(flags.begin(), flags.end());
     pm.assign(d.p, kFill<T>), pc.assign(d.p * d.p, kFill<T>), gm.assign(g * d.p, kFill<T>), gc.assign(g * d.p * d.p, kFill<T>);
-    SsTask *t = task.t;
-    t->groupIndices = d.width ? static_cast<void *>(group.data()) : group32.data();
-    t->groupCovIndices = d.width ? static_cast<void *>(flags.data()) : flags32.data();
-    t->pooledMean = pm.data(), t->pooledCov = pc.data(), t->groupMeans = gm.data(), t->groupCov = gc.data();
-    t->pooledCovStorage = &st[0], t->groupCovStorage = &st[1];  // the low half serves 32-bit tasks
+    call<T>(__rnxdSSEditPooledCovariance, __rnxsSSEditPooledCovariance, task.t, d.width ? (void *)group.data() : group32.data(),
+            pm.data(), pc.data(), d.width ? (void *)flags.data() : flags32.data(), gm.data(), gc.data());
+    task.t->pooledCovStorage = &st[0], task.t->groupCovStorage = &st[1];  // the low half serves 32-bit tasks
   }
 };
 
@@ -133,11 +131,9 @@ std::array<std::vector<T>, 2> partial(const std::vector<long double> &in, int64_
   Task<T> task(make_data<T>(p, 2, false, false, false, 1));
   const int64_t q = std::count(roles.begin(), roles.end(), 1);
   std::vector<T> m = stored<T>(in, p, st), pc(q * q), pr(q * q);
-  SsTask *t = task.t;
-  (as_cor ? t->cor : t->cov) = m.data(), (as_cor ? t->corStorage : t->covStorage) = &st;
-  t->partialIndices = roles.data(), t->partialCov = pc.data(), t->partialCor = pr.data();
-  t->partialCovStorage = t->partialCorStorage = &st;
-  EXPECT_EQ(entry<T>(kPartial, t, kPartialBoth, SsMethodFast), SsStatusOk);
+  T *cov = as_cor ? nullptr : m.data(), *cor = as_cor ? m.data() : nullptr;
+  call<T>(__rnxdSSEditPartialCovCor, __rnxsSSEditPartialCovCor, task.t, roles.data(), cov, &st, cor, &st, pc.data(), &st, pr.data(), &st);
+  EXPECT_EQ(entry<T>(kPartial, task.t, kPartialBoth, SsMethodFast), SsStatusOk);
   std::array<std::vector<T>, 2> out{pc, pr};
   for (int64_t i = 0; i < q * q; ++i) out[0][i] = pc[pos(st, false, q, i / q, i % q)], out[1][i] = pr[pos(st, false, q, i / q, i % q)];
   return out;
@@ -195,8 +191,7 @@ void repair_cases() {
   auto repair = [&](const std::vector<double> &full, int64_t st) {
     Task<T> task(make_data<T>(p, 2, false, false, false, 1));
     std::vector<T> in = stored<T>(full, p, st), out(p * p);
-    task.t->cor = in.data(), task.t->corStorage = &st;
-    task.t->parametrizedMatrix = out.data(), task.t->parametrizedStorage = &out_st;
+    call<T>(__rnxdSSEditMtxParametrz, __rnxsSSEditMtxParametrz, task.t, in.data(), &st, out.data(), &out_st);
     EXPECT_EQ(entry<T>(kRepair, task.t, 0, SsMethodParametrize), SsStatusOk);
     return std::vector<double>(out.begin(), out.end());
   };
