@@ -1,5 +1,5 @@
-// The task record: creation and edit statuses, every code's field, the compound editors,
-// deletion.
+// The task record: creation and edit statuses, every code's field, the compound editors, every
+// entry's refusals (over a Bound task), deletion.
 #include <cstring>
 #include <map>
 
