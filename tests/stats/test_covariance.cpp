@@ -1,6 +1,6 @@
 // Pooled and group covariance against long-double per-group sums; partial covariance against a
 // closed form and long-double regression residuals (Gram-Schmidt); the correlation repair against numpy
-// (tools/repair_reference.py); the statuses of all three.
+// (tools/repair_reference.py). (Statuses: the table in test_task.cpp.)
 #include <array>
 #include <fstream>
 #include <numeric>

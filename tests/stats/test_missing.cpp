@@ -1,6 +1,6 @@
 // Missing values: EM against Anderson's closed form for a bivariate monotone pattern (and the
 // maximum-likelihood estimates without missing values); data augmentation against EM, the
-// conjugate posterior and the data; threads; statuses.
+// conjugate posterior and the data; threads. (Statuses: the table in test_task.cpp.)
 #include <array>
 #include <cstring>
 
