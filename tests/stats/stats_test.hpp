@@ -5,10 +5,11 @@
 // a task over it and feeds it further chunks; Results<T> binds every basic result. A Snapshot is
 // what a run wrote, one vector with a scale per element. Reference: long-double sums, the oracle.
 //
-// Properties shared by every estimator, over a runner `Snapshot run(chunks, threader)` that
-// feeds the chunks to one task in turn:
-//   expect_threads_agree       1, 2 and 7 threads and the core library's table agree
-//   expect_halves_equal_whole  two chunks accumulated equal one call over the whole
+// Properties shared by every estimator:
+//   expect_threads_agree       1, 2 and 7 threads and the core library's table agree, over a
+//                              runner `Snapshot run(threader)`
+//   expect_halves_equal_whole  two chunks accumulated equal one call over the whole, over a
+//                              runner `Snapshot run(chunks, threader)` feeding one task in turn
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,10 +27,26 @@ namespace sstest {
 
 inline int edit(SsTask *t, int64_t code, const double *v) { return _rnxdSSEditTask(t, code, v); }
 inline int edit(SsTask *t, int64_t code, const float *v) { return _rnxsSSEditTask(t, code, v); }
+// The d or s form of a function, by element type.
+template <class T, class D, class S, class... A>
+auto call(D d, S s, A... a) {
+  if constexpr (sizeof(T) == 8) return d(a...);
+  else return s(a...);
+}
+
+// The computing entries (kSortInPlace: the sort with the data as its output).
+enum Entry { kBasic, kQuantiles, kSort, kSortInPlace, kMinmax, kStream, kWMedian, kPooled, kPartial, kRepair, kMissing,
+             kMad, kMahal, kOutliers, kRobustCov, kEntries };
 template <class T>
-int basic(SsTask *t, uint64_t e, uint64_t m, const ZynThreader *th) {
-  if constexpr (sizeof(T) == 8) return _rnxdSSBasic(t, e, m, th);
-  else return _rnxsSSBasic(t, e, m, th);
+int entry(Entry e, SsTask *t, uint64_t est, uint64_t m, const ZynThreader *th = nullptr) {
+  static constexpr decltype(&_rnxdSSBasic) fns[2][kEntries] = {
+      {_rnxsSSBasic, _rnxsSSQuantiles, _rnxsSSSort, _rnxsSSSort, _rnxsSSMinmax, _rnxsSSStreamQuantiles, _rnxsSSWMedian,
+       _rnxsSSPooledCovariance, _rnxsSSPartialCovariance, _rnxsSSCorParametrization, _rnxsSSMissingValues, _rnxsSSMAD,
+       _rnxsSSMahDistance, _rnxsSSOutliersDetection, _rnxsSSRobustCovariance},
+      {_rnxdSSBasic, _rnxdSSQuantiles, _rnxdSSSort, _rnxdSSSort, _rnxdSSMinmax, _rnxdSSStreamQuantiles, _rnxdSSWMedian,
+       _rnxdSSPooledCovariance, _rnxdSSPartialCovariance, _rnxdSSCorParametrization, _rnxdSSMissingValues, _rnxdSSMAD,
+       _rnxdSSMahDistance, _rnxdSSOutliersDetection, _rnxdSSRobustCovariance}};
+  return fns[sizeof(T) == 8][e](t, est, m, th);
 }
 
 // A threader of at most `limit` threads; `run` and `for` start exactly the threads asked for.
@@ -124,10 +141,7 @@ struct Task {
     for (int64_t i = 0; i < d.p; ++i) set(3 + i, d.active(i));
     const T *w = d.w.empty() ? nullptr : d.w.data();
     const void *flags = d.flags.empty() ? nullptr : ints(3);
-    if constexpr (sizeof(T) == 8)
-      EXPECT_EQ(_rnxdSSNewTask(&t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
-    else
-      EXPECT_EQ(_rnxsSSNewTask(&t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
+    EXPECT_EQ(call<T>(_rnxdSSNewTask, _rnxsSSNewTask, &t, ints(0), ints(1), ints(2), d.x.data(), w, flags, d.width), 0);
   }
   ~Task() { _rnxSSDeleteTask(&t); }
   void feed(const Data<T> &c) {
@@ -136,16 +150,15 @@ struct Task {
   }
 };
 
-// Element (i, l) of a symmetric p x p matrix in full or packed storage. Packed: bit 0 (bit 1
-// alone too for cross-products), the lower triangle by rows unless bit 1 says upper.
+// The place of element (i, l) of a symmetric p x p matrix in full or packed storage. Packed:
+// bit 0 (bit 1 alone too for cross-products), the lower triangle by rows unless bit 1 says upper.
 inline bool packed(int64_t storage, bool cp) {
   return (storage & SsMatrixPackedBit) || (cp && (storage & SsMatrixUpperBit));
 }
-template <class T>
-T sym(const std::vector<T> &m, int64_t storage, bool cp, int64_t p, int64_t i, int64_t l) {
+inline int64_t pos(int64_t storage, bool cp, int64_t p, int64_t i, int64_t l) {
   const int64_t lo = std::min(i, l), hi = std::max(i, l);
-  if (!packed(storage, cp)) return m[i * p + l];
-  return storage & SsMatrixUpperBit ? m[lo * p - lo * (lo - 1) / 2 + hi - lo] : m[hi * (hi + 1) / 2 + lo];
+  if (!packed(storage, cp)) return i * p + l;
+  return storage & SsMatrixUpperBit ? lo * p - lo * (lo - 1) / 2 + hi - lo : hi * (hi + 1) / 2 + lo;
 }
 
 // Every basic result array, filled with a marker, bound by the compound editors.
@@ -191,7 +204,63 @@ struct Basic {
     r.bind(task.t);
   }
   int operator()(uint64_t estimates, uint64_t method, const ZynThreader *th = nullptr) {
-    return basic<T>(task.t, estimates, method, th);
+    return entry<T>(kBasic, task.t, estimates, method, th);
+  }
+};
+
+// A task over 3 x 64 by-variable data (every seventh value NaN for the missing-value entry) with
+// every field of every entry bound, through the compound editors where there is one: the basic results (mean the centre), cov and cor the
+// identity; orders {0.5, 0.9} for quantiles and stream quantiles (eps 0.1); order statistics and
+// sorted data (for kSortInPlace the data) by observation, matrices full; groups j % 4,
+// group 2 without covariance; roles {1, 1, -1}; EM limit 5, accuracy 1e-9, 2 DA iterations, NaN
+// marker, 1 imputed set. A Call then sets up to two fields (null by default) and runs an entry.
+template <class T>
+struct Bound : Basic<T> {
+  static constexpr int64_t p = 3, n = 64;
+  std::vector<T> out = std::vector<T>(2 * p * n, T(-777)), out2 = out, eye = {1, 0, 0, 0, 1, 0, 0, 0, 1},
+                 orders = {T(0.5), T(0.9)}, params = {5, T(1e-9), 2, T(NAN), 1}, init = std::vector<T>(9), prior = init;
+  std::vector<int64_t> groups;
+  int64_t two = 2, one = 1, zero = 0, five = 5, by_observation = SsStorageByObservation, full = SsMatrixFull, sims = 28,
+          estimates = 27, flags[4] = {1, 1, 0, 1}, roles[3] = {1, 1, -1};
+  T eps = T(0.1);
+  static Data<T> data(Entry e) {
+    Data<T> d = make_data<T>(p, n, false, false, false, 1);
+    for (size_t k = 0; e == kMissing && k < d.x.size(); k += 7) d.x[k] = T(NAN);
+    return d;
+  }
+  explicit Bound(Entry e) : Basic<T>(data(e), SsMethodFastUserMean) {
+    SsTask *t = this->task.t;
+    for (int64_t j = 0; j < n; ++j) groups.push_back(j % 4);
+    T *o = out.data(), *o2 = out2.data(), *id = eye.data();
+    call<T>(__rnxdSSEditQuantiles, __rnxsSSEditQuantiles, t, &two, orders.data(), o, o, &by_observation);
+    call<T>(__rnxdSSEditStreamQuantiles, __rnxsSSEditStreamQuantiles, t, &two, orders.data(), o, &one, &eps);
+    call<T>(__rnxdSSEditPooledCovariance, __rnxsSSEditPooledCovariance, t, groups.data(), o, o, flags, o, o);
+    call<T>(__rnxdSSEditPartialCovCor, __rnxsSSEditPartialCovCor, t, roles, id, &full, id, &full, o, &full, o, &full);
+    call<T>(__rnxdSSEditMtxParametrz, __rnxsSSEditMtxParametrz, t, id, &full, o, &full);
+    call<T>(__rnxdSSEditRCov, __rnxsSSEditRCov, t, &full, nullptr, nullptr, o2, o);
+    call<T>(__rnxdSSEditOutDetect, __rnxsSSEditOutDetect, t, nullptr, nullptr, o);
+    call<T>(__rnxdSSEditMissingVals, __rnxsSSEditMissingVals, t, &five, params.data(), &zero, init.data(), &zero,
+            prior.data(), &sims, o, &estimates, o2);
+    t->minimum = t->maximum = t->medianDeviation = t->meanDeviation = o, t->sortedStorage = &by_observation;
+    t->sortedData = e == kSortInPlace ? t->data : o2, t->pooledCovStorage = t->groupCovStorage = &full;
+  }
+};
+struct Patch {
+  void *SsTask::*field = nullptr;
+  const void *value = nullptr;
+};
+struct Call {
+  Entry e;
+  uint64_t est, method;
+  Patch a = {}, b = {};
+  // On a fresh Bound task; `before` runs just before the entry.
+  template <class T, class F = void (*)()>
+  int run(F before = [] {}) const {
+    Bound<T> f(e);
+    for (const Patch &x : {a, b})
+      if (x.field) f.task.t->*x.field = const_cast<void *>(x.value);
+    before();
+    return entry<T>(e, f.task.t, est, method);
   }
 };
 
@@ -208,7 +277,7 @@ Snapshot snapshot(Results<T> &r) {
     for (T e : *v) s.add(e, std::fabs(e));
   for (int k = 0; k < 3; ++k) {
     const std::vector<T> &m = k == 0 ? r.cov : k == 1 ? r.cor : r.cp;
-    auto at = [&](int64_t i, int64_t l) { return sym(m, r.storage[k], k == 2, r.p, i, l); };
+    auto at = [&](int64_t i, int64_t l) { return m[pos(r.storage[k], k == 2, r.p, i, l)]; };
     for (int64_t i = 0; i < r.p; ++i)
       for (int64_t l = 0; l < r.p; ++l) s.add(at(i, l), std::sqrt(std::fabs(at(i, i) * at(l, l))));
     for (int64_t e = r.p * (r.p + 1) / 2; packed(r.storage[k], k == 2) && e < r.p * r.p; ++e)
@@ -262,15 +331,24 @@ inline void expect_rank_within(const std::vector<double> &s, double v, double q,
       << "value " << v << " ranks " << lo << ".." << hi << " want " << r << " eps " << eps;
 }
 
-template <class T, class Run>
-void expect_threads_agree(Run run, const Data<T> &d, double tol) {
-  const Snapshot one = run({d}, threads_table(1));
+// Whole vectors as a Snapshot, each element on its own scale.
+template <class... V>
+Snapshot flat(const V &...v) {
+  Snapshot s;
+  (..., [&] { for (auto e : v) s.add(e, std::fabs(e)); }());
+  return s;
+}
+
+// run(threader) gives a Snapshot.
+template <class Run>
+void expect_threads_agree(Run run, double tol) {
+  const Snapshot one = run(threads_table(1));
   for (int threads : {2, 7}) {
     SCOPED_TRACE(testing::Message() << threads << " threads");
-    expect_close(run({d}, threads_table(threads)), one, tol);
-    EXPECT_EQ(g_largest_run.load(), threads);
+    expect_close(run(threads_table(threads)), one, tol);
+    EXPECT_TRUE(g_largest_run > 1 && g_largest_run <= threads) << g_largest_run;  // used, within the limit
   }
-  expect_close(run({d}, &zyn_serv_ss_threader), one, tol);
+  expect_close(run(&zyn_serv_ss_threader), one, tol);
 }
 
 template <class T, class Run>

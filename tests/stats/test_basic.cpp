@@ -1,4 +1,4 @@
-// Basic estimates against long-double sums on offset data, the shared properties, statuses.
+// Basic estimates against long-double sums on offset data, the shared properties.
 #include "stats_test.hpp"
 
 using namespace sstest;
@@ -131,22 +131,17 @@ auto runner(uint64_t method) {
   return [=](const std::vector<Data<T>> &chunks, const ZynThreader *th) { return run_basic<T>(method, chunks, th); };
 }
 
-TEST(SsBasic, ThreadCountsAgree) {
+TEST(SsBasic, ThreadsAgreeAndHalvesEqualTheWhole) {
   for (uint64_t m : kDataMethods)
     for (bool om : {false, true}) {
       SCOPED_TRACE(testing::Message() << "method " << m << " by observation " << om);
-      expect_threads_agree(runner<double>(m), make_data<double>(3, 20000, om, true, false, 5), 1e-10);
-    }
-}
-
-TEST(SsBasic, HalvesEqualTheWhole) {
-  for (uint64_t m : kDataMethods)
-    for (bool weighted : {false, true})
-      for (bool om : {false, true}) {
-        SCOPED_TRACE(testing::Message() << "method " << m << " weighted " << weighted << " om " << om);
+      const Data<double> d = make_data<double>(3, 20000, om, true, false, 5);
+      expect_threads_agree([&](const ZynThreader *th) { return run_basic<double>(m, {d}, th); }, 1e-10);
+      for (bool weighted : {false, true}) {
         expect_halves_equal_whole(runner<double>(m), make_data<double>(4, 2000, om, weighted, false, 7), 1e-9);
         expect_halves_equal_whole(runner<float>(m), make_data<float>(4, 2000, om, weighted, false, 7), 2e-3);
       }
+    }
 }
 
 // Packed storages hold the full matrices, also when a second call accumulates through them.
@@ -160,47 +155,6 @@ TEST(SsBasic, PackedStoragesReadBackTheFullMatrices) {
     SCOPED_TRACE(testing::Message() << s[0] << " " << s[1] << " " << s[2]);
     expect_close(run_basic<double>(SsMethodFast, chunks, nullptr, kAllBasic, s), full, 1e-12);
   }
-}
-
-TEST(SsBasic, Statuses) {
-  int64_t zero = 0, bad = 0x40000, both = SsStorageByVariable | SsStorageByObservation;
-  double x = 0;
-  using F = void *SsTask::*;
-  // A fresh task with field f set to v and field g nulled, asked for e by method m.
-  auto status = [](uint64_t e, uint64_t m, F f = nullptr, void *v = nullptr, F g = nullptr) {
-    Basic<double> b(make_data<double>(3, 40, false, false, false, 1), m);
-    if (f) b.task.t->*f = v;
-    if (g) b.task.t->*g = nullptr;
-    return b(e, m);
-  };
-  const uint64_t mean = SsEstimateMean, one = SsMethodOnePass, fast = SsMethodFast, sums = SsMethodFromSums;
-  const std::pair<int, int> rows[] = {  // (status, expected), evaluated in order
-      // Needed results are checked lowest bit first, by the dependency table of the method.
-      {status(SsEstimateKurtosis, one, &SsTask::c4m), SsStatusC4m},
-      {status(SsEstimateC4m | SsEstimateKurtosis, fast, &SsTask::c4m), SsStatusC4m},
-      {status(SsEstimateKurtosis, one, &SsTask::c4m, nullptr, &SsTask::r2m), SsStatusR2m},
-      {status(SsEstimateC2s, fast, &SsTask::r2m), SsStatusR2m},
-      {status(SsEstimateC2s, one, &SsTask::r2m), SsStatusOk},
-      {status(SsEstimateSum, sums), SsStatusMethod},
-      {status(mean, sums, &SsTask::sum), SsStatusSum},
-      {status(SsEstimateSum, one, &SsTask::sum), SsStatusSum},
-      {status(SsEstimateCov, one, &SsTask::covStorage), SsStatusStorage},
-      {status(mean, 0), SsStatusMethod},
-      {status(mean, fast | one), SsStatusMethod},
-      {status(mean, fast | SsMethodSort), SsStatusMethod},
-      {status(mean, SsMethodFastUserMean | fast), SsStatusMethod},
-      {status(mean, fast, &SsTask::dimension), SsStatusDimension},
-      {status(mean, fast, &SsTask::dimension, &zero), SsStatusDimension},
-      {status(mean, one, &SsTask::observations, &zero), SsStatusObservations},
-      {status(mean, one, &SsTask::storage, &bad), SsStatusStorageValue},
-      {status(mean, one, &SsTask::storage, &both), SsStatusOk},  // tested by bits
-      {status(mean, one, &SsTask::storage), SsStatusStorage},
-      {status(mean, one, &SsTask::data), SsStatusData},
-      // From sums without accumulated weights: n stands in for them, unless there are weights.
-      {status(SsEstimateC2m, sums, &SsTask::weights, &x, &SsTask::accumulatedWeights), SsStatusAccumulatedWeights},
-      {status(SsEstimateC2m, sums, &SsTask::accumulatedWeights), SsStatusOk},
-      {_rnxdSSBasic(nullptr, mean, fast, nullptr), SsStatusNullTask}};
-  for (size_t k = 0; k < std::size(rows); ++k) EXPECT_EQ(rows[k].first, rows[k].second) << "row " << k;
 }
 
 }  // namespace

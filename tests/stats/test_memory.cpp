@@ -24,129 +24,60 @@ void set_budget(long allocations) {
   fn(allocations);
 }
 
-// A computation on a fresh task with `budget` allocations allowed inside the entry.
-int basic(uint64_t method, long budget) {
-  Basic<double> b(make_data<double>(3, 64, true, false, false, 1), method);
-  set_budget(budget);
-  const int status = b(SsEstimateC2m | SsEstimateCov, method);
-  set_budget(-1);
-  return status;
-}
-
-// An order-statistic entry on a fresh 3 x 64 task (64 values take stream quantiles at eps 0.1 into
-// their second sub-stream) with `budget` allocations allowed inside the entry.
-int order(int entry, long budget) {
-  Task<double> task(make_data<double>(3, 64, true, true, false, 2));
-  int64_t count = 2, one = 1, by_obs = SsStorageByObservation;
-  double orders[] = {0.5, 0.9}, out[192], eps = 0.1;
-  SsTask *t = task.t;
-  __rnxdSSEditQuantiles(t, &count, orders, out, out, &by_obs);
-  __rnxdSSEditStreamQuantiles(t, &count, orders, out, &one, &eps);
-  t->sortedData = out, t->sortedStorage = &by_obs;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSQuantiles(t, SsEstimateQuantiles | SsEstimateOrderStatistics, SsMethodFast, nullptr)
-      : entry == 1 ? _rnxdSSSort(t, 0, SsMethodSort, nullptr)
-      : entry == 2 ? _rnxdSSWMedian(t, 0, SsMethodFast, nullptr)
-                   : _rnxdSSStreamQuantiles(t, 0, SsMethodStream, nullptr);
-  set_budget(-1);
-  return status;
-}
-
-// A covariance entry (0 pooled, 1 partial, 2 repair) on a fresh 3 x 64 task.
-int covariance(int entry, long budget) {
-  Task<double> task(make_data<double>(3, 64, false, true, false, 3));
-  std::vector<int64_t> groups(64);
-  for (int64_t j = 0; j < 64; ++j) groups[j] = j % 4;
-  int64_t flags[4] = {1, 1, 0, 1}, full = SsMatrixFull, roles[3] = {1, 1, -1};
-  double out[64], cor[9] = {1, 0.5, 0.2, 0.5, 1, 0.3, 0.2, 0.3, 1};
-  SsTask *t = task.t;
-  __rnxdSSEditPooledCovariance(t, groups.data(), out, out, flags, out, out);
-  __rnxdSSEditPartialCovCor(t, roles, nullptr, nullptr, cor, &full, out, &full, out, &full);
-  __rnxdSSEditMtxParametrz(t, cor, &full, out, &full);
-  t->pooledCovStorage = t->groupCovStorage = &full;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSPooledCovariance(t, SsEstimatePooledCov | SsEstimateGroupCov, SsMethodOnePass, nullptr)
-      : entry == 1 ? _rnxdSSPartialCovariance(t, SsEstimatePartialCov | SsEstimatePartialCor, SsMethodFast, nullptr)
-                   : _rnxdSSCorParametrization(t, 0, SsMethodParametrize, nullptr);
-  set_budget(-1);
-  return status;
-}
-
-// Missing values on a fresh 3 x 64 task, every seventh value NaN: EM, 2 DA iterations, 1 set.
-int missing(long budget) {
-  Data<double> d = make_data<double>(3, 64, false, false, false, 5);
-  for (size_t k = 0; k < d.x.size(); k += 7) d.x[k] = std::nan("");
-  Task<double> task(d);
-  int64_t five = 5, estimates = 27, simulated = 28;
-  double params[5] = {5, 1e-9, 2, std::nan(""), 1}, out[64];
-  __rnxdSSEditMissingVals(task.t, &five, params, nullptr, nullptr, nullptr, nullptr, &simulated, out, &estimates, out);
-  set_budget(budget);
-  const int status = _rnxdSSMissingValues(task.t, 0, SsMethodMissing, nullptr);
-  set_budget(-1);
-  return status;
-}
-
-// A robust entry (0 deviations, 1 distances, 2 outliers from the median, 3 from the classical
-// start, 4 robust covariance) on a fresh 3 x 64 task.
-int robust(int entry, long budget) {
-  Task<double> task(make_data<double>(3, 64, true, entry == 2, false, 4));
-  int64_t three = 3, full = SsMatrixFull;
-  double out[64], mean[3] = {1e6, 1e6, 1e6}, a[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1}, params[3] = {1, 0.05, 0.005};
-  SsTask *t = task.t;
-  t->medianDeviation = t->meanDeviation = out, t->mean = mean, t->cov = a, t->outlierWeights = out;
-  if (entry == 3) t->outlierParamCount = &three, t->outlierParams = params;
-  t->robustMean = mean, t->robustCov = out, t->robustCovStorage = &full;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSMAD(t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, SsMethodFast, nullptr)
-      : entry == 1 ? _rnxdSSMahDistance(t, 0, SsMethodFast, nullptr)
-      : entry == 4 ? _rnxdSSRobustCovariance(t, 0, SsMethodRobustTbs, nullptr)
-                   : _rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr);
-  set_budget(-1);
-  return status;
-}
-
 TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
   ASSERT_EQ(g_env, 0);
-  const int64_t p = 2;
-  const std::tuple<const char *, std::function<int(long)>, int> entries[] = {  // allocations, at least
-      {"new task",
-       [&](long budget) {
-         SsTask *t = nullptr;
-         set_budget(budget);
-         const int status = _rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1);
-         set_budget(-1);
-         EXPECT_TRUE(status == SsStatusOk || t == nullptr);
-         _rnxSSDeleteTask(&t);
-         return status;
-       },
-       1},
+  using S = SsTask;
+  const int64_t by_obs = SsStorageByObservation, three = 3;
+  const std::vector<double> w(64, 1.0), params = {1, 0.05, 0.005};
+  const Patch om = {&S::storage, &by_obs}, weighted = {&S::weights, w.data()};
+  const uint64_t fast = SsMethodFast, c2cov = SsEstimateC2m | SsEstimateCov;
+  const struct {
+    const char *name;
+    Call call;
+    int allocations;  // at least
+  } rows[] = {
       // The variable list and the buffers, and for the user mean the kept mean.
-      {"fast", [](long budget) { return basic(SsMethodFast, budget); }, 2},
-      {"one pass", [](long budget) { return basic(SsMethodOnePass, budget); }, 2},
-      {"user mean", [](long budget) { return basic(SsMethodFastUserMean, budget); }, 3},
-      // The variable list and the copies; the orders, the records, two tables and a top.
-      {"quantiles", [](long budget) { return order(0, budget); }, 2},
-      {"sort", [](long budget) { return order(1, budget); }, 2},
-      {"weighted median", [](long budget) { return order(2, budget); }, 2},
-      {"stream quantiles", [](long budget) { return order(3, budget); }, 5},
-      {"pooled covariance", [](long budget) { return covariance(0, budget); }, 2},
-      {"partial covariance", [](long budget) { return covariance(1, budget); }, 2},
-      {"correlation repair", [](long budget) { return covariance(2, budget); }, 2},
-      {"missing values", missing, 8},
-      {"deviations", [](long budget) { return robust(0, budget); }, 2},
-      {"distances", [](long budget) { return robust(1, budget); }, 1},
-      {"outliers, median start", [](long budget) { return robust(2, budget); }, 10},
-      {"outliers, classical start", [](long budget) { return robust(3, budget); }, 10},
-      {"robust covariance", [](long budget) { return robust(4, budget); }, 12}};
-  for (const auto &[name, call, allocations] : entries) {
+      {"fast", {kBasic, c2cov, fast, om}, 2},
+      {"one pass", {kBasic, c2cov, SsMethodOnePass, om}, 2},
+      {"user mean", {kBasic, c2cov, SsMethodFastUserMean, om}, 3},
+      // The variable list and the copies; the orders, the records, two tables and a top (64
+      // values at eps 0.1 reach the second sub-stream).
+      {"quantiles", {kQuantiles, SsEstimateQuantiles | SsEstimateOrderStatistics, fast, om}, 2},
+      {"sort", {kSort, 0, SsMethodSort, om}, 2},
+      {"weighted median", {kWMedian, 0, fast, om, weighted}, 2},
+      {"stream quantiles", {kStream, 0, SsMethodStream, om, weighted}, 5},
+      {"pooled covariance", {kPooled, SsEstimatePooledCov | SsEstimateGroupCov, SsMethodOnePass, weighted}, 2},
+      {"partial covariance", {kPartial, SsEstimatePartialCov | SsEstimatePartialCor, fast, weighted}, 2},
+      {"correlation repair", {kRepair, 0, SsMethodParametrize, weighted}, 2},
+      {"missing values", {kMissing, 0, SsMethodMissing}, 8},
+      {"deviations", {kMad, SsEstimateMedianDeviation | SsEstimateMeanDeviation, fast, om}, 2},
+      {"distances", {kMahal, 0, fast, om}, 1},
+      {"outliers, median start", {kOutliers, 0, SsMethodOutliers, om, weighted}, 10},
+      {"outliers, classical start", {kOutliers, 0, SsMethodOutliers, {&S::outlierParamCount, &three}, {&S::outlierParams, params.data()}}, 10},
+      {"robust covariance", {kRobustCov, 0, SsMethodRobustTbs, om}, 12}};
+  // Each failing allocation gives the memory status, up to the first budget that succeeds.
+  auto expect_fails_cleanly = [](const char *name, const std::function<int(long)> &f, int allocations) {
     long budget = 0;
-    for (int status; (status = call(budget)) != SsStatusOk && budget < 100; ++budget)
+    for (int status; (status = f(budget)) != SsStatusOk && budget < 100; ++budget)
       EXPECT_EQ(status, SsStatusMemory) << name << " budget " << budget;
     EXPECT_TRUE(budget >= allocations && budget < 100) << name << " " << budget;
-  }
+  };
+  const int64_t p = 2;
+  expect_fails_cleanly("new task", [&](long budget) {
+    SsTask *t = nullptr;
+    set_budget(budget);
+    const int status = _rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1);
+    set_budget(-1);
+    EXPECT_TRUE(status == SsStatusOk || t == nullptr);
+    _rnxSSDeleteTask(&t);
+    return status;
+  }, 1);
+  for (const auto &[name, call, allocations] : rows)
+    expect_fails_cleanly(name, [&](long budget) {
+      const int status = call.run<double>([&] { set_budget(budget); });
+      set_budget(-1);
+      return status;
+    }, allocations);
 }
 
 // Stream quantiles of data fed in three portions, the second with `budget` allocations (below

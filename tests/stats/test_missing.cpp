@@ -1,6 +1,6 @@
 // Missing values: EM against Anderson's closed form for a bivariate monotone pattern (and the
 // maximum-likelihood estimates without missing values); data augmentation against EM, the
-// conjugate posterior and the data; threads; statuses.
+// conjugate posterior and the data; threads. (Statuses: the table in test_task.cpp.)
 #include <array>
 #include <cstring>
 
@@ -29,15 +29,10 @@ struct Missing {
     init.assign(rec, 0), prior.assign(2 + rec, 0);
     const int64_t c[5] = {5, 0, 0, int64_t(sim.size()) - 1, int64_t(est.size())};
     std::copy(c, c + 5, count);
-    if constexpr (sizeof(T) == 8)
-      __rnxdSSEditMissingVals(task.t, &count[0], par.data(), &count[1], init.data(), &count[2], prior.data(), &count[3], sim.data(), &count[4], est.data());
-    else
-      __rnxsSSEditMissingVals(task.t, &count[0], par.data(), &count[1], init.data(), &count[2], prior.data(), &count[3], sim.data(), &count[4], est.data());
+    call<T>(__rnxdSSEditMissingVals, __rnxsSSEditMissingVals, task.t, &count[0], par.data(), &count[1], init.data(), &count[2],
+            prior.data(), &count[3], sim.data(), &count[4], est.data());
   }
-  int operator()(const ZynThreader *th = nullptr, uint64_t method = SsMethodMissing) {
-    if constexpr (sizeof(T) == 8) return _rnxdSSMissingValues(task.t, 0, method, th);
-    else return _rnxsSSMissingValues(task.t, 0, method, th);
-  }
+  int operator()(const ZynThreader *th = nullptr) { return entry<T>(kMissing, task.t, 0, SsMethodMissing, th); }
   // The first record against want (q means, covariance packed lower by rows), to kTol of |mean|
   // and sqrt(S_ii S_ll).
   void expect_estimate(const std::vector<long double> &want) const {
@@ -149,55 +144,12 @@ TEST(SsMissing, AugmentationAgreesWithEmPosteriorAndDataFloat) { augmentation_ca
 
 TEST(SsMissing, ThreadsAgreeBitForBit) {
   int64_t M;
-  auto run = [&](const std::vector<Data<double>> &chunks, const ZynThreader *th) {
-    Missing<double> r(chunks[0], {20, 1e-12, 30, kNaN, 3}, M);
+  const Data<double> d = linked<double>(8000, false, &M);
+  expect_threads_agree([&](const ZynThreader *th) {
+    Missing<double> r(d, {20, 1e-12, 30, kNaN, 3}, M);
     EXPECT_EQ(r(th), SsStatusOk);
-    Snapshot s;
-    for (auto *v : {&r.est, &r.sim})
-      for (double e : *v) s.add(e, 1);
-    return s;
-  };
-  expect_threads_agree(run, linked<double>(8000, false, &M), 0);
+    return flat(r.est, r.sim);
+  }, 0);
 }
-
-// Statuses: one change to a good call (p 3, n 60, T 4, m 2) a row: a parameter (what 0-4) or a
-// count (5-9) set to value, a field nulled, variable 1 all missing (10) or variable 2 constant (11).
-template <class T>
-void statuses() {
-  const struct { size_t null; int what; double value; int status; } rows[] = {
-      {0, 5, 4, SsStatusMissingParamCount},
-      {offsetof(SsTask, missingParams), 0, 20, SsStatusMissingParams},
-      {0, 0, -1, SsStatusMissingParams},
-      {0, 1, 0, SsStatusMissingParams},
-      {0, 2, 1.5, SsStatusMissingParams},
-      {0, 4, 5, SsStatusMissingParams},
-      {0, 6, 8, SsStatusInitialEstimateCount},
-      {offsetof(SsTask, initialEstimates), 6, 9, SsStatusInitialEstimates},
-      {0, 9, 44, SsStatusEstimateCount},
-      {offsetof(SsTask, estimates), 0, 20, SsStatusEstimates},
-      {0, 8, 1, SsStatusSimulatedCount},
-      {offsetof(SsTask, simulated), 0, 20, SsStatusSimulated},
-      {offsetof(SsTask, simulated), 4, 0, SsStatusOk},
-      {0, 7, 3, SsStatusPriorCount},
-      {offsetof(SsTask, prior), 7, 11, SsStatusPrior},
-      {offsetof(SsTask, data), 0, 20, SsStatusData},
-      {0, 10, 0, SsStatusCovRank},
-      {0, 11, 0, SsStatusFactor},
-      {0, 12, 0, SsStatusMethod},
-  };
-  for (const auto &row : rows) {
-    int64_t M;
-    Data<T> d = linked<T>(60, false, &M);
-    for (int64_t j = 0; j < d.n && row.what >= 10 && row.what < 12; ++j) d.at(row.what - 9, j) = row.what == 10 ? T(kNaN) : T(1);
-    M = std::count_if(d.x.begin(), d.x.end(), [](T v) { return std::isnan(v); });
-    Missing<T> run(d, {20, 1e-8, 4, kNaN, 2}, M);
-    if (row.what < 5) run.par[row.what] = T(row.value);
-    else if (row.what < 10) run.count[row.what - 5] = static_cast<int64_t>(row.value);
-    if (row.null) *reinterpret_cast<void **>(reinterpret_cast<char *>(run.task.t) + row.null) = nullptr;
-    EXPECT_EQ(run(nullptr, row.what == 12 ? SsMethodFast : SsMethodMissing), row.status) << "row " << &row - rows;
-  }
-}
-TEST(SsMissing, StatusesDouble) { statuses<double>(); }
-TEST(SsMissing, StatusesFloat) { statuses<float>(); }
 
 }  // namespace

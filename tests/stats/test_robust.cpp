@@ -78,17 +78,6 @@ TEST(InvCov, MatchesGaussJordanAndRejectsSingular) {
   }
 }
 
-template <class T, class D, class S, class... A>
-int call(D d, S s, A... a) {
-  if constexpr (sizeof(T) == 8) return d(a...);
-  else return s(a...);
-}
-// 1, 2 and 7 threads and the core library's table give the same bits.
-template <class Run>
-void expect_threads_same(Run run) {
-  const auto one = run(threads_table(1));
-  for (const ZynThreader *th : {threads_table(2), threads_table(7), &zyn_serv_ss_threader}) EXPECT_EQ(run(th), one);
-}
 // sqrt(dT A d), d = observation j of `data` minus `mean`, in long double.
 template <class T, class M>
 long double distance(const Data<T> &d, int64_t j, const M &mean, const std::vector<long double> &a) {
@@ -111,8 +100,11 @@ void check_mad(const Data<T> &d, uint64_t method) {
   edit(task.t, SsEditMedianDeviation, md.data()), edit(task.t, SsEditMeanDeviation, mn.data());
   edit(task.t, SsEditMean, centre.data());
   const Reference ref(d);
-  EXPECT_EQ(call<T>(_rnxdSSMAD, _rnxsSSMAD, task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation,
-                    method | SsMethodFast, nullptr), 0);
+  auto run = [&](const ZynThreader *th) {
+    EXPECT_EQ(entry<T>(kMad, task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, method | SsMethodFast, th), 0);
+    return flat(md, mn);
+  };
+  run(nullptr);
   for (int64_t i = 0; i < d.p; ++i) {
     std::vector<long double> v(d.n);
     const long double m = method == SsMethodFastUserMean ? centre[i] : ref.mean[i];
@@ -124,10 +116,7 @@ void check_mad(const Data<T> &d, uint64_t method) {
     EXPECT_NEAR(md[i], d.active(i) ? double(median(v)) : -1, tol) << i;
     EXPECT_NEAR(mn[i], d.active(i) ? double(s / ref.W) : -1, tol) << i;
   }
-  expect_threads_same([&](const ZynThreader *th) {
-    call<T>(_rnxdSSMAD, _rnxsSSMAD, task.t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, method | SsMethodFast, th);
-    return std::pair{md, mn};
-  });
+  if (d.p > 1) expect_threads_agree(run, 0);  // by variable
 }
 
 TEST(SsMad, MatchesSortedAndLongDoubleReferencesWithThreads) {
@@ -174,7 +163,7 @@ int bacon(const Data<T> &d, std::vector<T> prm, std::vector<T> &out, const ZynTh
   int64_t count = int64_t(prm.size());
   out.assign(d.n, -1);
   call<T>(__rnxdSSEditOutDetect, __rnxsSSEditOutDetect, task.t, prm.empty() ? nullptr : &count, prm.data(), out.data());
-  return call<T>(_rnxdSSOutliersDetection, _rnxsSSOutliersDetection, task.t, 0, SsMethodOutliers, th);
+  return entry<T>(kOutliers, task.t, 0, SsMethodOutliers, th);
 }
 
 // Planted outliers all found, few clean ones lost; the final subset is the cut of its own
@@ -219,31 +208,6 @@ TEST(SsOutliers, ParametersReplacedAndStatuses) {
   EXPECT_EQ(bacon(d.slice(0, 15), {}, out), 0);
 }
 
-// Status rows of the deviations, distances and outliers: null outputs, methods, the user mean.
-TEST(SsRobust, Statuses) {
-  Task<double> task(make_data<double>(2, 20, false, false, false, 1));
-  SsTask *t = task.t;
-  double out[20], mean[2] = {0, 0}, a[4] = {1, 0, 0, 1};
-  const uint64_t med = SsEstimateMedianDeviation, avg = SsEstimateMeanDeviation, fast = SsMethodFast, user = SsMethodFastUserMean;
-  auto mah = [&](uint64_t m = SsMethodFast) { return _rnxdSSMahDistance(t, 0, m, nullptr); };
-  EXPECT_EQ(_rnxdSSMAD(t, med, fast, nullptr), SsStatusMedianDeviation);
-  EXPECT_EQ(_rnxdSSMAD(t, avg, fast, nullptr), SsStatusMeanDeviation);
-  EXPECT_EQ(mah(), SsStatusMean);
-  t->mean = mean;
-  EXPECT_EQ(mah(), SsStatusCov);
-  t->cov = a;
-  EXPECT_EQ(mah(), SsStatusOutlierWeights);
-  t->medianDeviation = t->meanDeviation = t->outlierWeights = out;
-  EXPECT_TRUE(mah() == 0 && mah(SsMethodOnePass) == SsStatusMethod);
-  EXPECT_TRUE(_rnxdSSMAD(t, med, user, nullptr) == SsStatusMethod && _rnxdSSMAD(t, avg, user, nullptr) == 0);
-  EXPECT_EQ(_rnxdSSMAD(t, avg, SsMethodOnePass, nullptr), SsStatusMethod);
-  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, fast, nullptr), SsStatusMethod);
-  t->mean = nullptr;
-  EXPECT_EQ(_rnxdSSMAD(t, avg, user, nullptr), SsStatusMean);
-  t->outlierWeights = nullptr;
-  EXPECT_EQ(_rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr), SsStatusOutlierWeights);
-}
-
 template <class T>
 struct Tbs {
   Task<T> task;
@@ -255,9 +219,9 @@ struct Tbs {
             mean.data(), cov.data());
   }
   int operator()(const ZynThreader *th = nullptr) {
-    return call<T>(_rnxdSSRobustCovariance, _rnxsSSRobustCovariance, task.t, 0, SsMethodRobustTbs, th);
+    return entry<T>(kRobustCov, task.t, 0, SsMethodRobustTbs, th);
   }
-  T at(int64_t i, int64_t l) const { return sym(cov, storage == 2 ? SsMatrixPackedUpper : storage, false, task.d.p, i, l); }
+  T at(int64_t i, int64_t l) const { return cov[pos(storage == 2 ? SsMatrixPackedUpper : storage, false, task.d.p, i, l)]; }
 };
 
 TEST(SsRobustCov, ConstantsMatchQuadrature) {
@@ -291,11 +255,11 @@ TEST(SsRobustCov, FixedPointNearTheInflatedTruth) {
         EXPECT_NEAR(t.mean[i % p], 100, tol);
         EXPECT_TRUE(i < (kind ? p * (p + 1) / 2 : p * p) || t.cov[i] == -1) << kind;
       }
-      for (int threads = 2; !kind && n * p > 10000 && threads < 9; threads += 5) {
+      if (!kind && n * p > 10000) expect_threads_agree([&](const ZynThreader *th) {
         Tbs<double> u(d, kind, t.params);
-        ASSERT_EQ(u(threads_table(threads)), 0);
-        for (int64_t i = 0; i < p * p; ++i) EXPECT_NEAR(u.cov[i], t.cov[i], 1e-12) << threads;
-      }
+        EXPECT_EQ(u(th), 0);
+        return flat(u.mean, u.cov);
+      }, 1e-12);
     }
     Tbs<double> t(d, 0, {bdp, arp, 1e-10, 500});
     ASSERT_EQ(t(), 0);
@@ -318,7 +282,7 @@ TEST(SsRobustCov, FixedPointNearTheInflatedTruth) {
   for (int64_t i = 0; i < 25; ++i) EXPECT_NEAR(f.at(i / 5, i % 5), true_cov(i / 5, i % 5), 0.05) << i;
 }
 
-TEST(SsRobustCov, ParametersSizesAndStatuses) {
+TEST(SsRobustCov, ParametersAndSizes) {
   const Data<double> d = planted<double>(3, 400, 40, false, false, 23);
   Tbs<double> defaults(d, 0);
   ASSERT_EQ(defaults(), 0);
@@ -328,13 +292,6 @@ TEST(SsRobustCov, ParametersSizesAndStatuses) {
   }
   EXPECT_EQ(Tbs<double>(d.slice(0, 6), 0)(), SsStatusObservations);
   EXPECT_EQ(Tbs<double>(d.slice(0, 7), 0)(), 0);
-  EXPECT_EQ(Tbs<double>(d, 3)(), SsStatusStorageValue);
-  Tbs<double> t(d, 0);
-  EXPECT_EQ(_rnxdSSRobustCovariance(t.task.t, 0, SsMethodFast, nullptr), SsStatusMethod);
-  t.task.t->robustCov = nullptr;
-  EXPECT_EQ(t(), SsStatusRobustCov);
-  t.task.t->robustMean = nullptr;
-  EXPECT_EQ(t(), SsStatusRobustMean);
 }
 
 }  // namespace
