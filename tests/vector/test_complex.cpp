@@ -302,4 +302,45 @@ TEST(Complex, CallerRounding) {
   EXPECT_EQ(_mm_getcsr() & 0x6000u, 0x2000u);
 }
 
+// Sqrt in each caller rounding mode and with flush-to-zero and denormals-are-zero (the SSE
+// path runs in round-to-nearest without them only): each part within the HA bound of a long
+// double reference, and one call (blocks of four, then the tail) equal to calls on one element.
+// Inputs at the ends of the SSE path's range, and with a part far below the other.
+template <class C>
+void sqrt_in_modes(char t, double bound) {
+  using P = PartOf<C>;
+  const P e = t == 'z' ? 0x1p500 : 1, d = std::numeric_limits<P>::denorm_min(), z = -0.0f;
+  const std::vector<C> a = {{e, e},       {-1 / e, 3 / e}, {1.5f / e, d},   {-e, -d},  {1, 1e-30f},   {-2, 1e-30f},
+                            {z, 4},       {3, z},          {-7.25f, 0.5f},  {1e-3f, -2e5f}, {e * 1.999f, -e / 2}};
+  const int n = static_cast<int>(a.size());
+  auto ulps = [](P y, LD f) {
+    using L = std::numeric_limits<P>;
+    const LD ulp = f == 0 ? 0 : std::max(ldexpl(1, ilogbl(f) - L::digits + 1), LD(L::denorm_min()));
+    return f == 0 ? (y == 0 ? 0.0 : kInf) : static_cast<double>(fabsl(y - f) / ulp);
+  };
+  std::vector<bool> denormal(n);  // classified before denormals-are-zero
+  for (int i = 0; i < n; ++i)
+    denormal[i] = std::fpclassify(a[i].re) == FP_SUBNORMAL || std::fpclassify(a[i].im) == FP_SUBNORMAL;
+  for (unsigned mode : {0x0000u, 0x2000u, 0x4000u, 0x6000u, 0x8040u}) {
+    FpRestore restore;
+    _mm_setcsr((_mm_getcsr() & ~0xe040u) | mode);
+    std::vector<C> y(n), one(n);
+    auto *f = row<void(int, const C *, C *)>(t, "Sqrt", 1);
+    f(n, a.data(), y.data());
+    for (int i = 0; i < n; ++i) f(1, &a[i], &one[i]);
+    for (int i = 0; i < n; ++i) {
+      SCOPED_TRACE(std::to_string(mode) + " element " + std::to_string(i));
+      EXPECT_TRUE(same(y[i].re, one[i].re) && same(y[i].im, one[i].im));
+      if (mode & 0x40 && denormal[i]) continue;
+      const LD x = a[i].re, v = a[i].im, s = sqrtl((fabsl(x) + hypotl(x, v)) / 2), o = fabsl(v) / (2 * s);
+      EXPECT_LE(ulps(y[i].re, x >= 0 ? s : o), bound);
+      EXPECT_LE(ulps(y[i].im, copysignl(x >= 0 ? o : s, v)), bound);
+    }
+  }
+}
+TEST(Complex, SqrtInEachCallerMode) {
+  sqrt_in_modes<C8>('c', 1);
+  sqrt_in_modes<C16>('z', 2);
+}
+
 }  // namespace
