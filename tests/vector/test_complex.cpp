@@ -66,8 +66,8 @@ TEST_P(Mpc, EveryRowAndLevelWithinItsBound) {
 INSTANTIATE_TEST_SUITE_P(Complex, Mpc, ::testing::Range<size_t>(0, cx::functions().size()),
                          [](const ::testing::TestParamInfo<size_t> &i) { return cx::functions()[i.param].stem; });
 
-// Add, Sub, Conj: the IEEE operation per part; Abs, Arg, CIS: the bits of the real Hypot, Atan2
-// and SinCos rows of their level; Powx with b = 1/2: the Sqrt row.
+// Add, Sub, Conj: the IEEE operation per part; Abs (but zAbs HA), Arg, CIS: the bits of the real
+// Hypot, Atan2 and SinCos rows of their level; Powx with b = 1/2: the Sqrt row.
 template <class C>
 void exact_and_real(char t) {
   using P = PartOf<C>;
@@ -103,7 +103,8 @@ void exact_and_real(char t) {
     expect_same("Conj", [&](int i) { return same(y[i].re, a[i].re) && same(y[i].im, -a[i].im); });
     row<void(int, const C *, P *)>(t, "Abs", lv)(n, a.data(), out.data());
     row<void(int, const P *, const P *, P *)>(r, "Hypot", lv)(n, re.data(), im.data(), out2.data());
-    expect_same("Abs", [&](int i) { return same(out[i], out2[i]); });
+    if (t == 'c' || lv != 1)  // zAbs HA squares by masking: its own bits, the same bound
+      expect_same("Abs", [&](int i) { return same(out[i], out2[i]); });
     row<void(int, const C *, P *)>(t, "Arg", lv)(n, a.data(), out.data());
     row<void(int, const P *, const P *, P *)>(r, "Atan2", lv)(n, im.data(), re.data(), out2.data());
     expect_same("Arg", [&](int i) { return same(out[i], out2[i]); });

@@ -1,5 +1,5 @@
 // Abs and Arg on SSE registers: the lanes of the real Hypot and Atan2 kernels run on the parts
-// of two (z) or four (c) elements at a time, deinterleaved in registers. A step with a lane the
+// of two (z) or four (c) elements a vector, two vectors a step, deinterleaved in registers. A step with a lane the
 // kernel's fast path declines goes element by element through the kernel's scalar path, whose
 // status the complex row reports as its own. Every element gets the real row's bits, wherever
 // it stands and whatever the strides.
@@ -43,19 +43,24 @@ void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
     if (status != 0) report(status, i, a.p, a.p, y.p, name);
   };
   int i = 0;
-  for (; i + L <= n; i += L) {
-    V re, im, r;
-    parts(a, i, re, im);
-    const V in[2] = {kSwap ? im : re, kSwap ? re : im};
-    const int bad = K::bad(in);
-    K::eval(in, &r);
-    alignas(16) T t[L];
+  for (; i + 2 * L <= n; i += 2 * L) {  // two vectors a step: their chains overlap
+    V in[2][2], r[2];
+    int bad = 0;
+    for (int h = 0; h < 2; ++h) {
+      V re, im;
+      parts(a, i + h * L, re, im);
+      in[h][0] = kSwap ? im : re, in[h][1] = kSwap ? re : im;
+      bad |= K::bad(in[h]) << (h * L);
+    }
+    K::eval(in[0], &r[0]);
+    K::eval(in[1], &r[1]);
     if (kUnit && bad == 0) {
-      S::store(&y[i], r);
+      S::store(&y[i], r[0]), S::store(&y[i + L], r[1]);
       continue;
     }
-    S::store(t, r);
-    for (int k = 0; k < L; ++k) {
+    alignas(16) T t[2 * L];
+    S::store(t, r[0]), S::store(t + L, r[1]);
+    for (int k = 0; k < 2 * L; ++k) {
       if (bad >> k & 1) slow(i + k);
       else y[i + k] = t[k];
     }
@@ -80,9 +85,11 @@ void real_row(int n, Vec<const C> a, Vec<T> y, const char *name) {
 }
 
 // The real kernels of Abs and Arg at level kLv (0 LA, 1 HA, 2 EP) for part type T.
+// zAbs HA squares by masking (not the bits of dHypot HA, the same bound).
 template <class T, int kLv>
-using HypotKern = Kern<T, hyp::HypotFn<T, std::conditional_t<sizeof(T) == 4 && kLv != 1, float, double>,
-                                       kLv == 0 ? hyp::kLA : kLv == 1 ? hyp::kHA : hyp::kEP>>;
+using HypotKern =
+    Kern<T, hyp::HypotFn<T, std::conditional_t<sizeof(T) == 4 && kLv != 1, float, double>,
+                         kLv == 0 ? hyp::kLA : kLv == 2 ? hyp::kEP : sizeof(T) == 8 ? hyp::kHAMasked : hyp::kHA>>;
 template <class T, int kLv>
 using Atan2Kern = Kern<T, invtrig::Atan2Fn<T,
                                            std::conditional_t<sizeof(T) == 8,
