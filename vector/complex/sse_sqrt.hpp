@@ -21,12 +21,11 @@ namespace zyn::vk::cx::sse_sqrt {
 // MXCSR's rounding control, flush-to-zero and denormals-are-zero.
 inline constexpr unsigned kNotNearest = 0x6000 | 0x8000 | 0x40;
 
-// a^2 = p + e: p = fl(a^2), hi = a's top 26 bits (by masking), lo = a - hi (27 bits), and
-// e = (hi^2 - p) + lo (hi + a) = a^2 - p, the last product rounded: off by at most 2^-76 a^2.
+// a^2 = p + e, unnormalized: hi = a's top 26 bits (by masking), lo = a - hi (27 bits), p = hi^2
+// (exact), e = lo (hi + a) >= 0 for a >= 0 (rounded: off by at most 2^-76 a^2), e < 2^-23 p.
 inline void square(__m128d a, __m128d &p, __m128d &e) {
-  const __m128d hi = _mm_and_pd(a, _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL))), lo = a - hi;
-  p = a * a;
-  e = (hi * hi - p) + lo * (hi + a);
+  const __m128d hi = _mm_and_pd(a, _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL)));
+  p = hi * hi, e = (a - hi) * (hi + a);
 }
 
 // Lanes whose element takes the fast path, as a mask: |x| + |y| (NaN for a NaN part) within
@@ -43,28 +42,34 @@ inline __m128d usual(__m128d x, __m128d y) {
 // The parts of sqrt(x + iy) for two usual elements. z: with v = max(|x|, |y|), u the other,
 // m0 = sqrt(fl(v^2 + u^2)) (m0 >= |x|) and B = x^2 + y^2 - m0^2 from exact squares, |z| =
 // m0 + B/(2 m0); t0 = sqrt((|x| + m0)/2), A = |x| + m0 - 2 t0^2 exactly, and
-// t = t0 + (2 m0 A + B)/(8 m0 t0), one Newton step on both roots (below 2^-74 relative error
-// before the rounding, from the squares' last products; so t below 0.5 + 2^-20 ulp).
+// t = t0 (1 + w), w = (2 m0 A + B)/(8 m0 t0^2), one Newton step on both roots (below 2^-74
+// relative error before the rounding, from the squares' last products; so t below 0.5 + 2^-20
+// ulp); the other part |y|/(2t) = o0 (1 - w), o0 = |y|/(2 t0) rounded: below 1 + 2^-20 ulp.
 template <class C>
 inline void lanes(__m128d x, __m128d y, __m128d &re, __m128d &im) {
   const __m128d sign = _mm_set1_pd(-0.0), half = _mm_set1_pd(0.5);
   const __m128d ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
-  __m128d t;
+  __m128d t, o;
   if constexpr (sizeof(decltype(C::re)) == 4) {  // squares of singles are exact in double
     t = _mm_sqrt_pd((ax + _mm_sqrt_pd(ax * ax + ay * ay)) * half);
+    o = ay / (t + t);
   } else {
     __m128d pv, ev, pu, eu, q, qe;
     square(_mm_max_pd(ax, ay), pv, ev);
     square(_mm_min_pd(ax, ay), pu, eu);
-    const __m128d m0 = _mm_sqrt_pd(pv + pu);
+    const __m128d es = ev + eu, m0 = _mm_sqrt_pd((pv + pu) + es);  // m0 >= max(|x|, |y|)
     square(m0, q, qe);
-    const __m128d b = (((pv - q) + pu) - qe) + (ev + eu);  // pv - q exact: q within [pv, 2pv]
+    // pv - q exact: both on pv's grid of 2^-50 of its binade, and below 2^3 of it
+    const __m128d b = ((pv - q) + pu) + (es - qe);
     const __m128d hs = ax + m0, hl = (m0 - hs) + ax, t0 = _mm_sqrt_pd(hs * half);
+    const __m128d o0 = ay / (t0 + t0);
     square(t0, q, qe);
-    const __m128d a = ((hs - (q + q)) - (qe + qe)) + hl;  // hs - 2q exact
-    t = t0 + ((m0 + m0) * a + b) / (_mm_set1_pd(8.0) * (m0 * t0));
+    const __m128d a = (hs - (q + q)) + (hl - (qe + qe));  // hs - 2q exact (Sterbenz)
+    // t = t0 (1 + w), |y|/(2t) = o0 (1 - w) to 2^-100
+    const __m128d w = ((m0 + m0) * a + b) / (_mm_set1_pd(8.0) * (m0 * t0) * t0);
+    t = t0 + t0 * w, o = o0 - o0 * w;
   }
-  const __m128d o = ay / (t + t), neg = _mm_cmplt_pd(x, _mm_setzero_pd());
+  const __m128d neg = _mm_cmplt_pd(x, _mm_setzero_pd());
   re = _mm_blendv_pd(t, o, neg), im = _mm_or_pd(_mm_blendv_pd(o, t, neg), _mm_and_pd(y, sign));
 }
 
