@@ -61,21 +61,20 @@ struct HypotFn {
       two_sqr(s, s2, s2e);
       return s + (((sh - s2) - s2e) + sl) * (rcp_approx(s) * 0.5);
     } else if constexpr (kL == kHAMasked) {
-      // a^2 = p + e with hi = a's top 26 bits by masking, lo = a - hi, e = (hi^2 - p) +
-      // lo (hi + a), the last product rounded (2^-76 a^2 at most), four operations a square
-      // fewer than Dekker's split; pv - q exact (Sterbenz). The correction as kHA's; the squares'
-      // roundings add below 2^-20 ulp.
+      // a^2 = p + e unnormalized: hi = a's top 26 bits by masking, p = hi^2 (exact), e = (a - hi)
+      // (hi + a) >= 0 (rounded: 2^-76 a^2 at most), five operations a square where Dekker's
+      // split takes twelve; pv - q exact (both on pv's grid, below 2^3 pv). The correction as
+      // kHA's; the squares' roundings add below 2^-20 ulp.
       auto square = [](D a, D &p, D &e) {
-        const D hi = band(a, _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL))), lo = a - hi;
-        p = a * a;
-        e = (hi * hi - p) + lo * (hi + a);
+        const D hi = band(a, _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL)));
+        p = hi * hi, e = (a - hi) * (hi + a);
       };
       D pv, ev, pu, eu, q, qe;
       square(vs, pv, ev);
       square(us, pu, eu);
-      const D s = vsqrt(pv + pu);
+      const D es = ev + eu, s = vsqrt((pv + pu) + es);
       square(s, q, qe);
-      return s + ((((pv - q) + pu) - qe) + (ev + eu)) * (rcp_approx(s) * 0.5);
+      return s + (((pv - q) + pu) + (es - qe)) * (rcp_approx(s) * 0.5);
     } else if constexpr (kL == kEP && sizeof(A) == 4) {
       const F S = vs * vs + us * us;
       return S * _mm_rsqrt_ps(S);
