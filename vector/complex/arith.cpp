@@ -352,11 +352,11 @@ ZYN_CX_UNARY(zConj, HA, C16, R<ConjOp<C16>, kzConjName, kMasks, MxKind::MasksOnl
   namespace {                                                                                        \
   template <int L>                                                                                   \
   void t##abs(int n, Vec<const C> a, Vec<r> y) {                                                     \
-    real_row<HypotKern<r, L>, false>(n, a, y, k##t##AbsName);                                        \
+    real_row<HypotLanes<r, L>, false>(n, a, y, k##t##AbsName);                                        \
   }                                                                                                  \
   template <int L>                                                                                   \
   void t##arg(int n, Vec<const C> a, Vec<r> y) {                                                     \
-    real_row<Atan2Kern<r, L>, true>(n, a, y, k##t##ArgName);                                         \
+    real_row<Atan2Lanes<r, L>, true>(n, a, y, k##t##ArgName);                                         \
   }                                                                                                  \
   void t##cis(int n, Vec<const r> a, Vec<C> y, int L) {                                              \
     through_row(n, a, y, k##t##CISName, [L](int m, r *u, r *v) {                                     \

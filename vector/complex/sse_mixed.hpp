@@ -29,8 +29,9 @@ inline void parts(Vec<const C8> a, int i, __m128 &re, __m128 &im) {
 
 // y = f(re, im) by the real row's kernel K (kSwap: f(im, re)); kUnit for contiguous vectors.
 // As in the real row, lanes the fast path takes get its result, the others the scalar path's.
-template <class K, bool kSwap, bool kUnit, class C, class T>
+template <class Fn, bool kSwap, bool kUnit, class C, class T>
 void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
+  using K = Kern<T, Fn>;
   using V = typename K::V;
   using S = typename K::S;
   constexpr int L = S::L;
@@ -45,13 +46,18 @@ void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
   int i = 0;
   for (; i + 2 * L <= n; i += 2 * L) {  // two vectors a step: their chains overlap
     V in[2][2], r[2];
-    int bad = 0;
     for (int h = 0; h < 2; ++h) {
       V re, im;
       parts(a, i + h * L, re, im);
       in[h][0] = kSwap ? im : re, in[h][1] = kSwap ? re : im;
-      bad |= K::bad(in[h]) << (h * L);
     }
+    if constexpr (requires { Fn::common(in[0][0], in[0][1], r[0]); }) {  // the common case first
+      if (kUnit && Fn::common(in[0][0], in[0][1], r[0]) && Fn::common(in[1][0], in[1][1], r[1])) {
+        S::store(&y[i], r[0]), S::store(&y[i + L], r[1]);
+        continue;
+      }
+    }
+    const int bad = K::bad(in[0]) | K::bad(in[1]) << L;
     K::eval(in[0], &r[0]);
     K::eval(in[1], &r[1]);
     if (kUnit && bad == 0) {
@@ -77,24 +83,25 @@ void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
   }
 }
 
-template <class K, bool kSwap, class C, class T>
+template <class Fn, bool kSwap, class C, class T>
 void real_row(int n, Vec<const C> a, Vec<T> y, const char *name) {
   FpScope<X87Kind::MasksOnly, MxKind::ModeDriven> fp;
-  if (a.inc == 1 && y.inc == 1) return real_lanes<K, kSwap, true>(n, a, y, name);
-  real_lanes<K, kSwap, false>(n, a, y, name);
+  if (a.inc == 1 && y.inc == 1) return real_lanes<Fn, kSwap, true>(n, a, y, name);
+  real_lanes<Fn, kSwap, false>(n, a, y, name);
 }
 
-// The real kernels of Abs and Arg at level kLv (0 LA, 1 HA, 2 EP) for part type T.
+// The real lanes of Abs and Arg at level kLv (0 LA, 1 HA, 2 EP) for part type T.
 // zAbs HA squares by masking (not the bits of dHypot HA, the same bound).
 template <class T, int kLv>
-using HypotKern =
-    Kern<T, hyp::HypotFn<T, std::conditional_t<sizeof(T) == 4 && kLv != 1, float, double>,
-                         kLv == 0 ? hyp::kLA : kLv == 2 ? hyp::kEP : sizeof(T) == 8 ? hyp::kHAMasked : hyp::kHA>>;
+using HypotLanes =
+    hyp::HypotFn<T, std::conditional_t<sizeof(T) == 4 && kLv != 1, float, double>,
+                 kLv == 0 ? hyp::kLA : kLv == 2 ? hyp::kEP : sizeof(T) == 8 ? hyp::kHAMasked : hyp::kHA>;
+template <int kLv, class Ha, class La, class Ep>
+using AtLevel = std::conditional_t<kLv == 0, La, std::conditional_t<kLv == 1, Ha, Ep>>;
 template <class T, int kLv>
-using Atan2Kern = Kern<T, invtrig::Atan2Fn<T,
-                                           std::conditional_t<sizeof(T) == 8,
-                                                              std::conditional_t<kLv == 0, invtrig::DLa, std::conditional_t<kLv == 1, invtrig::DHa, invtrig::DEp>>,
-                                                              std::conditional_t<kLv == 0, invtrig::SLa, std::conditional_t<kLv == 1, invtrig::SHa, invtrig::SEp>>>,
-                                           invtrig::kAtan2>>;
+using Atan2Lanes = invtrig::Atan2Fn<T,
+                                    std::conditional_t<sizeof(T) == 8, AtLevel<kLv, invtrig::DHa, invtrig::DLa, invtrig::DEp>,
+                                                       AtLevel<kLv, invtrig::SHa, invtrig::SLa, invtrig::SEp>>,
+                                    invtrig::kAtan2>;
 
 }  // namespace zyn::vk::cx

@@ -82,6 +82,17 @@ struct HypotFn {
       return vsqrt(vs * vs + us * us);
     }
   }
+  // The common case alone, for callers that test it first: the lanes' results (eval's bits)
+  // and true where every lane is ordered with max(|x|, |y|) within [kFastLo, kFastHi].
+  template <class V>
+  ZYN_VO_INLINE static bool common(V x, V y, V &r)
+    requires(!kWide)
+  {
+    const V ax = vabs(x), ay = vabs(y), v = vmax(ax, ay);
+    if (movemask(bor(unord(x, y), bor(lt(v, k<V>(kFastLo<T>)), nle(v, k<V>(kFastHi<T>)))))) return false;
+    r = root(v, vmin(ax, ay));
+    return true;
+  }
   template <class V>
   ZYN_VO_INLINE static V eval(V x, V y) {
     V ax = vabs(x), ay = vabs(y);
