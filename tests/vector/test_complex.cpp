@@ -344,4 +344,31 @@ TEST(Complex, SqrtInEachCallerMode) {
   sqrt_in_modes<C16>('z', 2);
 }
 
+// Abs and Arg test a block's common case before its special lanes: a special element among
+// usual ones gets, at each place of a call of 8, what it gets alone.
+template <class C>
+void special_among_usual(char t) {
+  using P = PartOf<C>;
+  const P inf = std::numeric_limits<P>::infinity(), nan = std::numeric_limits<P>::quiet_NaN();
+  const C sp[] = {{nan, 1}, {1, nan}, {-inf, nan}, {nan, -inf}, {0, 0}, {P(1e-300), 2}};
+  QuietErrors quiet;
+  for (const char *stem : {"Abs", "Arg"})
+    for (int lv = 0; lv < 3; ++lv)
+      for (const C &e : sp)
+        for (int pos = 0; pos < 8; ++pos) {
+          std::vector<C> a(8);
+          for (int k = 0; k < 8; ++k) a[k] = {P(1.5 + k), P(-2.25 * k)};
+          a[pos] = e;
+          P y[8], alone;
+          auto *f = row<void(int, const C *, P *)>(t, stem, lv);
+          f(8, a.data(), y);
+          f(1, &e, &alone);
+          EXPECT_TRUE(same(y[pos], alone)) << t << stem << " " << kLevels[lv] << " at " << pos;
+        }
+}
+TEST(Complex, AbsArgSpecialAmongUsualElements) {
+  special_among_usual<C8>('c');
+  special_among_usual<C16>('z');
+}
+
 }  // namespace
