@@ -6,8 +6,8 @@
 // (the rows keep the caller's MXCSR); otherwise, and for the other elements, the row's scalar
 // operation and its report.
 //   z: |x| + |y| within [2^-500, 2^500]: t = sqrt((|x| + |z|)/2) below 0.5 + 2^-20 ulp
-//      (see lanes), the other part |y|/(2t) below 1.5 ulp (t's rounding and the quotient's;
-//      1.45 measured on 10^6 inputs).
+//      (see lanes), the other part |y|/(2t) from the unrounded t below 1 + 2^-20 ulp (1.000
+//      measured on 10^6 inputs).
 //   c: finite parts, not both zero, in double without corrections: a relative error below
 //      2^-51 before the rounding to single, so below 0.5 + 2^-27 ulp.
 #pragma once
