@@ -95,6 +95,7 @@ int main(int argc, char **argv) {
   binary<float>("cMul", _vexcMul, [](Cf a, Cf b) { return a * b; }, "operator");
   binary<float>("cDiv", _vexcDiv, [](Cf a, Cf b) { return a / b; }, "operator");
   mixed<float>("cAbs", _vexcAbs, [](Cf a) { return std::abs(a); });
+  mixed<float>("cArg", _vexcArg, [](Cf a) { return std::arg(a); });
   unary<float>("cExp", _vexcExp, [](Cf z) { return std::exp(z); });
   unary<float>("cLn", _vexcLn, [](Cf z) { return std::log(z); });
   unary<float>("cSqrt", _vexcSqrt, [](Cf z) { return std::sqrt(z); });

@@ -13,9 +13,11 @@
 //   overflows or underflows spuriously. LA and HA recover infinities and zeros as Annex G; EP
 //   keeps the plain formula for them. c rows in double need no scaling. A zero divisor is
 //   reported as STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
-// Abs, Arg, CIS: the Hypot, Atan2 and SinCos rows of the part type and the same level, run on
-//   the parts of up to 64 elements at a time; their reports are collected and made the
-//   complex row's own (both parts in the record, the real side with imaginary part 0).
+// Abs, Arg: the lanes of the Hypot and Atan2 kernels of the part type and the same level on the
+//   parts of the elements in registers (sse_mixed.hpp), their scalar path's status reported as
+//   the complex row's own (both parts in the record). CIS: the SinCos row on the parts of up to
+//   64 elements at a time, its reports collected and made the complex row's own (the real side
+//   with imaginary part 0).
 #include <immintrin.h>
 
 #include <algorithm>
@@ -25,6 +27,7 @@
 
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_mixed.hpp"
 
 namespace zyn::vk {
 namespace {
@@ -228,8 +231,8 @@ struct ConjOp {
   }
 };
 
-// Abs, Arg, CIS through the real row `f` of their level, 64 elements at a time. In and Out are
-// the element types of the complex row; one of them is complex.
+// CIS through the real row `f` of its level, 64 elements at a time. In and Out are the element
+// types of the complex row; one of them is complex.
 template <class In, class Out, class F>
 void through_row(int n, Vec<const In> a, Vec<Out> y, const char *name, F f) {
   constexpr int kChunk = frame::ReportSink::kMax;
@@ -332,13 +335,13 @@ ZYN_CX_UNARY(zConj, HA, C16, R<ConjOp<C16>, kzConjName, kMasks, MxKind::MasksOnl
 
 // Abs = Hypot(re, im), Arg = Atan2(im, re), CIS = cos + i sin from SinCos(x), at level L.
 #define ZYN_CX_MIXED(t, r, C, lvl, L)                                                                 \
-  extern "C" void zyn_vk_##t##Abs_##lvl(int n, const C *a, r *y) { t##abs(n, {a, 1}, {y, 1}, L); }    \
+  extern "C" void zyn_vk_##t##Abs_##lvl(int n, const C *a, r *y) { t##abs<L>(n, {a, 1}, {y, 1}); }    \
   extern "C" void zyn_vk_##t##AbsI_##lvl(int n, const C *a, int inca, r *y, int incy) {              \
-    t##abs(n, {a, inca}, {y, incy}, L);                                                               \
+    t##abs<L>(n, {a, inca}, {y, incy});                                                               \
   }                                                                                                   \
-  extern "C" void zyn_vk_##t##Arg_##lvl(int n, const C *a, r *y) { t##arg(n, {a, 1}, {y, 1}, L); }    \
+  extern "C" void zyn_vk_##t##Arg_##lvl(int n, const C *a, r *y) { t##arg<L>(n, {a, 1}, {y, 1}); }    \
   extern "C" void zyn_vk_##t##ArgI_##lvl(int n, const C *a, int inca, r *y, int incy) {              \
-    t##arg(n, {a, inca}, {y, incy}, L);                                                               \
+    t##arg<L>(n, {a, inca}, {y, incy});                                                               \
   }                                                                                                   \
   extern "C" void zyn_vk_##t##CIS_##lvl(int n, const r *a, C *y) { t##cis(n, {a, 1}, {y, 1}, L); }    \
   extern "C" void zyn_vk_##t##CISI_##lvl(int n, const r *a, int inca, C *y, int incy) {              \
@@ -347,13 +350,13 @@ ZYN_CX_UNARY(zConj, HA, C16, R<ConjOp<C16>, kzConjName, kMasks, MxKind::MasksOnl
 
 #define ZYN_CX_MIXED_FNS(t, r, C, s)                                                                 \
   namespace {                                                                                        \
-  void t##abs(int n, Vec<const C> a, Vec<r> y, int L) {                                              \
-    through_row(n, a, y, k##t##AbsName,                                                              \
-                [L](int m, r *u, r *v) { zyn_vex_kernel_##s##Hypot_ttab[L](m, u, v, u); });          \
+  template <int L>                                                                                   \
+  void t##abs(int n, Vec<const C> a, Vec<r> y) {                                                     \
+    real_row<HypotLanes<r, L>, false>(n, a, y, k##t##AbsName);                                        \
   }                                                                                                  \
-  void t##arg(int n, Vec<const C> a, Vec<r> y, int L) {                                              \
-    through_row(n, a, y, k##t##ArgName,                                                              \
-                [L](int m, r *u, r *v) { zyn_vex_kernel_##s##Atan2_ttab[L](m, v, u, u); });          \
+  template <int L>                                                                                   \
+  void t##arg(int n, Vec<const C> a, Vec<r> y) {                                                     \
+    real_row<Atan2Lanes<r, L>, true>(n, a, y, k##t##ArgName);                                         \
   }                                                                                                  \
   void t##cis(int n, Vec<const r> a, Vec<C> y, int L) {                                              \
     through_row(n, a, y, k##t##CISName, [L](int m, r *u, r *v) {                                     \

@@ -11,7 +11,7 @@
 //         squares exact (Dekker) and summed exactly, so Re Ln stays accurate near |z| = 1.
 //   Log10 Ln times log10(e).
 // Sqrt in double (zSqrt runs at the 53-bit x87 precision): t = sqrt((|x| + |z|)/2), the other
-//   part |y|/(2t); the usual element on SSE (SqrtRow), else both parts scaled by 2^-2 or 2^108
+//   part |y|/(2t); the usual element on SSE (sse_sqrt.hpp), else both parts scaled by 2^-2 or 2^108
 //   where |z| could overflow or lose bits. Below 2 ulp per part; the sign of y (also of a zero)
 //   picks the side of the cut.
 // Statuses: Annex G's invalid from inputs without NaN: STATUS_DOMAIN; Ln, Log10 of 0:
@@ -22,6 +22,7 @@
 
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_sqrt.hpp"
 
 namespace zyn::vk::cx {
 namespace {
@@ -140,71 +141,6 @@ struct Sqrt {
       im = x >= 0 ? std::copysign(other, ys) * up : std::copysign(t, ys) * up;
     }
     return STATUS_OK;
-  }
-};
-
-// Sqrt of the usual element (each part zero or in [2^-500, 2^500], not both zero) in double on
-// SSE: |z| as a double-double from x^2 + y^2 taken exactly (Dekker's squares) and one Newton
-// step on its root; t = sqrt((|x| + |z|)/2) likewise from the double-double sum (below
-// 0.5 + 2^-45 ulp); the other part |y|/(2t) below 1.1 ulp; c rows rounded once more to single.
-// Nothing to report there.
-template <class C>
-struct SqrtRow : Elem<C, Sqrt> {
-  static bool vec(const C *p, const C *, C *r) {
-    using P = decltype(C::re);
-    const double x = p->re, y = p->im, ax = std::fabs(x), ay = std::fabs(y);
-    auto mid = [](double v) { return v == 0 || (v >= 0x1p-500 && v <= 0x1p500); };  // false for NaN
-    if (!mid(ax) || !mid(ay) || (ax == 0 && ay == 0)) return false;
-    double px, ex, py, ey, m2, m2e;
-    square(std::fmax(ax, ay), px, ex);
-    square(std::fmin(ax, ay), py, ey);
-    const double sh = px + py, sl = ((px - sh) + py) + (ex + ey);  // px >= py
-    const double sum = sh + sl, sum_lo = sl - (sum - sh);
-    const double m0 = std::sqrt(sum);
-    square(m0, m2, m2e);
-    const double dm = (((sum - m2) - m2e) + sum_lo) / (2 * m0), m = m0 + dm, m_lo = dm - (m - m0);
-    // (|x| + |z|)/2 as h + h_lo (m >= |x|), its root refined the same way
-    const double hs = ax + m, h = hs * 0.5, h_lo = (((m - hs) + ax) + m_lo) * 0.5, t0 = std::sqrt(h);
-    square(t0, m2, m2e);
-    const double t = t0 + (((h - m2) - m2e) + h_lo) / (2 * t0), o = ay / (2 * t);
-    *r = x >= 0 ? C{static_cast<P>(t), static_cast<P>(std::copysign(o, y))}
-                : C{static_cast<P>(o), static_cast<P>(std::copysign(t, y))};
-    return true;
-  }
-  // The same on two usual elements, lane by lane (the same bits).
-  static bool vec2(const C *p, C *r) {
-    __m128d x, y;
-    load2(p, x, y);
-    const __m128d sign = _mm_set1_pd(-0.0), zero = _mm_setzero_pd(), half = _mm_set1_pd(0.5);
-    const __m128d ax = _mm_andnot_pd(sign, x), ay = _mm_andnot_pd(sign, y);
-    auto mid = [&](__m128d v) {
-      return _mm_or_pd(_mm_cmpeq_pd(v, zero), _mm_and_pd(_mm_cmpge_pd(v, _mm_set1_pd(0x1p-500)),
-                                                         _mm_cmple_pd(v, _mm_set1_pd(0x1p500))));
-    };
-    const __m128d ok = _mm_and_pd(_mm_and_pd(mid(ax), mid(ay)), _mm_cmpneq_pd(_mm_add_pd(ax, ay), zero));
-    if (_mm_movemask_pd(ok) != 3) return false;
-    auto sq = [](__m128d a, __m128d &q, __m128d &e) {  // Dekker's exact square
-      const __m128d c = _mm_mul_pd(_mm_set1_pd(134217729.0), a), hi = _mm_sub_pd(c, _mm_sub_pd(c, a)), lo = _mm_sub_pd(a, hi);
-      q = _mm_mul_pd(a, a);
-      e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(hi, hi), q), _mm_mul_pd(_mm_add_pd(hi, hi), lo)), _mm_mul_pd(lo, lo));
-    };
-    __m128d px, ex, py, ey, m2, m2e;
-    sq(_mm_max_pd(ax, ay), px, ex);
-    sq(_mm_min_pd(ax, ay), py, ey);
-    const __m128d sh = _mm_add_pd(px, py), sl = _mm_add_pd(_mm_add_pd(_mm_sub_pd(px, sh), py), _mm_add_pd(ex, ey));
-    const __m128d sum = _mm_add_pd(sh, sl), sum_lo = _mm_sub_pd(sl, _mm_sub_pd(sum, sh));
-    const __m128d m0 = _mm_sqrt_pd(sum);
-    sq(m0, m2, m2e);
-    const __m128d dm = _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(sum, m2), m2e), sum_lo), _mm_add_pd(m0, m0));
-    const __m128d m = _mm_add_pd(m0, dm), m_lo = _mm_sub_pd(dm, _mm_sub_pd(m, m0));
-    const __m128d hs = _mm_add_pd(ax, m), h = _mm_mul_pd(hs, half);
-    const __m128d h_lo = _mm_mul_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(m, hs), ax), m_lo), half), t0 = _mm_sqrt_pd(h);
-    sq(t0, m2, m2e);
-    const __m128d t = _mm_add_pd(t0, _mm_div_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(h, m2), m2e), h_lo), _mm_add_pd(t0, t0)));
-    const __m128d o = _mm_div_pd(ay, _mm_add_pd(t, t)), neg = _mm_cmplt_pd(x, zero);
-    const __m128d re = _mm_blendv_pd(t, o, neg), im = _mm_or_pd(_mm_blendv_pd(o, t, neg), _mm_and_pd(y, sign));
-    store2(r, re, im);
-    return true;
   }
 };
 
@@ -345,9 +281,9 @@ ZYN_CX_UNARY(zLn, HA, C16, E<C16, Ln, kzLnName>)
 ZYN_CX_UNARY(zLn, EP, C16, E<C16, Ln, kzLnName>)
 ZYN_CX_UNARY(cLog10, HA, C8, E<C8, Log10, kcLog10Name>)
 ZYN_CX_UNARY(zLog10, HA, C16, E<C16, Log10, kzLog10Name>)
-ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
-ZYN_CX_UNARY(cSqrt, EP, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
-ZYN_CX_UNARY(zSqrt, HA, C16, Row<SqrtRow<C16>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)
+ZYN_CX_SQRT(cSqrt, HA, C8, Row<Elem<C8, Sqrt>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
+ZYN_CX_SQRT(cSqrt, EP, C8, Row<Elem<C8, Sqrt>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
+ZYN_CX_SQRT(zSqrt, HA, C16, Row<Elem<C16, Sqrt>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)
 
 #define ZYN_CX_POW(t, C)                                                                          \
   extern "C" void zyn_vk_##t##Pow_HA(int n, const C *a, const C *b, C *y) {                       \
