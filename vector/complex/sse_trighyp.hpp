@@ -1,0 +1,205 @@
+// Complex Sinh, Cosh, Tanh, Sin, Cos, Tan of the usual element on SSE, two elements per call
+// (one element runs the same lane code in both lanes, so every element gets the same bits
+// wherever it stands). With h the hyperbolic argument (x for Sinh, Cosh, Tanh; y for Sin, Cos,
+// Tan) and t the trigonometric one:
+//   Sinh (sh(x) c(y), ch(x) s(y))   Cosh (ch(x) c(y), sh(x) s(y))
+//   Sin  (s(x) ch(y), c(x) sh(y))   Cos  (c(x) ch(y), -s(x) sh(y))
+//   Tanh (sh ch, s c) / (sh^2 + c^2)  and  Tan (s c, sh ch) / (c^2 + sh^2), all terms of each
+//        denominator >= 0 (tanh(x + iy) = (sinh 2x + i sin 2y) / (cosh 2x + cos 2y)).
+// Each factor is a double-double with relative error below 2^-55: e^|h| and e^-|h| from the
+// exponential's table path kept unrounded (2^-59), sinh from them for |h| >= 1/2 (cancellation
+// at most coth(1/2) = 2.2) and from its odd series below; sin and cos of t after the
+// four-piece reduction (sin_cos). Products by
+// Dekker's exact product, the quotient corrected by its residual, each part rounded once:
+// below 1 ulp (z rows), and 0.5 + 2^-28 ulp after the rounding to single (c rows).
+// Taken: 2^-500 <= |h| <= 680 (340 for Tanh, Tan), 2^-500 <= |t| < 2^20, a result whose larger
+// part lies in [2 min, max / 2] of its type (nothing to report), and the caller's MXCSR rounding
+// to nearest without flush-to-zero or denormals-are-zero; every other element takes the scalar
+// path.
+#pragma once
+
+#include <immintrin.h>
+
+#include <limits>
+
+#include "vector/complex/complex_map.hpp"
+#include "vector/explog/exp_core.hpp"
+#include "vector/trig/trig_core.hpp"
+
+namespace zyn::vk::cx::trighyp {
+
+using V = __m128d;
+using dd::set;
+
+enum class Kind { Sinh, Cosh, Tanh, Sin, Cos, Tan };
+
+// The caller's MXCSR rounds to nearest and keeps denormals.
+inline bool nearest_no_flush() {
+  return (_mm_getcsr() & (_MM_ROUND_MASK | _MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK)) == 0;
+}
+
+struct DD {
+  V hi, lo;
+};
+inline DD norm(V hi, V lo) {  // |hi| >= |lo|
+  DD r;
+  dd::fast_two_sum(hi, lo, r.hi, r.lo);
+  return r;
+}
+inline DD neg_if(DD a, V sign) { return {_mm_xor_pd(a.hi, sign), _mm_xor_pd(a.lo, sign)}; }
+// a b = p + e exactly, and the cross terms of the low parts.
+inline void mul_parts(DD a, DD b, V &p, V &e) {
+  dd::two_prod(a.hi, b.hi, p, e);
+  e = _mm_add_pd(e, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
+}
+inline DD mul(DD a, DD b) {
+  V p, e;
+  mul_parts(a, b, p, e);
+  return norm(p, e);
+}
+inline V mul_round(DD a, DD b) {
+  V p, e;
+  mul_parts(a, b, p, e);
+  return _mm_add_pd(p, e);
+}
+// a + b for a, b >= 0.
+inline DD add(DD a, DD b) {
+  V s, e;
+  dd::two_sum(a.hi, b.hi, s, e);
+  return norm(s, _mm_add_pd(e, _mm_add_pd(a.lo, b.lo)));
+}
+// n / d rounded once, given inv = 1/d.hi: t = n.hi inv, then t + (n - t d) inv (n.hi - t d.hi
+// exact by Sterbenz, t d.hi exact by Dekker).
+inline V quotient(DD n, DD d, V inv) {
+  const V t = _mm_mul_pd(n.hi, inv);
+  V p, e;
+  dd::two_prod(t, d.hi, p, e);
+  const V rem = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n.hi, p), e), n.lo), _mm_mul_pd(t, d.lo));
+  return _mm_add_pd(t, _mm_mul_pd(rem, inv));
+}
+
+// 2 sinh a and 2 cosh a for 2^-500 <= a <= 680, as unnormalized pairs (|lo| within 2 ulp of
+// hi): e^a and e^-a from the table at n and -n with the reduced argument r and -r.
+struct Hyp {
+  DD sh2, ch2;
+};
+inline Hyp sinh_cosh2(V a) {
+  __m128i n;
+  V scale, tail, scale_m, tail_m;
+  const V red = exp_reduce128<ExpBase::E, false>(a, n);
+  exp_lookup128(n, scale, tail);
+  exp_lookup128(_mm_sub_epi64(_mm_setzero_si128(), n), scale_m, tail_m);  // only n's low bits count
+  const DD e = norm(scale, _mm_mul_pd(scale, expm1_poly(red, tail)));
+  const DD r = norm(scale_m, _mm_mul_pd(scale_m, expm1_poly(_mm_xor_pd(red, set(-0.0)), tail_m)));
+  Hyp h;
+  V s, se;
+  dd::two_sum(e.hi, r.hi, s, se);
+  h.ch2 = {s, _mm_add_pd(se, _mm_add_pd(e.lo, r.lo))};
+  dd::two_sum(e.hi, _mm_xor_pd(r.hi, set(-0.0)), s, se);
+  h.sh2 = {s, _mm_add_pd(se, _mm_sub_pd(e.lo, r.lo))};
+  const V small = _mm_cmplt_pd(a, set(0.5));
+  if (_mm_movemask_pd(small) != 0) {
+    // 2a + 2a^3 (1/3! + a^2/5! + ... + a^12/15!); the first omitted term is below 2^-62 of it
+    constexpr double k[7] = {2.0 / 6,        2.0 / 120,          2.0 / 5040,          2.0 / 362880,
+                             2.0 / 39916800, 2.0 / 6227020800.0, 2.0 / 1307674368000.0};
+    const V z = _mm_mul_pd(a, a);
+    const DD series = norm(_mm_add_pd(a, a), _mm_mul_pd(_mm_mul_pd(a, z), trig::horner<7>(z, k)));
+    h.sh2.hi = _mm_blendv_pd(h.sh2.hi, series.hi, small);
+    h.sh2.lo = _mm_blendv_pd(h.sh2.lo, series.lo, small);
+  }
+  return h;
+}
+
+// sin t and cos t for 2^-500 <= |t| < 2^20: the four-piece reduction to r = hi + lo, the
+// polynomials of the real rows on z = hi^2 by Estrin's scheme, and the rounding error of z
+// (Dekker) kept in cos r = 1 - z/2 + ..., so each below 2^-56 relative.
+struct Trig {
+  DD s, c;
+};
+inline V estrin6(V z, V z2, V z4, const double *k) {
+  auto pair = [&](int i) { return _mm_add_pd(set(k[i]), _mm_mul_pd(z, set(k[i + 1]))); };
+  return _mm_add_pd(_mm_add_pd(pair(0), _mm_mul_pd(z2, pair(2))), _mm_mul_pd(z4, pair(4)));
+}
+inline Trig sin_cos(V t) {
+  const trig::Reduced r = trig::reduce<true>(t);
+  constexpr const trig::Poly &P = trig::kDHa;
+  V z, ze;
+  dd::two_prod(r.hi, r.hi, z, ze);
+  const V z2 = _mm_mul_pd(z, z), z4 = _mm_mul_pd(z2, z2), hz = _mm_mul_pd(set(0.5), z);
+  const V sp = _mm_mul_pd(_mm_mul_pd(r.hi, z), estrin6(z, z2, z4, P.s));
+  const V cp = _mm_mul_pd(z2, estrin6(z, z2, z4, P.c));
+  const V ch = _mm_sub_pd(set(1.0), hz), one_hz = ch;
+  const V tail = _mm_sub_pd(_mm_sub_pd(set(1.0), ch), hz);
+  const V cl = _mm_add_pd(_mm_sub_pd(tail, _mm_mul_pd(set(0.5), ze)), _mm_sub_pd(cp, _mm_mul_pd(r.hi, r.lo)));
+  const DD s = norm(r.hi, _mm_add_pd(sp, _mm_mul_pd(r.lo, one_hz))), c = norm(ch, cl);
+  __m128i q = _mm_cvtpd_epi32(r.n);
+  q = _mm_unpacklo_epi32(q, q);
+  const __m128i two = _mm_set1_epi64x(2);
+  const V swap = trig::odd_mask(r.n);
+  const V sign_s = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(q, two), 62));
+  const V sign_c = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, _mm_set1_epi64x(1)), two), 62));
+  auto pick = [&](DD a, DD b, V sign) {
+    return neg_if(DD{_mm_blendv_pd(a.hi, b.hi, swap), _mm_blendv_pd(a.lo, b.lo, swap)}, sign);
+  };
+  return {pick(s, c, sign_s), pick(c, s, sign_c)};
+}
+
+// The parts of two elements (x, y lanes); false where either element is not taken.
+template <Kind K, class P>
+inline bool lanes(V x, V y, V &re, V &im) {
+  constexpr bool kTrig = K == Kind::Sin || K == Kind::Cos || K == Kind::Tan;
+  constexpr bool kQuot = K == Kind::Tanh || K == Kind::Tan;
+  const V h = kTrig ? y : x, t = kTrig ? x : y, sign = set(-0.0);
+  const V ah = _mm_andnot_pd(sign, h), at = _mm_andnot_pd(sign, t), tiny = set(0x1p-500);
+  const V ok = _mm_and_pd(_mm_and_pd(_mm_cmpge_pd(ah, tiny), _mm_cmple_pd(ah, set(kQuot ? 340.0 : 680.0))),
+                          _mm_and_pd(_mm_cmpge_pd(at, tiny), _mm_cmplt_pd(at, set(trig::kFastLimit))));
+  if (_mm_movemask_pd(ok) != 3 || !nearest_no_flush()) return false;
+  Hyp hp = sinh_cosh2(ah);
+  hp.sh2 = neg_if(hp.sh2, _mm_and_pd(h, sign));
+  const Trig tr = sin_cos(t);
+  const V half = set(0.5);
+  auto half_of = [&](V v) { return _mm_mul_pd(v, half); };  // exact: no part near underflow
+  if constexpr (kQuot) {
+    // (4 sh ch, 4 s c) / (4 sh^2 + 4 c^2)
+    auto twice = [](DD v) { return DD{_mm_add_pd(v.hi, v.hi), _mm_add_pd(v.lo, v.lo)}; };
+    const DD s2 = twice(tr.s), c2 = twice(tr.c);
+    const DD d = add(mul(hp.sh2, hp.sh2), mul(c2, c2));
+    const V inv = _mm_div_pd(set(1.0), d.hi);
+    const V a = quotient(mul(hp.sh2, hp.ch2), d, inv), b = quotient(mul(s2, c2), d, inv);
+    re = kTrig ? b : a, im = kTrig ? a : b;
+  } else if constexpr (K == Kind::Sinh) {
+    re = half_of(mul_round(hp.sh2, tr.c)), im = half_of(mul_round(hp.ch2, tr.s));
+  } else if constexpr (K == Kind::Cosh) {
+    re = half_of(mul_round(hp.ch2, tr.c)), im = half_of(mul_round(hp.sh2, tr.s));
+  } else if constexpr (K == Kind::Sin) {
+    re = half_of(mul_round(tr.s, hp.ch2)), im = half_of(mul_round(tr.c, hp.sh2));
+  } else {
+    re = half_of(mul_round(tr.c, hp.ch2)), im = _mm_xor_pd(half_of(mul_round(tr.s, hp.sh2)), sign);
+  }
+  // nothing to report: the larger part well inside the normal range of P
+  const V m = _mm_max_pd(_mm_andnot_pd(sign, re), _mm_andnot_pd(sign, im));
+  constexpr double lo = 2.0 * std::numeric_limits<P>::min(), hi = 0.5 * std::numeric_limits<P>::max();
+  return _mm_movemask_pd(_mm_and_pd(_mm_cmpge_pd(m, set(lo)), _mm_cmple_pd(m, set(hi)))) == 3;
+}
+
+// The row's element operation: the scalar evaluation F, with the SSE form of kind K.
+template <class C, class F, Kind K>
+struct Sse : Elem<C, F> {
+  using P = decltype(C::re);
+  static bool vec(const C *p, const C *, C *r) {
+    const V e = load(p);
+    V re, im;
+    if (!lanes<K, P>(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
+    store(r, _mm_unpacklo_pd(re, im));
+    return true;
+  }
+  static bool vec2(const C *p, C *r) {
+    V x, y, re, im;
+    load2(p, x, y);
+    if (!lanes<K, P>(x, y, re, im)) return false;
+    store2(r, re, im);
+    return true;
+  }
+};
+
+}  // namespace zyn::vk::cx::trighyp
