@@ -38,6 +38,8 @@ inline bool nearest_no_flush() {
   return (_mm_getcsr() & (_MM_ROUND_MASK | _MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK)) == 0;
 }
 
+// A value hi + lo, not normalized: |lo| up to 2^-6 |hi| (products keep lo lo and round the
+// cross terms to 2^-59 of the result).
 struct DD {
   V hi, lo;
 };
@@ -47,54 +49,78 @@ inline DD norm(V hi, V lo) {  // |hi| >= |lo|
   return r;
 }
 inline DD neg_if(DD a, V sign) { return {_mm_xor_pd(a.hi, sign), _mm_xor_pd(a.lo, sign)}; }
-// a b = p + e exactly, and the cross terms of the low parts.
-inline void mul_parts(DD a, DD b, V &p, V &e) {
-  dd::two_prod(a.hi, b.hi, p, e);
-  e = _mm_add_pd(e, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi)));
-}
+// a b = p + e (p rounded, e its exact error by Dekker plus the cross terms).
 inline DD mul(DD a, DD b) {
   V p, e;
-  mul_parts(a, b, p, e);
-  return norm(p, e);
+  dd::two_prod(a.hi, b.hi, p, e);
+  const V cross = _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, _mm_add_pd(b.hi, b.lo)));
+  return {p, _mm_add_pd(e, cross)};
+}
+inline DD sq(DD a) {
+  V h, l;
+  dd::split(a.hi, h, l);
+  const V p = _mm_mul_pd(a.hi, a.hi), hl = _mm_mul_pd(h, l);
+  const V e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(h, h), p), _mm_add_pd(hl, hl)), _mm_mul_pd(l, l));
+  const V c = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
+  return {p, _mm_add_pd(e, _mm_add_pd(c, _mm_mul_pd(a.lo, a.lo)))};
 }
 inline V mul_round(DD a, DD b) {
-  V p, e;
-  mul_parts(a, b, p, e);
-  return _mm_add_pd(p, e);
+  const DD m = mul(a, b);
+  return _mm_add_pd(m.hi, m.lo);
 }
 // a + b for a, b >= 0.
 inline DD add(DD a, DD b) {
   V s, e;
   dd::two_sum(a.hi, b.hi, s, e);
-  return norm(s, _mm_add_pd(e, _mm_add_pd(a.lo, b.lo)));
+  return {s, _mm_add_pd(e, _mm_add_pd(a.lo, b.lo))};
 }
-// n / d rounded once, given inv = 1/d.hi: t = n.hi inv, then t + (n - t d) inv (n.hi - t d.hi
-// exact by Sterbenz, t d.hi exact by Dekker).
-inline V quotient(DD n, DD d, V inv) {
-  const V t = _mm_mul_pd(n.hi, inv);
-  V p, e;
-  dd::two_prod(t, d.hi, p, e);
-  const V rem = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n.hi, p), e), n.lo), _mm_mul_pd(t, d.lo));
-  return _mm_add_pd(t, _mm_mul_pd(rem, inv));
+// n / d rounded once, given inv = 1/d.hi and d.hi split: t = n.hi inv, then t + (n - t d) inv
+// (n.hi - t d.hi exact by Sterbenz, t d.hi exact by Dekker).
+struct Divisor {
+  DD d;
+  V inv, h, l;
+};
+inline Divisor divisor(DD unnormalized) {
+  const DD d = norm(unnormalized.hi, unnormalized.lo);  // the correction divides by hi alone
+  Divisor r{d, _mm_div_pd(set(1.0), d.hi), {}, {}};
+  dd::split(d.hi, r.h, r.l);
+  return r;
+}
+inline V quotient(DD n, const Divisor &d) {
+  const V t = _mm_mul_pd(n.hi, d.inv);
+  V th, tl;
+  dd::split(t, th, tl);
+  const V p = _mm_mul_pd(t, d.d.hi);
+  const V e = _mm_add_pd(_mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(th, d.h), p), _mm_mul_pd(th, d.l)),
+                                    _mm_mul_pd(tl, d.h)), _mm_mul_pd(tl, d.l));
+  const V rem = _mm_sub_pd(_mm_add_pd(_mm_sub_pd(_mm_sub_pd(n.hi, p), e), n.lo), _mm_mul_pd(t, d.d.lo));
+  return _mm_add_pd(t, _mm_mul_pd(rem, d.inv));
 }
 
 // 2 sinh a and 2 cosh a for 2^-500 <= a <= 680, as unnormalized pairs (|lo| within 2 ulp of
 // hi): e^a and e^-a from the table at n and -n with the reduced argument r and -r.
+// With kCm also 2 (cosh a - 1) = e^a + e^-a - 2 (from its even series for a < 1/2).
 struct Hyp {
-  DD sh2, ch2;
+  DD sh2, ch2, cm;
 };
+template <bool kCm>
 inline Hyp sinh_cosh2(V a) {
   __m128i n;
   V scale, tail, scale_m, tail_m;
   const V red = exp_reduce128<ExpBase::E, false>(a, n);
   exp_lookup128(n, scale, tail);
   exp_lookup128(_mm_sub_epi64(_mm_setzero_si128(), n), scale_m, tail_m);  // only n's low bits count
-  const DD e = norm(scale, _mm_mul_pd(scale, expm1_poly(red, tail)));
-  const DD r = norm(scale_m, _mm_mul_pd(scale_m, expm1_poly(_mm_xor_pd(red, set(-0.0)), tail_m)));
+  const DD e{scale, _mm_mul_pd(scale, expm1_poly(red, tail))};
+  const DD r{scale_m, _mm_mul_pd(scale_m, expm1_poly(_mm_xor_pd(red, set(-0.0)), tail_m))};
   Hyp h;
   V s, se;
   dd::two_sum(e.hi, r.hi, s, se);
   h.ch2 = {s, _mm_add_pd(se, _mm_add_pd(e.lo, r.lo))};
+  if constexpr (kCm) {
+    V m, me;
+    dd::fast_two_sum(s, set(-2.0), m, me);  // s >= 2
+    h.cm = {m, _mm_add_pd(me, h.ch2.lo)};
+  }
   dd::two_sum(e.hi, _mm_xor_pd(r.hi, set(-0.0)), s, se);
   h.sh2 = {s, _mm_add_pd(se, _mm_sub_pd(e.lo, r.lo))};
   const V small = _mm_cmplt_pd(a, set(0.5));
@@ -106,6 +132,16 @@ inline Hyp sinh_cosh2(V a) {
     const DD series = norm(_mm_add_pd(a, a), _mm_mul_pd(_mm_mul_pd(a, z), trig::horner<7>(z, k)));
     h.sh2.hi = _mm_blendv_pd(h.sh2.hi, series.hi, small);
     h.sh2.lo = _mm_blendv_pd(h.sh2.lo, series.lo, small);
+    if constexpr (kCm) {
+      // a^2 + a^4 (2/4! + a^2 2/6! + ... + a^12 2/16!), a^2 exact; omitted terms below 2^-57
+      constexpr double c[7] = {2.0 / 24,           2.0 / 720,            2.0 / 40320,         2.0 / 3628800,
+                               2.0 / 479001600.0, 2.0 / 87178291200.0, 2.0 / 20922789888000.0};
+      V zz, ze;
+      dd::two_prod(a, a, zz, ze);
+      const V lo = _mm_add_pd(ze, _mm_mul_pd(_mm_mul_pd(zz, z), trig::horner<7>(z, c)));
+      h.cm.hi = _mm_blendv_pd(h.cm.hi, zz, small);
+      h.cm.lo = _mm_blendv_pd(h.cm.lo, lo, small);
+    }
   }
   return h;
 }
@@ -113,13 +149,15 @@ inline Hyp sinh_cosh2(V a) {
 // sin t and cos t for 2^-500 <= |t| < 2^20: the four-piece reduction to r = hi + lo, the
 // polynomials of the real rows on z = hi^2 by Estrin's scheme, and the rounding error of z
 // (Dekker) kept in cos r = 1 - z/2 + ..., so each below 2^-56 relative.
+// With kCp also 1 + cos t, where it would cancel (n = 2 mod 4) as 1 - cos r = z/2 + ... .
 struct Trig {
-  DD s, c;
+  DD s, c, cp;
 };
 inline V estrin6(V z, V z2, V z4, const double *k) {
   auto pair = [&](int i) { return _mm_add_pd(set(k[i]), _mm_mul_pd(z, set(k[i + 1]))); };
   return _mm_add_pd(_mm_add_pd(pair(0), _mm_mul_pd(z2, pair(2))), _mm_mul_pd(z4, pair(4)));
 }
+template <bool kCp>
 inline Trig sin_cos(V t) {
   const trig::Reduced r = trig::reduce<true>(t);
   constexpr const trig::Poly &P = trig::kDHa;
@@ -141,7 +179,15 @@ inline Trig sin_cos(V t) {
   auto pick = [&](DD a, DD b, V sign) {
     return neg_if(DD{_mm_blendv_pd(a.hi, b.hi, swap), _mm_blendv_pd(a.lo, b.lo, swap)}, sign);
   };
-  return {pick(s, c, sign_s), pick(c, s, sign_c)};
+  Trig res{pick(s, c, sign_s), pick(c, s, sign_c), {}};
+  if constexpr (kCp) {
+    V g, ge;
+    dd::two_sum(set(1.0), res.c.hi, g, ge);
+    const V near = _mm_castsi128_pd(_mm_cmpeq_epi64(_mm_and_si128(q, _mm_set1_epi64x(3)), two));
+    const V lo = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(set(0.5), ze), cp), _mm_mul_pd(r.hi, r.lo));
+    res.cp = {_mm_blendv_pd(g, hz, near), _mm_blendv_pd(_mm_add_pd(ge, res.c.lo), lo, near)};
+  }
+  return res;
 }
 
 // The parts of two elements (x, y lanes); false where either element is not taken.
@@ -151,32 +197,37 @@ inline bool lanes(V x, V y, V &re, V &im) {
   constexpr bool kQuot = K == Kind::Tanh || K == Kind::Tan;
   const V h = kTrig ? y : x, t = kTrig ? x : y, sign = set(-0.0);
   const V ah = _mm_andnot_pd(sign, h), at = _mm_andnot_pd(sign, t), tiny = set(0x1p-500);
+  // the quotients take sinh, cosh of 2|h| and sin, cos of 2t
   const V ok = _mm_and_pd(_mm_and_pd(_mm_cmpge_pd(ah, tiny), _mm_cmple_pd(ah, set(kQuot ? 340.0 : 680.0))),
-                          _mm_and_pd(_mm_cmpge_pd(at, tiny), _mm_cmplt_pd(at, set(trig::kFastLimit))));
+                          _mm_and_pd(_mm_cmpge_pd(at, tiny), _mm_cmplt_pd(at, set(kQuot ? 0x1p19 : 0x1p20))));
   if (_mm_movemask_pd(ok) != 3 || !nearest_no_flush()) return false;
-  Hyp hp = sinh_cosh2(ah);
-  hp.sh2 = neg_if(hp.sh2, _mm_and_pd(h, sign));
-  const Trig tr = sin_cos(t);
+  const V hsign = _mm_and_pd(h, sign);
   const V half = set(0.5);
   auto half_of = [&](V v) { return _mm_mul_pd(v, half); };  // exact: no part near underflow
   if constexpr (kQuot) {
-    // (4 sh ch, 4 s c) / (4 sh^2 + 4 c^2)
-    auto twice = [](DD v) { return DD{_mm_add_pd(v.hi, v.hi), _mm_add_pd(v.lo, v.lo)}; };
-    const DD s2 = twice(tr.s), c2 = twice(tr.c);
-    const DD d = add(mul(hp.sh2, hp.sh2), mul(c2, c2));
-    const V inv = _mm_div_pd(set(1.0), d.hi);
-    const V a = quotient(mul(hp.sh2, hp.ch2), d, inv), b = quotient(mul(s2, c2), d, inv);
+    // tanh(x + iy) = (sinh 2x + i sin 2y) / (cosh 2x + cos 2y)
+    //              = (2 sinh 2x + 2i sin 2y) / (2 (cosh 2x - 1) + 2 (1 + cos 2y)), both terms >= 0
+    const Hyp hp = sinh_cosh2<true>(_mm_add_pd(ah, ah));
+    const Trig tr = sin_cos<true>(_mm_add_pd(t, t));
+    const DD d = add(hp.cm, {_mm_add_pd(tr.cp.hi, tr.cp.hi), _mm_add_pd(tr.cp.lo, tr.cp.lo)});
+    const Divisor dv = divisor(d);
+    const V a = quotient(neg_if(hp.sh2, hsign), dv);
+    const V b = quotient({_mm_add_pd(tr.s.hi, tr.s.hi), _mm_add_pd(tr.s.lo, tr.s.lo)}, dv);
     re = kTrig ? b : a, im = kTrig ? a : b;
-  } else if constexpr (K == Kind::Sinh) {
-    re = half_of(mul_round(hp.sh2, tr.c)), im = half_of(mul_round(hp.ch2, tr.s));
-  } else if constexpr (K == Kind::Cosh) {
-    re = half_of(mul_round(hp.ch2, tr.c)), im = half_of(mul_round(hp.sh2, tr.s));
-  } else if constexpr (K == Kind::Sin) {
-    re = half_of(mul_round(tr.s, hp.ch2)), im = half_of(mul_round(tr.c, hp.sh2));
   } else {
-    re = half_of(mul_round(tr.c, hp.ch2)), im = _mm_xor_pd(half_of(mul_round(tr.s, hp.sh2)), sign);
+    Hyp hp = sinh_cosh2<false>(ah);
+    hp.sh2 = neg_if(hp.sh2, hsign);
+    const Trig tr = sin_cos<false>(t);
+    const DD &hs = hp.sh2, &hc = hp.ch2;
+    if constexpr (K == Kind::Sinh) re = mul_round(hs, tr.c), im = mul_round(hc, tr.s);
+    if constexpr (K == Kind::Cosh) re = mul_round(hc, tr.c), im = mul_round(hs, tr.s);
+    if constexpr (K == Kind::Sin) re = mul_round(tr.s, hc), im = mul_round(tr.c, hs);
+    if constexpr (K == Kind::Cos) re = mul_round(tr.c, hc), im = _mm_xor_pd(mul_round(tr.s, hs), sign);
+    re = half_of(re), im = half_of(im);
   }
-  // nothing to report: the larger part well inside the normal range of P
+  // Nothing to report. z rows: |f| >= min(|h|, |t|) / 2 >= 2^-501 and the parts stay below e^680
+  // on the taken inputs; c rows: the larger part well inside the normal range of single.
+  if constexpr (sizeof(P) == 8) return true;
   const V m = _mm_max_pd(_mm_andnot_pd(sign, re), _mm_andnot_pd(sign, im));
   constexpr double lo = 2.0 * std::numeric_limits<P>::min(), hi = 0.5 * std::numeric_limits<P>::max();
   return _mm_movemask_pd(_mm_and_pd(_mm_cmpge_pd(m, set(lo)), _mm_cmple_pd(m, set(hi)))) == 3;
