@@ -38,8 +38,7 @@ inline bool nearest_no_flush() {
   return (_mm_getcsr() & (_MM_ROUND_MASK | _MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK)) == 0;
 }
 
-// A value hi + lo, not normalized: |lo| up to 2^-6 |hi| (products keep lo lo and round the
-// cross terms to 2^-59 of the result).
+// A value hi + lo, not normalized: |lo| up to 2^-6 |hi|.
 struct DD {
   V hi, lo;
 };
@@ -49,24 +48,20 @@ inline DD norm(V hi, V lo) {  // |hi| >= |lo|
   return r;
 }
 inline DD neg_if(DD a, V sign) { return {_mm_xor_pd(a.hi, sign), _mm_xor_pd(a.lo, sign)}; }
-// a b = p + e (p rounded, e its exact error by Dekker plus the cross terms).
-inline DD mul(DD a, DD b) {
+// a b rounded once: p + e exactly by Dekker, the cross terms rounded (b normalized or a.lo b.lo
+// below 2^-59 of the product).
+inline V mul_round(DD a, DD b) {
   V p, e;
   dd::two_prod(a.hi, b.hi, p, e);
-  const V cross = _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, _mm_add_pd(b.hi, b.lo)));
-  return {p, _mm_add_pd(e, cross)};
+  return _mm_add_pd(p, _mm_add_pd(e, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
 }
-inline DD sq(DD a) {
+// a^2 = p + e exactly (Dekker, one split).
+inline void square(V a, V &p, V &e) {
   V h, l;
-  dd::split(a.hi, h, l);
-  const V p = _mm_mul_pd(a.hi, a.hi), hl = _mm_mul_pd(h, l);
-  const V e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(h, h), p), _mm_add_pd(hl, hl)), _mm_mul_pd(l, l));
-  const V c = _mm_mul_pd(_mm_add_pd(a.hi, a.hi), a.lo);
-  return {p, _mm_add_pd(e, _mm_add_pd(c, _mm_mul_pd(a.lo, a.lo)))};
-}
-inline V mul_round(DD a, DD b) {
-  const DD m = mul(a, b);
-  return _mm_add_pd(m.hi, m.lo);
+  dd::split(a, h, l);
+  p = _mm_mul_pd(a, a);
+  const V hl = _mm_mul_pd(h, l);
+  e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(h, h), p), _mm_add_pd(hl, hl)), _mm_mul_pd(l, l));
 }
 // a + b for a, b >= 0.
 inline DD add(DD a, DD b) {
@@ -104,24 +99,29 @@ struct Hyp {
   DD sh2, ch2, cm;
 };
 template <bool kCm>
-inline Hyp sinh_cosh2(V a) {
+inline __attribute__((always_inline)) Hyp sinh_cosh2(V a) {
   __m128i n;
   V scale, tail, scale_m, tail_m;
   const V red = exp_reduce128<ExpBase::E, false>(a, n);
   exp_lookup128(n, scale, tail);
   exp_lookup128(_mm_sub_epi64(_mm_setzero_si128(), n), scale_m, tail_m);  // only n's low bits count
-  const DD e{scale, _mm_mul_pd(scale, expm1_poly(red, tail))};
-  const DD r{scale_m, _mm_mul_pd(scale_m, expm1_poly(_mm_xor_pd(red, set(-0.0)), tail_m))};
+  // e^r - 1 and e^-r - 1 from the even and odd parts of the degree-5 Taylor polynomial of
+  // expm1_poly (truncation below 2^-60)
+  const V r2 = _mm_mul_pd(red, red), r4 = _mm_mul_pd(r2, r2);
+  const V even = _mm_add_pd(_mm_mul_pd(r2, set(0.5)), _mm_mul_pd(r4, set(1.0 / 24)));
+  const V odd = _mm_add_pd(red, _mm_mul_pd(_mm_mul_pd(red, r2), _mm_add_pd(set(1.0 / 6), _mm_mul_pd(r2, set(1.0 / 120)))));
+  const DD e{scale, _mm_mul_pd(scale, _mm_add_pd(_mm_add_pd(tail, odd), even))};
+  const DD r{scale_m, _mm_mul_pd(scale_m, _mm_add_pd(_mm_sub_pd(tail_m, odd), even))};
   Hyp h;
   V s, se;
-  dd::two_sum(e.hi, r.hi, s, se);
+  dd::fast_two_sum(e.hi, r.hi, s, se);  // e.hi >= r.hi: n >= 0
   h.ch2 = {s, _mm_add_pd(se, _mm_add_pd(e.lo, r.lo))};
   if constexpr (kCm) {
     V m, me;
     dd::fast_two_sum(s, set(-2.0), m, me);  // s >= 2
     h.cm = {m, _mm_add_pd(me, h.ch2.lo)};
   }
-  dd::two_sum(e.hi, _mm_xor_pd(r.hi, set(-0.0)), s, se);
+  dd::fast_two_sum(e.hi, _mm_xor_pd(r.hi, set(-0.0)), s, se);
   h.sh2 = {s, _mm_add_pd(se, _mm_sub_pd(e.lo, r.lo))};
   const V small = _mm_cmplt_pd(a, set(0.5));
   if (_mm_movemask_pd(small) != 0) {
@@ -137,7 +137,7 @@ inline Hyp sinh_cosh2(V a) {
       constexpr double c[7] = {2.0 / 24,           2.0 / 720,            2.0 / 40320,         2.0 / 3628800,
                                2.0 / 479001600.0, 2.0 / 87178291200.0, 2.0 / 20922789888000.0};
       V zz, ze;
-      dd::two_prod(a, a, zz, ze);
+      square(a, zz, ze);
       const V lo = _mm_add_pd(ze, _mm_mul_pd(_mm_mul_pd(zz, z), trig::horner<7>(z, c)));
       h.cm.hi = _mm_blendv_pd(h.cm.hi, zz, small);
       h.cm.lo = _mm_blendv_pd(h.cm.lo, lo, small);
@@ -158,11 +158,11 @@ inline V estrin6(V z, V z2, V z4, const double *k) {
   return _mm_add_pd(_mm_add_pd(pair(0), _mm_mul_pd(z2, pair(2))), _mm_mul_pd(z4, pair(4)));
 }
 template <bool kCp>
-inline Trig sin_cos(V t) {
+inline __attribute__((always_inline)) Trig sin_cos(V t) {
   const trig::Reduced r = trig::reduce<true>(t);
   constexpr const trig::Poly &P = trig::kDHa;
   V z, ze;
-  dd::two_prod(r.hi, r.hi, z, ze);
+  square(r.hi, z, ze);
   const V z2 = _mm_mul_pd(z, z), z4 = _mm_mul_pd(z2, z2), hz = _mm_mul_pd(set(0.5), z);
   const V sp = _mm_mul_pd(_mm_mul_pd(r.hi, z), estrin6(z, z2, z4, P.s));
   const V cp = _mm_mul_pd(z2, estrin6(z, z2, z4, P.c));
