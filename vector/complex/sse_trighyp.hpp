@@ -169,20 +169,22 @@ inline __attribute__((always_inline)) Trig sin_cos(V t) {
   const V ch = _mm_sub_pd(set(1.0), hz), one_hz = ch;
   const V tail = _mm_sub_pd(_mm_sub_pd(set(1.0), ch), hz);
   const V cl = _mm_add_pd(_mm_sub_pd(tail, _mm_mul_pd(set(0.5), ze)), _mm_sub_pd(cp, _mm_mul_pd(r.hi, r.lo)));
-  const DD s = norm(r.hi, _mm_add_pd(sp, _mm_mul_pd(r.lo, one_hz))), c = norm(ch, cl);
+  // the quotients take the pairs as they are (|lo| below 0.2 |hi|), the products normalized
+  const V sl = _mm_add_pd(sp, _mm_mul_pd(r.lo, one_hz));
+  const DD s = kCp ? DD{r.hi, sl} : norm(r.hi, sl), c = kCp ? DD{ch, cl} : norm(ch, cl);
   __m128i q = _mm_cvtpd_epi32(r.n);
   q = _mm_unpacklo_epi32(q, q);
-  const __m128i two = _mm_set1_epi64x(2);
-  const V swap = trig::odd_mask(r.n);
+  const __m128i one = _mm_set1_epi64x(1), two = _mm_set1_epi64x(2);
+  const V swap = _mm_castsi128_pd(_mm_cmpeq_epi64(_mm_and_si128(q, one), one));
   const V sign_s = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(q, two), 62));
-  const V sign_c = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, _mm_set1_epi64x(1)), two), 62));
+  const V sign_c = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, one), two), 62));
   auto pick = [&](DD a, DD b, V sign) {
     return neg_if(DD{_mm_blendv_pd(a.hi, b.hi, swap), _mm_blendv_pd(a.lo, b.lo, swap)}, sign);
   };
   Trig res{pick(s, c, sign_s), pick(c, s, sign_c), {}};
   if constexpr (kCp) {
     V g, ge;
-    dd::two_sum(set(1.0), res.c.hi, g, ge);
+    dd::fast_two_sum(set(1.0), res.c.hi, g, ge);
     const V near = _mm_castsi128_pd(_mm_cmpeq_epi64(_mm_and_si128(q, _mm_set1_epi64x(3)), two));
     const V lo = _mm_add_pd(_mm_sub_pd(_mm_mul_pd(set(0.5), ze), cp), _mm_mul_pd(r.hi, r.lo));
     res.cp = {_mm_blendv_pd(g, hz, near), _mm_blendv_pd(_mm_add_pd(ge, res.c.lo), lo, near)};
@@ -212,7 +214,7 @@ inline bool lanes(V x, V y, V &re, V &im) {
     const DD d = add(hp.cm, {_mm_add_pd(tr.cp.hi, tr.cp.hi), _mm_add_pd(tr.cp.lo, tr.cp.lo)});
     const Divisor dv = divisor(d);
     const V a = quotient(neg_if(hp.sh2, hsign), dv);
-    const V b = quotient({_mm_add_pd(tr.s.hi, tr.s.hi), _mm_add_pd(tr.s.lo, tr.s.lo)}, dv);
+    const V b2 = quotient(tr.s, dv), b = _mm_add_pd(b2, b2);
     re = kTrig ? b : a, im = kTrig ? a : b;
   } else {
     Hyp hp = sinh_cosh2<false>(ah);
