@@ -194,7 +194,7 @@ inline __attribute__((always_inline)) Trig sin_cos(V t) {
 
 // The parts of two elements (x, y lanes); false where either element is not taken.
 template <Kind K, class P>
-inline bool lanes(V x, V y, V &re, V &im) {
+inline __attribute__((always_inline)) bool lanes(V x, V y, V &re, V &im) {
   constexpr bool kTrig = K == Kind::Sin || K == Kind::Cos || K == Kind::Tan;
   constexpr bool kQuot = K == Kind::Tanh || K == Kind::Tan;
   const V h = kTrig ? y : x, t = kTrig ? x : y, sign = set(-0.0);
@@ -239,14 +239,14 @@ inline bool lanes(V x, V y, V &re, V &im) {
 template <class C, class F, Kind K>
 struct Sse : Elem<C, F> {
   using P = decltype(C::re);
-  static bool vec(const C *p, const C *, C *r) {
+  static __attribute__((always_inline)) bool vec(const C *p, const C *, C *r) {
     const V e = load(p);
     V re, im;
     if (!lanes<K, P>(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
     store(r, _mm_unpacklo_pd(re, im));
     return true;
   }
-  static bool vec2(const C *p, C *r) {
+  static __attribute__((always_inline)) bool vec2(const C *p, C *r) {
     V x, y, re, im;
     load2(p, x, y);
     if (!lanes<K, P>(x, y, re, im)) return false;
