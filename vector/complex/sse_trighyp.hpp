@@ -4,18 +4,18 @@
 // Tan) and t the trigonometric one:
 //   Sinh (sh(x) c(y), ch(x) s(y))   Cosh (ch(x) c(y), sh(x) s(y))
 //   Sin  (s(x) ch(y), c(x) sh(y))   Cos  (c(x) ch(y), -s(x) sh(y))
-//   Tanh (sh ch, s c) / (sh^2 + c^2)  and  Tan (s c, sh ch) / (c^2 + sh^2), all terms of each
-//        denominator >= 0 (tanh(x + iy) = (sinh 2x + i sin 2y) / (cosh 2x + cos 2y)).
+//   Tanh (sinh 2x, sin 2y) / ((cosh 2x - 1) + (1 + cos 2y)), Tan (sin 2x, sinh 2y) / ((1 + cos 2x)
+//        + (cosh 2y - 1)): both terms of each denominator >= 0, each free of cancellation.
 // Each factor is a double-double with relative error below 2^-55: e^|h| and e^-|h| from the
 // exponential's table path kept unrounded (2^-59), sinh from them for |h| >= 1/2 (cancellation
 // at most coth(1/2) = 2.2) and from its odd series below; sin and cos of t after the
-// four-piece reduction (sin_cos). Products by
-// Dekker's exact product, the quotient corrected by its residual, each part rounded once:
-// below 1 ulp (z rows), and 0.5 + 2^-28 ulp after the rounding to single (c rows).
-// Taken: 2^-500 <= |h| <= 680 (340 for Tanh, Tan), 2^-500 <= |t| < 2^20, a result whose larger
-// part lies in [2 min, max / 2] of its type (nothing to report), and the caller's MXCSR rounding
-// to nearest without flush-to-zero or denormals-are-zero; every other element takes the scalar
-// path.
+// four-piece reduction (sin_cos). Products by Dekker's exact product, the quotients corrected
+// by their exact residual, each part rounded once: below 1 ulp (z rows), and 0.5 + 2^-28 ulp
+// after the rounding to single (c rows).
+// Taken: 2^-500 <= |h| <= 680 (340 for Tanh, Tan), 2^-500 <= |t| < 2^20 (2^19), nothing to
+// report (c rows: the larger part in [2 min, max / 2] of single), and the caller's MXCSR
+// rounding to nearest without flush-to-zero or denormals-are-zero; every other element takes
+// the scalar path.
 #pragma once
 
 #include <immintrin.h>
@@ -38,7 +38,8 @@ inline bool nearest_no_flush() {
   return (_mm_getcsr() & (_MM_ROUND_MASK | _MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK)) == 0;
 }
 
-// A value hi + lo, not normalized: |lo| up to 2^-6 |hi|.
+// A value hi + lo, not normalized: |lo| below 2^-6 |hi| for the exponential's pairs, 0.2 |hi|
+// for the sine and cosine the quotients take.
 struct DD {
   V hi, lo;
 };
@@ -92,8 +93,8 @@ inline V quotient(DD n, const Divisor &d) {
   return _mm_add_pd(t, _mm_mul_pd(rem, d.inv));
 }
 
-// 2 sinh a and 2 cosh a for 2^-500 <= a <= 680, as unnormalized pairs (|lo| within 2 ulp of
-// hi): e^a and e^-a from the table at n and -n with the reduced argument r and -r.
+// 2 sinh a and 2 cosh a for 2^-500 <= a <= 680, as unnormalized pairs: e^a and e^-a from the
+// table at n and -n with the reduced argument r and -r.
 // With kCm also 2 (cosh a - 1) = e^a + e^-a - 2 (from its even series for a < 1/2).
 struct Hyp {
   DD sh2, ch2, cm;
@@ -109,7 +110,8 @@ inline __attribute__((always_inline)) Hyp sinh_cosh2(V a) {
   // expm1_poly (truncation below 2^-60)
   const V r2 = _mm_mul_pd(red, red), r4 = _mm_mul_pd(r2, r2);
   const V even = _mm_add_pd(_mm_mul_pd(r2, set(0.5)), _mm_mul_pd(r4, set(1.0 / 24)));
-  const V odd = _mm_add_pd(red, _mm_mul_pd(_mm_mul_pd(red, r2), _mm_add_pd(set(1.0 / 6), _mm_mul_pd(r2, set(1.0 / 120)))));
+  const V odd3 = _mm_add_pd(set(1.0 / 6), _mm_mul_pd(r2, set(1.0 / 120)));
+  const V odd = _mm_add_pd(red, _mm_mul_pd(_mm_mul_pd(red, r2), odd3));
   const DD e{scale, _mm_mul_pd(scale, _mm_add_pd(_mm_add_pd(tail, odd), even))};
   const DD r{scale_m, _mm_mul_pd(scale_m, _mm_add_pd(_mm_sub_pd(tail_m, odd), even))};
   Hyp h;
@@ -118,7 +120,7 @@ inline __attribute__((always_inline)) Hyp sinh_cosh2(V a) {
   h.ch2 = {s, _mm_add_pd(se, _mm_add_pd(e.lo, r.lo))};
   if constexpr (kCm) {
     V m, me;
-    dd::fast_two_sum(s, set(-2.0), m, me);  // s >= 2
+    dd::fast_two_sum(s, set(-2.0), m, me);  // exact: s >= 2, or just below it (Sterbenz)
     h.cm = {m, _mm_add_pd(me, h.ch2.lo)};
   }
   dd::fast_two_sum(e.hi, _mm_xor_pd(r.hi, set(-0.0)), s, se);
