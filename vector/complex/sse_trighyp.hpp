@@ -148,7 +148,7 @@ inline __attribute__((always_inline)) Hyp sinh_cosh2(V a) {
   return h;
 }
 
-// sin t and cos t for 2^-500 <= |t| < 2^20: the four-piece reduction to r = hi + lo, the
+// sin t and cos t for 2^-500 <= |t| < 2^20: the reduction to r = hi + lo (reduce), the
 // polynomials of the real rows on z = hi^2 by Estrin's scheme, and the rounding error of z
 // (Dekker) kept in cos r = 1 - z/2 + ..., so each below 2^-56 relative.
 // With kCp also 1 + cos t, where it would cancel (n = 2 mod 4) as 1 - cos r = z/2 + ... .
@@ -159,9 +159,27 @@ inline V estrin6(V z, V z2, V z4, const double *k) {
   auto pair = [&](int i) { return _mm_add_pd(set(k[i]), _mm_mul_pd(z, set(k[i + 1]))); };
   return _mm_add_pd(_mm_add_pd(pair(0), _mm_mul_pd(z2, pair(2))), _mm_mul_pd(z4, pair(4)));
 }
+// t = n pi/2 + hi + lo. For |t| < 2^10 and |hi| >= 2^-8: t - n C1 exact, n C2 (pi/2 - C1 - C2
+// below 2^-85) and its rounding below 2^-75, the subtraction's error kept by a fast two-sum, so
+// below 2^-67 relative; other lanes by the four-piece reduction (absolute error below 2^-125).
+inline __attribute__((always_inline)) trig::Reduced reduce(V t) {
+  using data::trig_pio2_2;
+  trig::Reduced r;
+  r.n = _mm_round_pd(_mm_mul_pd(t, set(trig::kTwoOverPi)), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  const V t1 = _mm_sub_pd(t, _mm_mul_pd(r.n, set(trig_pio2_2[0])));
+  dd::fast_two_sum(t1, _mm_mul_pd(r.n, set(-trig_pio2_2[1])), r.hi, r.lo);
+  const V sign = set(-0.0);
+  const V slow = _mm_or_pd(_mm_cmplt_pd(_mm_andnot_pd(sign, r.hi), set(0x1p-8)),
+                           _mm_cmpge_pd(_mm_andnot_pd(sign, t), set(0x1p10)));
+  if (__builtin_expect(_mm_movemask_pd(slow) != 0, 0)) {
+    const trig::Reduced a = trig::reduce<true>(t);  // the same n
+    r.hi = _mm_blendv_pd(r.hi, a.hi, slow), r.lo = _mm_blendv_pd(r.lo, a.lo, slow);
+  }
+  return r;
+}
 template <bool kCp>
 inline __attribute__((always_inline)) Trig sin_cos(V t) {
-  const trig::Reduced r = trig::reduce<true>(t);
+  const trig::Reduced r = reduce(t);
   constexpr const trig::Poly &P = trig::kDHa;
   V z, ze;
   square(r.hi, z, ze);
