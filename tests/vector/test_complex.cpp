@@ -304,8 +304,9 @@ TEST(Complex, CallerRounding) {
 
 // The trigonometric and hyperbolic rows take the usual element on SSE: at the edges of that path
 // (the hyperbolic part h at 1/4, 1/2, 340, 680 and the next double, up to the single overflow;
-// the other part t from 2^-500 to 2^20, near pi/2 with a tiny h, where the quotients' denominator
-// is smallest) both sides within the bounds against MPC; and the caller's MXCSR (flush-to-zero,
+// the other part t from 2^-500 to 2^20, at the reductions' switch (2^10, 2^-8 from pi/2), near
+// pi/2 with a tiny h, where the quotients' denominator is smallest) both sides within the
+// bounds against MPC; and the caller's MXCSR (flush-to-zero,
 // each directed rounding) leaves the elements to the scalar path, bit for bit as under
 // denormals-are-zero, which the SSE path also declines.
 template <class C>
@@ -313,8 +314,9 @@ void trig_hyper_edges(char t) {
   using P = PartOf<C>;
   const double hs[] = {0x1p-500, 0.25, 0.5, std::nextafter(0.5, 0.0), 88.5, 89.5, 340, std::nextafter(340.0, 400.0), 680,
                        std::nextafter(680.0, 700.0)};
-  const double ts[] = {0x1p-500, 1.5707963267948966, 0x1.6c6cbc45dc8dep+5 /* nearest 29 pi/2 */, 3.0,
-                       std::nextafter(0x1p19, 0.0), 0x1p19, std::nextafter(0x1p20, 0.0)};
+  const double ts[] = {0x1p-500, 1.5707963267948966, 1.5707963267948966 + 0x1p-8, 0x1.6c6cbc45dc8dep+5 /* nearest 29 pi/2 */,
+                       3.0, std::nextafter(0x1p10, 0.0), 0x1p10, std::nextafter(0x1p19, 0.0), 0x1p19,
+                       std::nextafter(0x1p20, 0.0)};
   const bool single = t == 'c';
   QuietErrors quiet;
   for (const char *stem : {"Sinh", "Cosh", "Tanh", "Sin", "Cos", "Tan"}) {

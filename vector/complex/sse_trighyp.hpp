@@ -43,21 +43,21 @@ inline bool nearest_no_flush() {
 struct DD {
   V hi, lo;
 };
-inline DD norm(V hi, V lo) {  // |hi| >= |lo|
+inline __attribute__((always_inline)) DD norm(V hi, V lo) {  // |hi| >= |lo|
   DD r;
   dd::fast_two_sum(hi, lo, r.hi, r.lo);
   return r;
 }
-inline DD neg_if(DD a, V sign) { return {_mm_xor_pd(a.hi, sign), _mm_xor_pd(a.lo, sign)}; }
+inline __attribute__((always_inline)) DD neg_if(DD a, V sign) { return {_mm_xor_pd(a.hi, sign), _mm_xor_pd(a.lo, sign)}; }
 // a b rounded once: p + e exactly by Dekker, the cross terms rounded (b normalized or a.lo b.lo
 // below 2^-59 of the product).
-inline V mul_round(DD a, DD b) {
+inline __attribute__((always_inline)) V mul_round(DD a, DD b) {
   V p, e;
   dd::two_prod(a.hi, b.hi, p, e);
   return _mm_add_pd(p, _mm_add_pd(e, _mm_add_pd(_mm_mul_pd(a.hi, b.lo), _mm_mul_pd(a.lo, b.hi))));
 }
 // a^2 = p + e exactly (Dekker, one split).
-inline void square(V a, V &p, V &e) {
+inline __attribute__((always_inline)) void square(V a, V &p, V &e) {
   V h, l;
   dd::split(a, h, l);
   p = _mm_mul_pd(a, a);
@@ -65,7 +65,7 @@ inline void square(V a, V &p, V &e) {
   e = _mm_add_pd(_mm_add_pd(_mm_sub_pd(_mm_mul_pd(h, h), p), _mm_add_pd(hl, hl)), _mm_mul_pd(l, l));
 }
 // a + b for a, b >= 0.
-inline DD add(DD a, DD b) {
+inline __attribute__((always_inline)) DD add(DD a, DD b) {
   V s, e;
   dd::two_sum(a.hi, b.hi, s, e);
   return {s, _mm_add_pd(e, _mm_add_pd(a.lo, b.lo))};
@@ -76,13 +76,13 @@ struct Divisor {
   DD d;
   V inv, h, l;
 };
-inline Divisor divisor(DD unnormalized) {
+inline __attribute__((always_inline)) Divisor divisor(DD unnormalized) {
   const DD d = norm(unnormalized.hi, unnormalized.lo);  // the correction divides by hi alone
   Divisor r{d, _mm_div_pd(set(1.0), d.hi), {}, {}};
   dd::split(d.hi, r.h, r.l);
   return r;
 }
-inline V quotient(DD n, const Divisor &d) {
+inline __attribute__((always_inline)) V quotient(DD n, const Divisor &d) {
   const V t = _mm_mul_pd(n.hi, d.inv);
   V th, tl;
   dd::split(t, th, tl);
@@ -155,7 +155,7 @@ inline __attribute__((always_inline)) Hyp sinh_cosh2(V a) {
 struct Trig {
   DD s, c, cp;
 };
-inline V estrin6(V z, V z2, V z4, const double *k) {
+inline __attribute__((always_inline)) V estrin6(V z, V z2, V z4, const double *k) {
   auto pair = [&](int i) { return _mm_add_pd(set(k[i]), _mm_mul_pd(z, set(k[i + 1]))); };
   return _mm_add_pd(_mm_add_pd(pair(0), _mm_mul_pd(z2, pair(2))), _mm_mul_pd(z4, pair(4)));
 }
