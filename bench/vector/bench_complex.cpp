@@ -100,5 +100,15 @@ int main(int argc, char **argv) {
   unary<float>("cLn", _vexcLn, [](Cf z) { return std::log(z); });
   unary<float>("cSqrt", _vexcSqrt, [](Cf z) { return std::sqrt(z); });
   unary<float>("cSin", _vexcSin, [](Cf z) { return std::sin(z); });
+  // The other trigonometric and hyperbolic rows (zSin, zTanh, cSin above).
+  unary<double>("zSinh", _vexzSinh, [](Cd z) { return std::sinh(z); });
+  unary<double>("zCosh", _vexzCosh, [](Cd z) { return std::cosh(z); });
+  unary<double>("zCos", _vexzCos, [](Cd z) { return std::cos(z); });
+  unary<double>("zTan", _vexzTan, [](Cd z) { return std::tan(z); });
+  unary<float>("cSinh", _vexcSinh, [](Cf z) { return std::sinh(z); });
+  unary<float>("cCosh", _vexcCosh, [](Cf z) { return std::cosh(z); });
+  unary<float>("cTanh", _vexcTanh, [](Cf z) { return std::tanh(z); });
+  unary<float>("cCos", _vexcCos, [](Cf z) { return std::cos(z); });
+  unary<float>("cTan", _vexcTan, [](Cf z) { return std::tan(z); });
   return run_all(argc, argv, cmp);
 }

@@ -369,6 +369,61 @@ void special_among_usual(char t) {
 TEST(Complex, AbsArgSpecialAmongUsualElements) {
   special_among_usual<C8>('c');
   special_among_usual<C16>('z');
+// The trigonometric and hyperbolic rows take the usual element on SSE: at the edges of that path
+// (the hyperbolic part h at 1/4, 1/2, 340, 680 and the next double, up to the single overflow;
+// the other part t from 2^-500 to 2^20, at the reductions' switch (2^10, 2^-8 from pi/2), near
+// pi/2 with a tiny h, where the quotients' denominator is smallest) both sides within the
+// bounds against MPC; and the caller's MXCSR (flush-to-zero,
+// each directed rounding) leaves the elements to the scalar path, bit for bit as under
+// denormals-are-zero, which the SSE path also declines.
+template <class C>
+void trig_hyper_edges(char t) {
+  using P = PartOf<C>;
+  const double hs[] = {0x1p-500, 0.25, 0.5, std::nextafter(0.5, 0.0), 88.5, 89.5, 340, std::nextafter(340.0, 400.0), 680,
+                       std::nextafter(680.0, 700.0)};
+  const double ts[] = {0x1p-500, 1.5707963267948966, 1.5707963267948966 + 0x1p-8, 0x1.6c6cbc45dc8dep+5 /* nearest 29 pi/2 */,
+                       3.0, std::nextafter(0x1p10, 0.0), 0x1p10, std::nextafter(0x1p19, 0.0), 0x1p19,
+                       std::nextafter(0x1p20, 0.0)};
+  const bool single = t == 'c';
+  QuietErrors quiet;
+  for (const char *stem : {"Sinh", "Cosh", "Tanh", "Sin", "Cos", "Tan"}) {
+    const cx::CxFunction &f = *cx::find(stem);
+    const bool trig = stem[3] != 'h';
+    cx::CxSweep s;
+    std::vector<C> a;
+    for (double h : hs)
+      for (double u : ts)
+        for (double sg : {1.0, -1.0}) {
+          const C z = trig ? C{P(sg * u), P(h)} : C{P(sg * h), P(u)};
+          const C y = call(t, stem, 1, z, z);
+          const oracle::Error e = cx::error<P>(f, cx::Pair<P>{y.re, y.im}, cx::Pair<P>{z.re, z.im});
+          if (e.ulp > s.max_ulp) s.max_ulp = e.ulp, s.worst = {double(z.re), double(z.im)};
+          a.push_back(z);
+        }
+    EXPECT_TRUE(cx::within(f, single, 1, s)) << t << stem << ": " << s.max_ulp << " ulp at " << std::hexfloat
+                                             << s.worst[0] << ", " << s.worst[1];
+    for (auto v : cx::inputs<P>(f, 200, 3))
+      if (std::fpclassify(v[0]) != FP_SUBNORMAL && std::fpclassify(v[1]) != FP_SUBNORMAL) a.push_back({v[0], v[1]});
+    const int n = static_cast<int>(a.size());
+    auto k = row<void(int, const C *, C *)>(t, stem, 1);
+    std::vector<C> want(n), got(n);
+    FpRestore restore;
+    const uint32_t csr = restore.csr & ~0xe040u;
+    _mm_setcsr(csr | 0x40u);  // denormals-are-zero
+    k(n, a.data(), want.data());
+    for (uint32_t mode : {0x8000u, 0x2000u, 0x4000u, 0x6000u}) {  // flush-to-zero, down, up, toward zero
+      _mm_setcsr(csr | mode);
+      k(n, a.data(), got.data());
+      _mm_setcsr(restore.csr);
+      for (int i = 0; i < n; ++i)
+        ASSERT_TRUE(same(got[i].re, want[i].re) && same(got[i].im, want[i].im))
+            << t << stem << " MXCSR " << std::hex << mode << " at " << std::hexfloat << a[i].re << ", " << a[i].im;
+    }
+  }
+}
+TEST(Complex, TrigHyperbolicSseEdgesAndCallerModes) {
+  trig_hyper_edges<C8>('c');
+  trig_hyper_edges<C16>('z');
 }
 
 }  // namespace

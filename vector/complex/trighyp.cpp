@@ -13,6 +13,7 @@
 // range, so no spurious overflow below |x| = 11356.
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_trighyp.hpp"
 
 namespace zyn::vk::cx {
 namespace {
@@ -243,6 +244,9 @@ ZYN_CX_NAMES(Atan)
 
 template <class C, class F, const char *N>
 using R = Row<Elem<C, F>, X87Kind::Extended, MxKind::MasksOnly, N>;
+// Rows whose usual element runs on SSE (sse_trighyp.hpp).
+template <class C, class F, const char *N, trighyp::Kind K>
+using RS = Row<trighyp::Sse<C, F, K>, X87Kind::Extended, MxKind::MasksOnly, N>;
 
 }  // namespace
 }  // namespace zyn::vk::cx
@@ -253,12 +257,15 @@ using namespace zyn::vk::cx;
 #define ZYN_CX_ROWS(Stem)                                 \
   ZYN_CX_UNARY(c##Stem, HA, C8, R<C8, Stem, kc##Stem##Name>) \
   ZYN_CX_UNARY(z##Stem, HA, C16, R<C16, Stem, kz##Stem##Name>)
-ZYN_CX_ROWS(Sinh)
-ZYN_CX_ROWS(Cosh)
-ZYN_CX_ROWS(Tanh)
-ZYN_CX_ROWS(Sin)
-ZYN_CX_ROWS(Cos)
-ZYN_CX_ROWS(Tan)
+#define ZYN_CX_SSE_ROWS(Stem)                                                 \
+  ZYN_CX_UNARY(c##Stem, HA, C8, RS<C8, Stem, kc##Stem##Name, trighyp::Kind::Stem>) \
+  ZYN_CX_UNARY(z##Stem, HA, C16, RS<C16, Stem, kz##Stem##Name, trighyp::Kind::Stem>)
+ZYN_CX_SSE_ROWS(Sinh)
+ZYN_CX_SSE_ROWS(Cosh)
+ZYN_CX_SSE_ROWS(Tanh)
+ZYN_CX_SSE_ROWS(Sin)
+ZYN_CX_SSE_ROWS(Cos)
+ZYN_CX_SSE_ROWS(Tan)
 ZYN_CX_ROWS(Asinh)
 ZYN_CX_ROWS(Acosh)
 ZYN_CX_ROWS(Atanh)
