@@ -369,6 +369,8 @@ void special_among_usual(char t) {
 TEST(Complex, AbsArgSpecialAmongUsualElements) {
   special_among_usual<C8>('c');
   special_among_usual<C16>('z');
+}
+
 // The trigonometric and hyperbolic rows take the usual element on SSE: at the edges of that path
 // (the hyperbolic part h at 1/4, 1/2, 340, 680 and the next double, up to the single overflow;
 // the other part t from 2^-500 to 2^20, at the reductions' switch (2^10, 2^-8 from pi/2), near
