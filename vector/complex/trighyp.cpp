@@ -13,6 +13,7 @@
 // range, so no spurious overflow below |x| = 11356.
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_inv.hpp"
 
 namespace zyn::vk::cx {
 namespace {
@@ -243,6 +244,9 @@ ZYN_CX_NAMES(Atan)
 
 template <class C, class F, const char *N>
 using R = Row<Elem<C, F>, X87Kind::Extended, MxKind::MasksOnly, N>;
+// The inverse rows: the usual element on SSE (sse_inv.hpp), the scalar forms above otherwise.
+template <class C, class F, class L, const char *N>
+using RI = Row<inv::InvRow<C, F, L>, X87Kind::Extended, MxKind::MasksOnly, N>;
 
 }  // namespace
 }  // namespace zyn::vk::cx
@@ -259,9 +263,12 @@ ZYN_CX_ROWS(Tanh)
 ZYN_CX_ROWS(Sin)
 ZYN_CX_ROWS(Cos)
 ZYN_CX_ROWS(Tan)
-ZYN_CX_ROWS(Asinh)
-ZYN_CX_ROWS(Acosh)
-ZYN_CX_ROWS(Atanh)
-ZYN_CX_ROWS(Asin)
-ZYN_CX_ROWS(Acos)
-ZYN_CX_ROWS(Atan)
+#define ZYN_CX_INV_ROWS(Stem)                                                      \
+  ZYN_CX_UNARY(c##Stem, HA, C8, RI<C8, Stem, inv::Stem##L, kc##Stem##Name>) \
+  ZYN_CX_UNARY(z##Stem, HA, C16, RI<C16, Stem, inv::Stem##L, kz##Stem##Name>)
+ZYN_CX_INV_ROWS(Asinh)
+ZYN_CX_INV_ROWS(Acosh)
+ZYN_CX_INV_ROWS(Atanh)
+ZYN_CX_INV_ROWS(Asin)
+ZYN_CX_INV_ROWS(Acos)
+ZYN_CX_INV_ROWS(Atan)
