@@ -36,9 +36,9 @@ using vk::dd::fast_two_sum;
 using vk::dd::two_prod;
 using vk::dd::two_sum;
 
-inline V set(double v) { return _mm_set1_pd(v); }
-inline V vabs(V a) { return _mm_andnot_pd(set(-0.0), a); }
-inline V sign(V a) { return _mm_and_pd(set(-0.0), a); }
+ZYN_VO_INLINE V set(double v) { return _mm_set1_pd(v); }
+ZYN_VO_INLINE V vabs(V a) { return _mm_andnot_pd(set(-0.0), a); }
+ZYN_VO_INLINE V sign(V a) { return _mm_and_pd(set(-0.0), a); }
 
 // hi + lo; lo is 0 in plain double (kDD false).
 struct DD {
@@ -48,9 +48,9 @@ struct DD {
 // (p, q) = (Re, |Im|) sqrt(a + iv), v > 0: t = sqrt((|a| + |a + iv|) / 2), o = v / (2t),
 // (p, q) = (t, o) for a >= 0, (o, t) below. kDD: |a + iv| from the exact squares, t and o
 // corrected by one Newton step each from exact residuals; one division for the reciprocals of
-// |a + iv| and t (12 ulp at most, which only scales the corrections).
+// |a + iv| and t (a few ulp, which only scale the corrections).
 template <bool kDD>
-inline void csqrt_abs(DD a, V v, DD &p, DD &q) {
+ZYN_VO_INLINE void csqrt_abs(DD a, V v, DD &p, DD &q) {
   const V ah = vabs(a.h), hv = v * set(0.5);
   DD t, o;
   if constexpr (kDD) {
@@ -85,7 +85,7 @@ inline void csqrt_abs(DD a, V v, DD &p, DD &q) {
 
 // a b + c d for positive terms, renormalised (|lo| at most half an ulp of hi).
 template <bool kDD>
-inline DD dot2(DD a, DD b, DD c, DD d) {
+ZYN_VO_INLINE DD dot2(DD a, DD b, DD c, DD d) {
   if constexpr (kDD) {
     V x1, e1, x2, e2, s, se;
     two_prod(a.h, b.h, x1, e1);
@@ -102,7 +102,7 @@ inline DD dot2(DD a, DD b, DD c, DD d) {
 
 // asinh m for m > 0: log1p(m + m^2 / (1 + sqrt(1 + m^2))), each step a double-double in kDD.
 template <bool kDD>
-inline V asinh_pos(DD m) {
+ZYN_VO_INLINE V asinh_pos(DD m) {
   if constexpr (kDD) {
     V sq, se, Sh, Se, ss, sse, dh, de, qq, qe, wh, we, w, wl;
     two_prod(m.h, m.h, sq, se);
@@ -131,7 +131,7 @@ inline V asinh_pos(DD m) {
 // parts and the first-order term (x dy - y dx) / (x^2 + y^2) of the low parts, taken on both
 // scaled by a power of two that brings the larger to [1, 2).
 template <bool kDD>
-inline V atan2_pos(DD y, DD x) {
+ZYN_VO_INLINE V atan2_pos(DD y, DD x) {
   using L = std::conditional_t<kDD, invtrig::DHa, invtrig::DLa>;
   const V ax = vabs(x.h);
   const V base = invtrig::atan_core<L, false, false>(y.h, ax, sign(x.h), _mm_setzero_pd());
@@ -146,7 +146,7 @@ inline V atan2_pos(DD y, DD x) {
 // The asin family's core for u (either sign) and v > 0: asinh M, and atan2(|u|, N) or, kAcos,
 // 2 atan2(p1, p2).
 template <bool kDD, bool kAcos>
-inline void asin_core(V u, V v, V &sh, V &at) {
+ZYN_VO_INLINE void asin_core(V u, V v, V &sh, V &at) {
   DD a1, a2, p1, q1, p2, q2;
   if constexpr (kDD) {
     two_sum(set(1.0), -u, a1.h, a1.l);
@@ -165,7 +165,7 @@ inline void asin_core(V u, V v, V &sh, V &at) {
 
 // Atanh for x, y > 0: (log1p(4x / D) / 4, atan2(2y, E) / 2).
 template <bool kDD>
-inline void atanh_core(V x, V y, V &re, V &im) {
+ZYN_VO_INLINE void atanh_core(V x, V y, V &re, V &im) {
   const V zero = _mm_setzero_pd();
   DD q, e;
   if constexpr (kDD) {
@@ -238,10 +238,10 @@ struct AtanL {
 };
 
 // Round to nearest, FTZ and DAZ off.
-inline bool nearest_mode() { return (_mm_getcsr() & 0xe040) == 0; }
+ZYN_VO_INLINE bool nearest_mode() { return (_mm_getcsr() & 0xe040) == 0; }
 
 // Lanes whose parts are both in [2^-300, 2^300] in magnitude (false for zeros and NaN).
-inline V usual(V x, V y) {
+ZYN_VO_INLINE V usual(V x, V y) {
   const V lo = set(0x1p-300), hi = set(0x1p300), ax = vabs(x), ay = vabs(y);
   return _mm_and_pd(_mm_and_pd(_mm_cmpge_pd(ax, lo), _mm_cmple_pd(ax, hi)),
                     _mm_and_pd(_mm_cmpge_pd(ay, lo), _mm_cmple_pd(ay, hi)));
@@ -252,6 +252,7 @@ template <class C, class F, class L>
 struct InvRow : Elem<C, F> {
   using P = decltype(C::re);
   static constexpr bool kDD = sizeof(P) == 8;
+  static constexpr bool kNearestOnly = true;  // for an element loop that reads the mode once a call
   // The two lanes' results, or false when a lane is not usual.
   static bool lanes(V x, V y, V &re, V &im) {
     if (_mm_movemask_pd(usual(x, y)) != 3) return false;
