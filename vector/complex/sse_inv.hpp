@@ -50,7 +50,7 @@ struct DD {
 // corrected by one Newton step each from exact residuals; one division for the reciprocals of
 // |a + iv| and t (a few ulp, which only scale the corrections).
 template <bool kDD>
-ZYN_VO_INLINE void csqrt_abs(DD a, V v, DD &p, DD &q) {
+ZYN_VO_INLINE void csqrt_abs(DD a, V v, DD &p, DD &q, DD &m) {
   const V ah = vabs(a.h), hv = v * set(0.5);
   DD t, o;
   if constexpr (kDD) {
@@ -66,6 +66,7 @@ ZYN_VO_INLINE void csqrt_abs(DD a, V v, DD &p, DD &q) {
     const V r = set(1.0) / (m0 * t0), inv_m = t0 * r, inv_t = m0 * r;
     two_prod(m0, m0, mm, me);
     const V ml = (((sh - mm) - me) + sl) * set(0.5) * inv_m;
+    m = {m0, ml};
     const V hl = (he + (_mm_xor_pd(a.l, sign(a.h)) + ml)) * set(0.5);
     two_prod(t0, t0, tt, te);
     t = {t0, (((h - tt) - te) + hl) * set(0.5) * inv_t};
@@ -73,8 +74,8 @@ ZYN_VO_INLINE void csqrt_abs(DD a, V v, DD &p, DD &q) {
     two_prod(o0, t0, oo, oe);
     o = {o0, (((hv - oo) - oe) - o0 * t.l) * inv_t};
   } else {
-    const V m = _mm_sqrt_pd(a.h * a.h + v * v);
-    const V t0 = _mm_sqrt_pd((ah + m) * set(0.5));
+    m = {_mm_sqrt_pd(a.h * a.h + v * v), _mm_setzero_pd()};
+    const V t0 = _mm_sqrt_pd((ah + m.h) * set(0.5));
     t = {t0, _mm_setzero_pd()};
     o = {hv / t0, _mm_setzero_pd()};
   }
@@ -100,21 +101,16 @@ ZYN_VO_INLINE DD dot2(DD a, DD b, DD c, DD d) {
   }
 }
 
-// asinh m for m > 0: log1p(m + m^2 / (1 + sqrt(1 + m^2))), each step a double-double in kDD.
+// asinh m for m > 0 given c = sqrt(1 + m^2): log1p(m + m^2 / (1 + c)), each step a
+// double-double in kDD.
 template <bool kDD>
-ZYN_VO_INLINE V asinh_pos(DD m) {
+ZYN_VO_INLINE V asinh_pos(DD m, DD c) {
   if constexpr (kDD) {
-    V sq, se, Sh, Se, ss, sse, dh, de, qq, qe, wh, we, w, wl;
+    V sq, se, dh, de, qq, qe, wh, we, w, wl;
     two_prod(m.h, m.h, sq, se);
     const V sql = se + set(2.0) * m.h * m.l;
-    two_sum(set(1.0), sq, Sh, Se);
-    const V Sl = Se + sql;
-    const V s0 = _mm_sqrt_pd(Sh);
-    fast_two_sum(s0, set(1.0), dh, de);  // s0 >= 1
-    const V r = set(1.0) / (s0 * dh), inv_s = dh * r, inv_d = s0 * r;
-    two_prod(s0, s0, ss, sse);
-    const V sl = (((Sh - ss) - sse) + Sl) * set(0.5) * inv_s;
-    const V dl = de + sl;
+    two_sum(c.h, set(1.0), dh, de);
+    const V dl = de + c.l, inv_d = set(1.0) / dh;
     const V q0 = sq * inv_d;
     two_prod(q0, dh, qq, qe);
     const V ql = ((((sq - qq) - qe) + sql) - q0 * dl) * inv_d;
@@ -122,8 +118,7 @@ ZYN_VO_INLINE V asinh_pos(DD m) {
     fast_two_sum(wh, we + (m.l + ql), w, wl);
     return log1p_d<1>(w, wl);
   } else {
-    const V sq = m.h * m.h;
-    return log1p_d<0>(m.h + sq / (set(1.0) + _mm_sqrt_pd(set(1.0) + sq)));
+    return log1p_d<0>(m.h + m.h * m.h / (set(1.0) + c.h));
   }
 }
 
@@ -149,16 +144,25 @@ ZYN_VO_INLINE V atan2_pos(DD y, DD x) {
 // 2 atan2(p1, p2).
 template <bool kDD, bool kAcos>
 ZYN_VO_INLINE void asin_core(V u, V v, V &sh, V &at) {
-  DD a1, a2, p1, q1, p2, q2;
+  DD a1, a2, p1, q1, p2, q2, m1, m2;
   if constexpr (kDD) {
     two_sum(set(1.0), -u, a1.h, a1.l);
     two_sum(set(1.0), u, a2.h, a2.l);
   } else {
     a1 = {set(1.0) - u, _mm_setzero_pd()}, a2 = {set(1.0) + u, _mm_setzero_pd()};
   }
-  csqrt_abs<kDD>(a1, v, p1, q1);
-  csqrt_abs<kDD>(a2, v, p2, q2);
-  sh = asinh_pos<kDD>(dot2<kDD>(p1, q2, q1, p2));
+  csqrt_abs<kDD>(a1, v, p1, q1, m1);
+  csqrt_abs<kDD>(a2, v, p2, q2, m2);
+  // sqrt(1 + M^2) = (|1 - w| + |1 + w|) / 2 for w = u + iv (cosh of the imaginary part)
+  DD c;
+  if constexpr (kDD) {
+    V ce;
+    two_sum(m1.h, m2.h, c.h, ce);
+    c = {c.h * set(0.5), (ce + (m1.l + m2.l)) * set(0.5)};
+  } else {
+    c = {(m1.h + m2.h) * set(0.5), _mm_setzero_pd()};
+  }
+  sh = asinh_pos<kDD>(dot2<kDD>(p1, q2, q1, p2), c);
   if constexpr (kAcos)
     at = set(2.0) * atan2_pos<kDD>(p1, p2);
   else
