@@ -13,7 +13,7 @@
 // z rows (kDD) carry each root, product, D, E and the argument of asinh as double-doubles
 // (relative error near 2^-100), so the parts come from log1p and atan2 of a double-double:
 // log1p's HA parts (0.52 ulp), atan2's HA core with the first-order term of the low parts,
-// 0.65 ulp per part measured. c rows take the same forms in plain double (relative error below
+// 0.70 ulp per part measured. c rows take the same forms in plain double (relative error below
 // 2^-48) and round once to single.
 // Lanes decline (the scalar path takes the element) a part zero, non-finite or outside
 // [2^-300, 2^300] (so no sum, square or quotient overflows or leaves the normal range), and in
