@@ -18,7 +18,8 @@
 // Lanes decline (the scalar path takes the element) a part zero, non-finite or outside
 // [2^-300, 2^300] (so no sum, square or quotient overflows or leaves the normal range), and in
 // c rows a result part below the smallest normal single. The caller's MXCSR must round to
-// nearest with FTZ and DAZ off (read once a call), else every element goes the scalar way.
+// nearest with FTZ and DAZ off (read at each vec and vec2, and once a call by an element loop
+// that honours kNearestOnly), else every element goes the scalar way.
 #pragma once
 
 #include <immintrin.h>
