@@ -91,6 +91,17 @@ int main(int argc, char **argv) {
   unary<double>("zTanh", _vexzTanh, [](Cd z) { return std::tanh(z); });
   unary<double>("zAsinh", _vexzAsinh, [](Cd z) { return std::asinh(z); });
   unary<double>("zAcos", _vexzAcos, [](Cd z) { return std::acos(z); });
+  // The other inverse rows, and their single forms against the float functions.
+  unary<double>("zAsin", _vexzAsin, [](Cd z) { return std::asin(z); });
+  unary<double>("zAtan", _vexzAtan, [](Cd z) { return std::atan(z); });
+  unary<double>("zAcosh", _vexzAcosh, [](Cd z) { return std::acosh(z); });
+  unary<double>("zAtanh", _vexzAtanh, [](Cd z) { return std::atanh(z); });
+  unary<float>("cAsin", _vexcAsin, [](Cf z) { return std::asin(z); });
+  unary<float>("cAcos", _vexcAcos, [](Cf z) { return std::acos(z); });
+  unary<float>("cAtan", _vexcAtan, [](Cf z) { return std::atan(z); });
+  unary<float>("cAsinh", _vexcAsinh, [](Cf z) { return std::asinh(z); });
+  unary<float>("cAcosh", _vexcAcosh, [](Cf z) { return std::acosh(z); });
+  unary<float>("cAtanh", _vexcAtanh, [](Cf z) { return std::atanh(z); });
   // The single complex rows against the float functions.
   binary<float>("cMul", _vexcMul, [](Cf a, Cf b) { return a * b; }, "operator");
   binary<float>("cDiv", _vexcDiv, [](Cf a, Cf b) { return a / b; }, "operator");

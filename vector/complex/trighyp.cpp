@@ -14,6 +14,7 @@
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
 #include "vector/complex/sse_trighyp.hpp"
+#include "vector/complex/sse_inv.hpp"
 
 namespace zyn::vk::cx {
 namespace {
@@ -242,11 +243,12 @@ ZYN_CX_NAMES(Asin)
 ZYN_CX_NAMES(Acos)
 ZYN_CX_NAMES(Atan)
 
-template <class C, class F, const char *N>
-using R = Row<Elem<C, F>, X87Kind::Extended, MxKind::MasksOnly, N>;
 // Rows whose usual element runs on SSE (sse_trighyp.hpp).
 template <class C, class F, const char *N, trighyp::Kind K>
 using RS = Row<trighyp::Sse<C, F, K>, X87Kind::Extended, MxKind::MasksOnly, N>;
+// The inverse rows: the usual element on SSE (sse_inv.hpp), the scalar forms above otherwise.
+template <class C, class F, class L, const char *N>
+using RI = Row<inv::InvRow<C, F, L>, X87Kind::Extended, MxKind::MasksOnly, N>;
 
 }  // namespace
 }  // namespace zyn::vk::cx
@@ -254,9 +256,6 @@ using RS = Row<trighyp::Sse<C, F, K>, X87Kind::Extended, MxKind::MasksOnly, N>;
 using namespace zyn::vk;
 using namespace zyn::vk::cx;
 
-#define ZYN_CX_ROWS(Stem)                                 \
-  ZYN_CX_UNARY(c##Stem, HA, C8, R<C8, Stem, kc##Stem##Name>) \
-  ZYN_CX_UNARY(z##Stem, HA, C16, R<C16, Stem, kz##Stem##Name>)
 #define ZYN_CX_SSE_ROWS(Stem)                                                 \
   ZYN_CX_UNARY(c##Stem, HA, C8, RS<C8, Stem, kc##Stem##Name, trighyp::Kind::Stem>) \
   ZYN_CX_UNARY(z##Stem, HA, C16, RS<C16, Stem, kz##Stem##Name, trighyp::Kind::Stem>)
@@ -266,9 +265,12 @@ ZYN_CX_SSE_ROWS(Tanh)
 ZYN_CX_SSE_ROWS(Sin)
 ZYN_CX_SSE_ROWS(Cos)
 ZYN_CX_SSE_ROWS(Tan)
-ZYN_CX_ROWS(Asinh)
-ZYN_CX_ROWS(Acosh)
-ZYN_CX_ROWS(Atanh)
-ZYN_CX_ROWS(Asin)
-ZYN_CX_ROWS(Acos)
-ZYN_CX_ROWS(Atan)
+#define ZYN_CX_INV_ROWS(Stem)                                                      \
+  ZYN_CX_UNARY(c##Stem, HA, C8, RI<C8, Stem, inv::Stem##L, kc##Stem##Name>) \
+  ZYN_CX_UNARY(z##Stem, HA, C16, RI<C16, Stem, inv::Stem##L, kz##Stem##Name>)
+ZYN_CX_INV_ROWS(Asinh)
+ZYN_CX_INV_ROWS(Acosh)
+ZYN_CX_INV_ROWS(Atanh)
+ZYN_CX_INV_ROWS(Asin)
+ZYN_CX_INV_ROWS(Acos)
+ZYN_CX_INV_ROWS(Atan)

@@ -137,8 +137,10 @@ ZYN_VO_INLINE V asin_eval(V x) {
 // quotient (kOneArg: atan of one argument, where the quotient is |x| itself below 7/16 and its
 // rounding immaterial elsewhere) and adds the pieces by two-sums. The pi forms scale by 1/pi
 // (HA: as a double-double); their bases and atan(1)/pi = 1/4 are exact.
-template <class L, bool kPi, bool kOneArg, class V>
-ZYN_VO_INLINE V atan_core(V ay, V ax, V xsign, V ysign) {
+// kLow (HA only): `low`, a term below an ulp of the result in its orientation before ysign,
+// joins the low parts before the last rounding.
+template <class L, bool kPi, bool kOneArg, class V, bool kLow = false>
+ZYN_VO_INLINE V atan_core(V ay, V ax, V xsign, V ysign, V low = V{}) {
   using A = typename L::A;
   const auto &c = L::kc();
   const auto &at = kPi ? c.atan_c_pi : c.atan_c;
@@ -182,7 +184,10 @@ ZYN_VO_INLINE V atan_core(V ay, V ax, V xsign, V ysign) {
     two_sum(Ah, th, wh, we);
     const V wl = we + (Al + tl);
     two_sum(bh, bxor(wh, flip), S, E);
-    r = S + (E + (bl + bxor(wl, flip)));
+    if constexpr (kLow)
+      r = S + (E + ((bl + bxor(wl, flip)) + low));
+    else
+      r = S + (E + (bl + bxor(wl, flip)));
   } else {
     const V m = le(v * k<V>(0.41421356237309503), u);
     const V num = u - band(m, v), den = v + band(m, u);
