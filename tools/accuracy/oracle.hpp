@@ -131,12 +131,14 @@ Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &
 // One row of a function in one type ("vdPowx(2.7)" for each scalar b) swept at its three levels
 // over `count` random inputs, the registered points and the special values. The reference of
 // each input is computed once for all levels; the work is spread over the machine's cores.
-struct RowSweep {
-  std::string row;  // "vdLn", "vsPowx(2.7)"
+template <class S>
+struct RowOf {
+  std::string row;  // "vdLn", "vsPowx(2.7)", "vzPowx(2.7,0.5)"
   bool single;
   bool built[3];
-  Sweep level[3];
+  S level[3];
 };
+using RowSweep = RowOf<Sweep>;
 std::vector<RowSweep> sweep_rows(const Function &f, char type, size_t count, uint64_t seed);
 
 // Runs work(t) for t in [0, n): work(0) on the calling thread, whose vector mode it keeps.
