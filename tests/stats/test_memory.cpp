@@ -24,13 +24,19 @@ void set_budget(long allocations) {
   fn(allocations);
 }
 
+// call() with `budget` allocations allowed (below 0: any).
+template <class Call>
+int budgeted(long budget, Call call) {
+  set_budget(budget);
+  const int status = call();
+  set_budget(-1);
+  return status;
+}
+
 // A computation on a fresh task with `budget` allocations allowed inside the entry.
 int basic(uint64_t method, long budget) {
   Basic<double> b(make_data<double>(3, 64, true, false, false, 1), method);
-  set_budget(budget);
-  const int status = b(SsEstimateC2m | SsEstimateCov, method);
-  set_budget(-1);
-  return status;
+  return budgeted(budget, [&] { return b(SsEstimateC2m | SsEstimateCov, method); });
 }
 
 // An order-statistic entry on a fresh 3 x 64 task (64 values take stream quantiles at eps 0.1 into
@@ -43,14 +49,12 @@ int order(int entry, long budget) {
   __rnxdSSEditQuantiles(t, &count, orders, out, out, &by_obs);
   __rnxdSSEditStreamQuantiles(t, &count, orders, out, &one, &eps);
   t->sortedData = out, t->sortedStorage = &by_obs;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSQuantiles(t, SsEstimateQuantiles | SsEstimateOrderStatistics, SsMethodFast, nullptr)
-      : entry == 1 ? _rnxdSSSort(t, 0, SsMethodSort, nullptr)
-      : entry == 2 ? _rnxdSSWMedian(t, 0, SsMethodFast, nullptr)
-                   : _rnxdSSStreamQuantiles(t, 0, SsMethodStream, nullptr);
-  set_budget(-1);
-  return status;
+  return budgeted(budget, [&] {
+    return entry == 0   ? _rnxdSSQuantiles(t, SsEstimateQuantiles | SsEstimateOrderStatistics, SsMethodFast, nullptr)
+           : entry == 1 ? _rnxdSSSort(t, 0, SsMethodSort, nullptr)
+           : entry == 2 ? _rnxdSSWMedian(t, 0, SsMethodFast, nullptr)
+                        : _rnxdSSStreamQuantiles(t, 0, SsMethodStream, nullptr);
+  });
 }
 
 // A covariance entry (0 pooled, 1 partial, 2 repair) on a fresh 3 x 64 task.
@@ -65,13 +69,11 @@ int covariance(int entry, long budget) {
   __rnxdSSEditPartialCovCor(t, roles, nullptr, nullptr, cor, &full, out, &full, out, &full);
   __rnxdSSEditMtxParametrz(t, cor, &full, out, &full);
   t->pooledCovStorage = t->groupCovStorage = &full;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSPooledCovariance(t, SsEstimatePooledCov | SsEstimateGroupCov, SsMethodOnePass, nullptr)
-      : entry == 1 ? _rnxdSSPartialCovariance(t, SsEstimatePartialCov | SsEstimatePartialCor, SsMethodFast, nullptr)
-                   : _rnxdSSCorParametrization(t, 0, SsMethodParametrize, nullptr);
-  set_budget(-1);
-  return status;
+  return budgeted(budget, [&] {
+    return entry == 0   ? _rnxdSSPooledCovariance(t, SsEstimatePooledCov | SsEstimateGroupCov, SsMethodOnePass, nullptr)
+           : entry == 1 ? _rnxdSSPartialCovariance(t, SsEstimatePartialCov | SsEstimatePartialCor, SsMethodFast, nullptr)
+                        : _rnxdSSCorParametrization(t, 0, SsMethodParametrize, nullptr);
+  });
 }
 
 // Missing values on a fresh 3 x 64 task, every seventh value NaN: EM, 2 DA iterations, 1 set.
@@ -82,10 +84,7 @@ int missing(long budget) {
   int64_t five = 5, estimates = 27, simulated = 28;
   double params[5] = {5, 1e-9, 2, std::nan(""), 1}, out[64];
   __rnxdSSEditMissingVals(task.t, &five, params, nullptr, nullptr, nullptr, nullptr, &simulated, out, &estimates, out);
-  set_budget(budget);
-  const int status = _rnxdSSMissingValues(task.t, 0, SsMethodMissing, nullptr);
-  set_budget(-1);
-  return status;
+  return budgeted(budget, [&] { return _rnxdSSMissingValues(task.t, 0, SsMethodMissing, nullptr); });
 }
 
 // A robust entry (0 deviations, 1 distances, 2 outliers from the median, 3 from the classical
@@ -98,14 +97,12 @@ int robust(int entry, long budget) {
   t->medianDeviation = t->meanDeviation = out, t->mean = mean, t->cov = a, t->outlierWeights = out;
   if (entry == 3) t->outlierParamCount = &three, t->outlierParams = params;
   t->robustMean = mean, t->robustCov = out, t->robustCovStorage = &full;
-  set_budget(budget);
-  const int status =
-      entry == 0 ? _rnxdSSMAD(t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, SsMethodFast, nullptr)
-      : entry == 1 ? _rnxdSSMahDistance(t, 0, SsMethodFast, nullptr)
-      : entry == 4 ? _rnxdSSRobustCovariance(t, 0, SsMethodRobustTbs, nullptr)
-                   : _rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr);
-  set_budget(-1);
-  return status;
+  return budgeted(budget, [&] {
+    return entry == 0   ? _rnxdSSMAD(t, SsEstimateMedianDeviation | SsEstimateMeanDeviation, SsMethodFast, nullptr)
+           : entry == 1 ? _rnxdSSMahDistance(t, 0, SsMethodFast, nullptr)
+           : entry == 4 ? _rnxdSSRobustCovariance(t, 0, SsMethodRobustTbs, nullptr)
+                        : _rnxdSSOutliersDetection(t, 0, SsMethodOutliers, nullptr);
+  });
 }
 
 TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
@@ -115,9 +112,8 @@ TEST(SsMemory, EveryAllocationOfEveryEntryFailsCleanly) {
       {"new task",
        [&](long budget) {
          SsTask *t = nullptr;
-         set_budget(budget);
-         const int status = _rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1);
-         set_budget(-1);
+         const int status = budgeted(
+             budget, [&] { return _rnxdSSNewTask(&t, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 1); });
          EXPECT_TRUE(status == SsStatusOk || t == nullptr);
          _rnxSSDeleteTask(&t);
          return status;
@@ -161,10 +157,9 @@ int stream_portions(const std::vector<double> &x, long budget) {
   int status[3];
   for (int k = 0; k < 3; ++k) {
     _rnxdSSEditTask(task.t, SsEditData, &x[k * third]);
-    set_budget(k == 1 ? budget : -1);
-    const int s = status[k] =
-        _rnxdSSStreamQuantiles(task.t, 0, k == 2 ? SsMethodStream : SsMethodStreamFeed, nullptr);
-    set_budget(-1);
+    const int s = status[k] = budgeted(k == 1 ? budget : -1, [&] {
+      return _rnxdSSStreamQuantiles(task.t, 0, k == 2 ? SsMethodStream : SsMethodStreamFeed, nullptr);
+    });
     EXPECT_TRUE(s == SsStatusOk || (k == 1 && s == SsStatusMemory)) << k << " " << s;
   }
   const int64_t seen = static_cast<const int64_t *>(task.t->streamState)[0];  // the record's first field
