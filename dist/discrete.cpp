@@ -115,16 +115,10 @@ int Geometric(StreamState *stream, int n, int *r, double p) {
   return Framed(ExponentialCallback<float>, [&] {
     const float c = static_cast<float>(1.0 / std::log(1.0 - p));
     alignas(16) float u[kBlock];
-    int status = RNX_STATUS_OK;
-    for (int done = 0; done < n;) {
-      const int m = std::min(n - done, kBlock);
-      status = Uniform<float>(0, stream, m, u, 0.0f, 1.0f);
-      if (status < 0) return status;
+    return UniformBlocks(stream, n, u, 1, 0.0f, 1.0f, [&](int done, int m) {
       CallKernel(row::Ln<float>(kLA), m, u, u);
       TruncateScaled(u, m, c, r + done);
-      done += m;
-    }
-    return status;
+    });
   });
 }
 

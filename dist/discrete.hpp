@@ -39,15 +39,9 @@ inline int SearchTable(const double *cum, int entries, int start, double u) {
 template <class Invert>
 int InversionBlocks(StreamState *stream, int n, int *r, Map map, Invert invert) {
   alignas(16) double u[kBlock];
-  int status = RNX_STATUS_OK;
-  for (int done = 0; done < n;) {
-    const int m = std::min(n - done, kBlock);
-    status = Uniform<double>(0, stream, m, u, 0.0, 1.0);
-    if (status < 0) return status;
+  return UniformBlocks(stream, n, u, 1, 0.0, 1.0, [&](int done, int m) {
     for (int i = 0; i < m; ++i) r[done + i] = map(invert(u[i]));
-    done += m;
-  }
-  return status;
+  });
 }
 
 // ---- rejection -----------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 
 #include <immintrin.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 
@@ -122,6 +123,19 @@ const BrngEntry &RowOf(const StreamState *stream);
 // they are clamped to [a, b]. Returns the generator's status.
 template <class T>
 int Uniform(int method, StreamState *stream, int n, T *r, T a, T b);
+
+// n results in blocks of at most kBlock: for a block of m from `done`, per * m uniforms on [a, b)
+// into u, then block(done, m). Returns the first failing draw's status, else the last draw's.
+template <class T, class Block>
+int UniformBlocks(StreamState *stream, int n, T *u, int per, T a, T b, Block block) {
+  int status = RNX_STATUS_OK;
+  for (int done = 0; done < n; done += kBlock) {
+    const int m = std::min(n - done, kBlock);
+    if ((status = Uniform<T>(0, stream, per * m, u, a, b)) < 0) return status;
+    block(done, m);
+  }
+  return status;
+}
 
 // The carry chunk `id` of `count` elements of T: found, or made with every element `init`.
 // 0, RNX_STATUS_NO_MEMORY before the stream is touched, or the status of __rnxAddChunk.

@@ -27,11 +27,7 @@ void Radius(int m, const T *u, T *out) {
 template <class T>
 int BoxMuller(StreamState *stream, int n, T *r, T a, T sigma) {
   alignas(16) T uv[2 * kBlock], u[kBlock], v[kBlock];
-  int status = RNX_STATUS_OK;
-  for (int done = 0; done < n;) {
-    const int m = std::min(n - done, kBlock);
-    status = Uniform<T>(0, stream, 2 * m, uv, T(0), T(1));
-    if (status < 0) return status;
+  return UniformBlocks(stream, n, uv, 2, T(0), T(1), [&](int done, int m) {
     for (int i = 0; i < m; ++i) {
       u[i] = uv[2 * i];
       v[i] = uv[2 * i + 1] * Constants<T>::kTwoPi;
@@ -39,9 +35,7 @@ int BoxMuller(StreamState *stream, int n, T *r, T a, T sigma) {
     CallKernel(row::Sin<T>(), m, v, v);
     Radius(m, u, uv);
     for (int i = 0; i < m; ++i) r[done + i] = sigma * uv[i] * v[i] + a;
-    done += m;
-  }
-  return status;
+  });
 }
 
 }  // namespace

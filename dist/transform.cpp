@@ -37,17 +37,12 @@ int Exponential(StreamState *stream, int n, T *r, T a, T beta) {
 template <class T>
 int Laplace(StreamState *stream, int n, T *r, T a, T beta) {
   alignas(16) T u[2 * kBlock];
-  int status = RNX_STATUS_OK;
-  for (int done = 0; done < n; done += kBlock) {
-    const int m = std::min(n - done, kBlock);
+  return UniformBlocks(stream, n, u, 2, T(0), T(1), [&](int done, int m) {
     T *out = r + done;
-    status = Uniform<T>(0, stream, 2 * m, u, T(0), T(1));
-    if (status < 0) return status;
     for (int i = 0; i < m; ++i) out[i] = u[2 * i];
     CallKernel(row::Ln<T>(), m, out, out);
     for (int i = 0; i < m; ++i) out[i] = (u[2 * i + 1] <= T(0.5) ? -beta : beta) * out[i] + a;
-  }
-  return status;
+  });
 }
 
 // a + beta (-ln u)^(1/alpha); alpha 1 takes no power, so it gives Exponential's numbers.

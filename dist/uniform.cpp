@@ -72,15 +72,9 @@ ZYN_API int _rnxsRngUniform(int method, StreamState *stream, int n, float *r, fl
 // floor(x) for x in [a, b] always fits.
 ZYN_API int _rnxiRngUniform(int, StreamState *stream, int n, int *r, int a, int b) {
   alignas(32) double buffer[kBlock];
-  int status = RNX_STATUS_OK;
-  for (int done = 0; done < n;) {
-    const int m = std::min(n - done, kBlock);
-    status = Uniform<double>(0, stream, m, buffer, a, b);
-    if (status < 0) return status;
+  return UniformBlocks(stream, n, buffer, 1, double(a), double(b), [&](int done, int m) {
     for (int i = 0; i < m; ++i) r[done + i] = static_cast<int>(std::floor(buffer[i]));
-    done += m;
-  }
-  return status;
+  });
 }
 
 ZYN_API int _rnxiRngUniformBits(int, StreamState *stream, int n, unsigned int *r) {

@@ -141,9 +141,11 @@ void raise_exception(int code) {
 
 thread_local ReportSink *t_sink = nullptr;
 
-template <class T, class R = T>
-void report(int code, int index, const T *a1, const T *a2, R *r1, R *r2, const char *name) {
-  constexpr unsigned kShift = std::countr_zero(sizeof(T));
+}  // namespace
+
+template <class A, class R>
+void ReportError(int code, int index, const A *a1, const A *a2, R *r1, R *r2, const char *name) {
+  constexpr unsigned kShift = std::countr_zero(sizeof(A));
   if (ReportSink *s = t_sink; s != nullptr) {
     if (s->count < ReportSink::kMax) s->status[s->count] = code, s->index[s->count] = index, ++s->count;
     return;
@@ -195,7 +197,16 @@ void report(int code, int index, const T *a1, const T *a2, R *r1, R *r2, const c
   }
 }
 
-}  // namespace
+template <class A, class R>
+using Reporter = void(int, int, const A *, const A *, R *, R *, const char *);
+template Reporter<float, float> ReportError;
+template Reporter<double, double> ReportError;
+template Reporter<ZynComplex8, ZynComplex8> ReportError;
+template Reporter<ZynComplex16, ZynComplex16> ReportError;
+template Reporter<ZynComplex8, float> ReportError;
+template Reporter<float, ZynComplex8> ReportError;
+template Reporter<ZynComplex16, double> ReportError;
+template Reporter<double, ZynComplex16> ReportError;
 
 ReportSink *SetReportSink(ReportSink *sink) {
   ReportSink *old = t_sink;
@@ -214,48 +225,6 @@ void SetErrnoForStatus(const ErrorContext *context) {
     case STATUS_BAD_CALL: errno = EACCES; break;
     default: errno = EFAULT;
   }
-}
-
-void ReportErrorS(int status, int index, const float *a1, const float *a2, float *r1, float *r2,
-                  const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorD(int status, int index, const double *a1, const double *a2, double *r1,
-                  double *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2, Complex8 *r1,
-                  Complex8 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
-                  Complex16 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2,
-                  ZynComplex8 *r1, ZynComplex8 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2,
-                  ZynComplex16 *r1, ZynComplex16 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-
-void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2, float *r1,
-                  float *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorC(int status, int index, const float *a1, const float *a2, ZynComplex8 *r1,
-                  ZynComplex8 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2, double *r1,
-                  double *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
-}
-void ReportErrorZ(int status, int index, const double *a1, const double *a2, ZynComplex16 *r1,
-                  ZynComplex16 *r2, const char *name) {
-  report(status, index, a1, a2, r1, r2, name);
 }
 
 }  // namespace zyn::frame

@@ -12,39 +12,21 @@
 
 namespace zyn::frame {
 
-struct Complex8 {
-  float re, im;
+// A is the element type of a1 and a2, R that of r1 and r2: float, double, ZynComplex8 or
+// ZynComplex16 on both sides, or a complex type on one side and its part's real type on the other
+// (Abs, Arg: complex in, real out; CIS: real in, complex out). The real side shows with imaginary
+// part 0; the index counts elements of a1. Instantiated for those pairs only.
+template <class A, class R>
+void ReportError(int status, int index, const A *a1, const A *a2, R *r1, R *r2, const char *name);
+
+// The names the kernels call, one per type letter; all are the one reporter above.
+inline constexpr auto &ReportErrorS = ReportError<float, float>;
+inline constexpr auto &ReportErrorD = ReportError<double, double>;
+inline constexpr auto ReportErrorC = [](int status, int index, const auto *a1, decltype(a1) a2,
+                                        auto *r1, decltype(r1) r2, const char *name) {
+  ReportError(status, index, a1, a2, r1, r2, name);
 };
-struct Complex16 {
-  double re, im;
-};
-
-void ReportErrorS(int status, int index, const float *a1, const float *a2, float *r1, float *r2,
-                  const char *name);
-void ReportErrorD(int status, int index, const double *a1, const double *a2, double *r1,
-                  double *r2, const char *name);
-void ReportErrorC(int status, int index, const Complex8 *a1, const Complex8 *a2, Complex8 *r1,
-                  Complex8 *r2, const char *name);
-void ReportErrorZ(int status, int index, const Complex16 *a1, const Complex16 *a2, Complex16 *r1,
-                  Complex16 *r2, const char *name);
-
-// The same for the public complex types of the stubs' argument lists.
-void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2,
-                  ZynComplex8 *r1, ZynComplex8 *r2, const char *name);
-void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2,
-                  ZynComplex16 *r1, ZynComplex16 *r2, const char *name);
-
-// Mixed rows of a complex type (Abs, Arg: complex in, real out; CIS: real in, complex out)
-// report through their type's reporter: the real side shows with imaginary part 0, the index
-// counts elements of a1.
-void ReportErrorC(int status, int index, const ZynComplex8 *a1, const ZynComplex8 *a2, float *r1,
-                  float *r2, const char *name);
-void ReportErrorC(int status, int index, const float *a1, const float *a2, ZynComplex8 *r1,
-                  ZynComplex8 *r2, const char *name);
-void ReportErrorZ(int status, int index, const ZynComplex16 *a1, const ZynComplex16 *a2, double *r1,
-                  double *r2, const char *name);
-void ReportErrorZ(int status, int index, const double *a1, const double *a2, ZynComplex16 *r1,
-                  ZynComplex16 *r2, const char *name);
+inline constexpr auto ReportErrorZ = ReportErrorC;
 
 // While a sink is set on a thread, every report of that thread only appends (status, index) to
 // it: a kernel that runs another row on its own buffers collects that row's reports and makes

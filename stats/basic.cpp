@@ -933,9 +933,4 @@ int basic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *
 }  // namespace
 }  // namespace zyn::stats
 
-int _rnxdSSBasic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *threader) {
-  return zyn::stats::basic<double>(task, estimates, method, threader);
-}
-int _rnxsSSBasic(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *threader) {
-  return zyn::stats::basic<float>(task, estimates, method, threader);
-}
+ZYN_SS_ENTRIES(Basic, zyn::stats::basic, (task, estimates, method, threader))

@@ -115,3 +115,14 @@ struct HeapArray {
 };
 
 }  // namespace zyn::stats
+
+// The double and single entry points of a computation: entry<T> called with `args`, drawn from
+// (task, estimates, method, threader).
+#define ZYN_SS_ENTRY(P, T, Name, entry, args)                                                   \
+  int _rnx##P##SS##Name(SsTask *task, [[maybe_unused]] uint64_t estimates,                     \
+                        [[maybe_unused]] uint64_t method,                                       \
+                        [[maybe_unused]] const ZynThreader *threader) {                         \
+    return entry<T> args;                                                                       \
+  }
+#define ZYN_SS_ENTRIES(Name, entry, args) \
+  ZYN_SS_ENTRY(d, double, Name, entry, args) ZYN_SS_ENTRY(s, float, Name, entry, args)

@@ -441,25 +441,6 @@ int repair(SsTask *task, uint64_t method) {
 }  // namespace
 }  // namespace zyn::stats
 
-int _rnxdSSPooledCovariance(SsTask *task, uint64_t estimates, uint64_t method,
-                            const ZynThreader *threader) {
-  return zyn::stats::pooled<double>(task, estimates, method, threader);
-}
-int _rnxsSSPooledCovariance(SsTask *task, uint64_t estimates, uint64_t method,
-                            const ZynThreader *threader) {
-  return zyn::stats::pooled<float>(task, estimates, method, threader);
-}
-int _rnxdSSPartialCovariance(SsTask *task, uint64_t estimates, uint64_t method,
-                             const ZynThreader *) {
-  return zyn::stats::partial<double>(task, estimates, method);
-}
-int _rnxsSSPartialCovariance(SsTask *task, uint64_t estimates, uint64_t method,
-                             const ZynThreader *) {
-  return zyn::stats::partial<float>(task, estimates, method);
-}
-int _rnxdSSCorParametrization(SsTask *task, uint64_t, uint64_t method, const ZynThreader *) {
-  return zyn::stats::repair<double>(task, method);
-}
-int _rnxsSSCorParametrization(SsTask *task, uint64_t, uint64_t method, const ZynThreader *) {
-  return zyn::stats::repair<float>(task, method);
-}
+ZYN_SS_ENTRIES(PooledCovariance, zyn::stats::pooled, (task, estimates, method, threader))
+ZYN_SS_ENTRIES(PartialCovariance, zyn::stats::partial, (task, estimates, method))
+ZYN_SS_ENTRIES(CorParametrization, zyn::stats::repair, (task, method))

@@ -178,9 +178,4 @@ int minmax_entry(SsTask *task, uint64_t estimates, uint64_t method) {
 }  // namespace
 }  // namespace zyn::stats
 
-int _rnxdSSMinmax(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *) {
-  return zyn::stats::minmax_entry<double>(task, estimates, method);
-}
-int _rnxsSSMinmax(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *) {
-  return zyn::stats::minmax_entry<float>(task, estimates, method);
-}
+ZYN_SS_ENTRIES(Minmax, zyn::stats::minmax_entry, (task, estimates, method))

@@ -551,9 +551,4 @@ int missing(SsTask *task, uint64_t method, const ZynThreader *threader) {
 }  // namespace
 }  // namespace zyn::stats
 
-int _rnxdSSMissingValues(SsTask *task, uint64_t, uint64_t method, const ZynThreader *threader) {
-  return zyn::stats::missing<double>(task, method, threader);
-}
-int _rnxsSSMissingValues(SsTask *task, uint64_t, uint64_t method, const ZynThreader *threader) {
-  return zyn::stats::missing<float>(task, method, threader);
-}
+ZYN_SS_ENTRIES(MissingValues, zyn::stats::missing, (task, method, threader))

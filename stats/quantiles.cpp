@@ -193,21 +193,6 @@ int wmedian_entry(SsTask *task, uint64_t method, const ZynThreader *threader) {
 
 using namespace zyn::stats;
 
-int _rnxdSSQuantiles(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *th) {
-  return quantiles_entry<double>(task, estimates, method, th);
-}
-int _rnxsSSQuantiles(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *th) {
-  return quantiles_entry<float>(task, estimates, method, th);
-}
-int _rnxdSSSort(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return sort_entry<double>(task, method, th);
-}
-int _rnxsSSSort(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return sort_entry<float>(task, method, th);
-}
-int _rnxdSSWMedian(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return wmedian_entry<double>(task, method, th);
-}
-int _rnxsSSWMedian(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return wmedian_entry<float>(task, method, th);
-}
+ZYN_SS_ENTRIES(Quantiles, quantiles_entry, (task, estimates, method, threader))
+ZYN_SS_ENTRIES(Sort, sort_entry, (task, method, threader))
+ZYN_SS_ENTRIES(WMedian, wmedian_entry, (task, method, threader))

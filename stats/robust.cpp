@@ -490,27 +490,7 @@ int tbs_entry(SsTask *task, uint64_t method, const ZynThreader *threader) {
 
 using namespace zyn::stats;
 
-int _rnxdSSMAD(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *th) {
-  return mad_entry<double>(task, estimates, method, th);
-}
-int _rnxsSSMAD(SsTask *task, uint64_t estimates, uint64_t method, const ZynThreader *th) {
-  return mad_entry<float>(task, estimates, method, th);
-}
-int _rnxdSSMahDistance(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return mahalanobis_entry<double>(task, method, th);
-}
-int _rnxsSSMahDistance(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return mahalanobis_entry<float>(task, method, th);
-}
-int _rnxdSSOutliersDetection(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return bacon_entry<double>(task, method, th);
-}
-int _rnxsSSOutliersDetection(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return bacon_entry<float>(task, method, th);
-}
-int _rnxdSSRobustCovariance(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return tbs_entry<double>(task, method, th);
-}
-int _rnxsSSRobustCovariance(SsTask *task, uint64_t, uint64_t method, const ZynThreader *th) {
-  return tbs_entry<float>(task, method, th);
-}
+ZYN_SS_ENTRIES(MAD, mad_entry, (task, estimates, method, threader))
+ZYN_SS_ENTRIES(MahDistance, mahalanobis_entry, (task, method, threader))
+ZYN_SS_ENTRIES(OutliersDetection, bacon_entry, (task, method, threader))
+ZYN_SS_ENTRIES(RobustCovariance, tbs_entry, (task, method, threader))

@@ -535,9 +535,4 @@ void __rnxSQuantilesFreeBuffers(SsTask *task) {
   task->streamState = nullptr;
 }
 
-int _rnxdSSStreamQuantiles(SsTask *task, uint64_t, uint64_t method, const ZynThreader *) {
-  return stream_entry<double>(task, method);
-}
-int _rnxsSSStreamQuantiles(SsTask *task, uint64_t, uint64_t method, const ZynThreader *) {
-  return stream_entry<float>(task, method);
-}
+ZYN_SS_ENTRIES(StreamQuantiles, stream_entry, (task, method))

@@ -14,8 +14,6 @@ using namespace zyn::rng::quasi;
 
 using NiederrRecord = Record<318, 320>;
 static_assert(sizeof(StreamState) + sizeof(NiederrRecord) == 84288);
-static_assert((sizeof(StreamState) + offsetof(NiederrRecord, x)) % 64 == 0 &&
-              (sizeof(StreamState) + offsetof(NiederrRecord, vT)) % 64 == 0);
 
 constexpr int kMaxDim = 318;
 enum Kind : uint32_t { kPolys = 1, kFinished = 4 };
@@ -129,14 +127,9 @@ int seed(StreamState *stream, int n, const uint32_t *p) {
     start(record_view(s), s.vT);
     return RNX_STATUS_OK;
   }
-  const size_t bytes = 4 * 33 * size_t(d);
-  auto *t = static_cast<uint32_t *>(zyn::core::zyn_serv_allocate(bytes, 128));
-  if (t == nullptr) return RNX_STATUS_NO_MEMORY;
-  if (__rnxAddChunk(stream, RNX_CHUNK_NIEDERR_TABLE, nullptr, t, int(bytes)) != RNX_STATUS_OK) {
-    zyn::core::zyn_serv_deallocate(t);
+  auto write = [&](uint32_t *t) { fill(kind, int(d), p, t, 32); };
+  if (!add_table(stream, RNX_CHUNK_NIEDERR_TABLE, 4 * 33 * size_t(d), false, write))
     return RNX_STATUS_NO_MEMORY;
-  }
-  fill(kind, int(d), p, t, 32);
   s.h.dim = int(d);
   start(view(stream), nullptr);
   return RNX_STATUS_OK;

@@ -62,6 +62,8 @@ struct View {
 // view is empty, h null, and the entries refuse the stream rather than read past the record.
 template <class R>
 View record_view(R &s) {
+  static_assert((sizeof(StreamState) + offsetof(R, x)) % 64 == 0 &&
+                (sizeof(StreamState) + offsetof(R, vT)) % 64 == 0);
   if (s.h.dim > R::kRoom) return {};
   return {&s.h, s.x, s.v, 33, s.vT, R::kRow};
 }
@@ -342,6 +344,22 @@ inline bool has_block(int n, const uint32_t *p) {
 
 // Whether words [from, from + count) lie within the n words given.
 inline bool within(int n, uint64_t from, uint64_t count) { return from + count <= uint64_t(n); }
+
+// A block of `bytes` for a direction table, written by fill(t) and added as the stream's chunk
+// `id`, under a fresh shared id when `shared`; null when memory runs out.
+template <class Fill>
+uint32_t *add_table(StreamState *stream, int id, size_t bytes, bool shared, Fill fill) {
+  auto *t = static_cast<uint32_t *>(zyn::core::zyn_serv_allocate(bytes, 128));
+  if (t == nullptr) return nullptr;
+  fill(t);
+  uint64_t key[2];
+  if (shared) __rnxGenerateNewGlobalRODataTableEntryId(key, reinterpret_cast<uintptr_t>(t));
+  if (__rnxAddChunk(stream, id, shared ? key : nullptr, t, int(bytes)) != RNX_STATUS_OK) {
+    zyn::core::zyn_serv_deallocate(t);
+    return nullptr;
+  }
+  return t;
+}
 
 // The init entry and the three outputs of a generator with a view function and a seeding function.
 #define ZYN_QUASI_ENTRIES(name, view, seed)                                                        \

@@ -14,8 +14,6 @@ using namespace zyn::rng::quasi;
 
 using SobolRecord = Record<40, 48>;
 static_assert(sizeof(StreamState) + sizeof(SobolRecord) == 11712);
-static_assert((sizeof(StreamState) + offsetof(SobolRecord, x)) % 64 == 0 &&
-              (sizeof(StreamState) + offsetof(SobolRecord, vT)) % 64 == 0);
 
 constexpr int kMaxDim = 40;
 constexpr int kMaxUserDegree = 8;  // kind 1
@@ -211,20 +209,10 @@ void seed_record(StreamState *stream, int d, const Block *b, const uint32_t *p) 
 // Kinds 3, 4, 11: the table in a fresh shared chunk, x in a chunk of its own.
 int seed_chunks(StreamState *stream, const Block &b, const uint32_t *p) {
   const int d = b.dim;
-  const size_t bytes = table_bytes(d);
-  auto *t = static_cast<uint32_t *>(zyn::core::zyn_serv_allocate(bytes, 128));
-  if (t == nullptr) return RNX_STATUS_NO_MEMORY;
-  fill(b, p, t, 32);
-  uint64_t id[2];
-  __rnxGenerateNewGlobalRODataTableEntryId(id, reinterpret_cast<uintptr_t>(t));
-  if (__rnxAddChunk(stream, RNX_CHUNK_SOBOL_DIRECTIONS, id, t, int(bytes)) != RNX_STATUS_OK) {
-    zyn::core::zyn_serv_deallocate(t);
+  auto write = [&](uint32_t *t) { fill(b, p, t, 32); };
+  if (!add_table(stream, RNX_CHUNK_SOBOL_DIRECTIONS, table_bytes(d), true, write))
     return RNX_STATUS_NO_MEMORY;
-  }
-  void *x = zyn::core::zyn_serv_allocate(4 * size_t(d), 128);
-  if (x == nullptr ||
-      __rnxAddChunk(stream, RNX_CHUNK_SOBOL_VECTOR, nullptr, x, 4 * d) != RNX_STATUS_OK) {
-    if (x != nullptr) zyn::core::zyn_serv_deallocate(x);
+  if (!add_table(stream, RNX_CHUNK_SOBOL_VECTOR, 4 * size_t(d), false, [](uint32_t *) {})) {
     release_all_chunks(stream);
     return RNX_STATUS_NO_MEMORY;
   }

@@ -99,7 +99,7 @@ TEST(Reporter, CallbackSeesTheElement) {
     whole[103] = -2.5;
     const double *chunk = whole + 100;
     float fwhole[8] = {};
-    Complex16 zwhole[4] = {};
+    ZynComplex16 zwhole[4] = {};
     const std::tuple<const void *, std::function<void()>, int> cases[] = {
         {whole, [&] { ReportErrorD(STATUS_DOMAIN, 3, chunk, chunk, y, y, "vdLn"); }, 103},
         {chunk + 10, [&] { ReportErrorD(STATUS_DOMAIN, 3, chunk, chunk, y, y, "vdLn"); }, -7},

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
@@ -172,25 +171,6 @@ std::vector<T> specials() {
           -L::denorm_min(), L::min(), L::min() / 2, L::max(), -L::max(), T(0.5), T(2), T(0.75)};
 }
 
-// Worst of a sweep so far; ties keep the earlier input, so threads give the same report.
-struct Worst {
-  Sweep s;
-  size_t at = SIZE_MAX;
-  void take(Error e, size_t i, double a, double b) {
-    if (e.ulp > s.max_ulp || (e.ulp == s.max_ulp && e.ulp > 0 && i < at)) {
-      s.max_ulp = e.ulp;
-      s.worst_x = a;
-      s.worst_x2 = b;
-      at = i;
-    }
-    s.max_rel = std::fmax(s.max_rel, e.rel);
-  }
-  void merge(const Worst &o) {
-    Error e{o.s.max_ulp, o.s.max_rel};
-    take(e, o.at, o.s.worst_x, o.s.worst_x2);
-  }
-};
-
 // The levels' kernels (null where not built) over inputs x (and x2, or the scalar b when x2 is
 // empty for a two-argument function): each chunk's references once, then every level on it.
 template <class T>
@@ -198,20 +178,12 @@ std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], cons
                                   const std::vector<T> &x2, T scalar) {
   constexpr size_t kChunk = 512;
   const bool by_value = f.arity == 2 && x2.empty();
-  const size_t nchunks = (x.size() + kChunk - 1) / kChunk;
-  std::atomic<size_t> next{0};
-  // MPFR keeps its caches and exponent range per thread only when built thread-safe
-  const unsigned cores = mpfr_buildopt_tls_p() ? std::thread::hardware_concurrency() : 1;
-  const unsigned nthreads = std::max(1u, std::min<unsigned>(cores, nchunks));
-  std::vector<std::array<Worst, 3>> worst(nthreads);
-  auto work = [&](unsigned id) {
-    _vexSetMode(VEX_ERRMODE_IGNORE);  // errors are measured here; statuses are tested elsewhere
+  auto work = [&](auto &worst, auto next) {
     std::vector<mpfr_t> r(kChunk), r2(f.second ? kChunk : 0);
     for (auto &v : r) mpfr_init2(v, kPrec);
     for (auto &v : r2) mpfr_init2(v, kPrec);
     std::vector<T> y(kChunk), z(kChunk);
-    for (size_t c; (c = next.fetch_add(1)) < nchunks;) {
-      const size_t i0 = c * kChunk, m = std::min(kChunk, x.size() - i0);
+    for (size_t i0, m; next(i0, m);) {
       auto b_at = [&](size_t j) { return f.arity == 1 ? 0.0 : by_value ? double(scalar) : double(x2[i0 + j]); };
       for (size_t j = 0; j < m; ++j) {
         exact(f, r[j], x[i0 + j], b_at(j));
@@ -231,24 +203,17 @@ std::array<Sweep, 3> sweep_levels(const Function &f, void *const kernel[3], cons
         else
           reinterpret_cast<void (*)(int, const T *, const T *, T *)>(k)(n, a, x2.data() + i0, y.data());
         for (size_t j = 0; j < m; ++j) {
-          worst[id][lv].take(error_of<T>(r[j], y[j], f.zero_scale, f.floor ? f.floor(a[j]) : 0), i0 + j, a[j], b_at(j));
-          if (f.second) worst[id][lv].take(error_of<T>(r2[j], z[j], f.zero_scale), i0 + j, a[j], 0);
+          worst[lv].take(error_of<T>(r[j], y[j], f.zero_scale, f.floor ? f.floor(a[j]) : 0), i0 + j, {a[j], b_at(j)});
+          if (f.second) worst[lv].take(error_of<T>(r2[j], z[j], f.zero_scale), i0 + j, {a[j], 0});
         }
       }
     }
     for (auto &v : r) mpfr_clear(v);
     for (auto &v : r2) mpfr_clear(v);
-    mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
   };
-  on_threads(nthreads, work);
-  std::array<Sweep, 3> out;
-  for (int lv = 0; lv < 3; ++lv) {
-    Worst w;
-    for (auto &ws : worst) w.merge(ws[lv]);
-    out[lv] = w.s;
-    out[lv].count = x.size();
-  }
-  return out;
+  return sweep_chunks<Sweep, std::array<double, 2>>(x.size(), kChunk, work, [](Sweep &s, const auto &in) {
+    s.worst_x = in[0], s.worst_x2 = in[1];
+  });
 }
 
 template <class T>

@@ -6,11 +6,17 @@
 
 #include <mpfr.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
+
+#include "zyn/vex.h"
 
 namespace zyn::oracle {
 
@@ -125,16 +131,65 @@ Sweep sweep_scalar_s(const Function &f, void *kernel, const std::vector<float> &
 // One row of a function in one type ("vdPowx(2.7)" for each scalar b) swept at its three levels
 // over `count` random inputs, the registered points and the special values. The reference of
 // each input is computed once for all levels; the work is spread over the machine's cores.
-struct RowSweep {
-  std::string row;  // "vdLn", "vsPowx(2.7)"
+template <class S>
+struct RowOf {
+  std::string row;  // "vdLn", "vsPowx(2.7)", "vzPowx(2.7,0.5)"
   bool single;
   bool built[3];
-  Sweep level[3];
+  S level[3];
 };
+using RowSweep = RowOf<Sweep>;
 std::vector<RowSweep> sweep_rows(const Function &f, char type, size_t count, uint64_t seed);
 
 // Runs work(t) for t in [0, n): work(0) on the calling thread, whose vector mode it keeps.
 void on_threads(unsigned n, const std::function<void(unsigned)> &work);
+
+// Worst error of a sweep so far (S: Sweep or the complex one) and the input that reaches it;
+// ties keep the earlier input, so threads give the same report.
+template <class S, class In>
+struct Worst {
+  S s;
+  In in{};
+  size_t at = SIZE_MAX;
+  void take(Error e, size_t i, const In &where) {
+    if (e.ulp > s.max_ulp || (e.ulp == s.max_ulp && e.ulp > 0 && i < at)) s.max_ulp = e.ulp, in = where, at = i;
+    s.max_rel = std::fmax(s.max_rel, e.rel);
+  }
+  void merge(const Worst &o) { take({o.s.max_ulp, o.s.max_rel}, o.at, o.in); }
+};
+
+// Sweeps n inputs at three levels, in chunks of `chunk` spread over the cores: work(worst, next)
+// on each thread, where next(i0, m) hands out the next chunk (false when none is left) and
+// worst[level] takes the thread's errors. Returns each level's worst over all threads, with
+// place(s, in) storing the worst input in s.
+template <class S, class In, class Work, class Place>
+std::array<S, 3> sweep_chunks(size_t n, size_t chunk, Work work, Place place) {
+  const size_t nchunks = (n + chunk - 1) / chunk;
+  std::atomic<size_t> next{0};
+  // MPFR keeps its caches and exponent range per thread only when built thread-safe
+  const unsigned cores = mpfr_buildopt_tls_p() ? std::thread::hardware_concurrency() : 1;
+  const unsigned nthreads = std::max(1u, std::min<unsigned>(cores, nchunks));
+  std::vector<std::array<Worst<S, In>, 3>> worst(nthreads);
+  on_threads(nthreads, [&](unsigned id) {
+    _vexSetMode(VEX_ERRMODE_IGNORE);  // errors are measured here; statuses are tested elsewhere
+    work(worst[id], [&](size_t &i0, size_t &m) {
+      const size_t c = next.fetch_add(1);
+      if (c >= nchunks) return false;
+      i0 = c * chunk, m = std::min(chunk, n - i0);
+      return true;
+    });
+    mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
+  });
+  std::array<S, 3> out;
+  for (int lv = 0; lv < 3; ++lv) {
+    Worst<S, In> w;
+    for (auto &ws : worst) w.merge(ws[lv]);
+    out[lv] = w.s;
+    place(out[lv], w.in);
+    out[lv].count = n;
+  }
+  return out;
+}
 
 // The bound of a row at a level and whether a sweep keeps it; `what` describes the bound.
 bool within(const Function &f, bool single, int level, const Sweep &s);

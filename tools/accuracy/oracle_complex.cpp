@@ -1,12 +1,10 @@
 #include "tools/accuracy/oracle_complex.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <random>
-#include <thread>
 
 #include "zyn/vex.h"
 
@@ -195,17 +193,6 @@ Error measure(const CxFunction &f, mpc_srcptr r, Pair<T> y, Pair<T> a, Pair<T> b
   return out;
 }
 
-// Worst of a sweep so far; ties keep the earlier input, so threads give the same report.
-struct Worst {
-  CxSweep s;
-  size_t at = SIZE_MAX;
-  void take(Error e, size_t i, const std::array<double, 4> &in) {
-    if (e.ulp > s.max_ulp || (e.ulp == s.max_ulp && e.ulp > 0 && i < at)) s.max_ulp = e.ulp, s.worst = in, at = i;
-    s.max_rel = std::fmax(s.max_rel, e.rel);
-  }
-  void merge(const Worst &o) { take({o.s.max_ulp, o.s.max_rel}, o.at, o.s.worst); }
-};
-
 template <class T>
 using Cx = std::conditional_t<sizeof(T) == 4, ZynComplex8, ZynComplex16>;
 
@@ -243,40 +230,25 @@ template <class T>
 std::array<CxSweep, 3> sweep_levels(const CxFunction &f, void *const kernel[3], const std::vector<Pair<T>> &a,
                                     const std::vector<Pair<T>> &b) {
   constexpr size_t kChunk = 256;
-  const size_t nchunks = (a.size() + kChunk - 1) / kChunk;
-  std::atomic<size_t> next{0};
-  const unsigned cores = mpfr_buildopt_tls_p() ? std::thread::hardware_concurrency() : 1;
-  const unsigned nthreads = std::max(1u, std::min<unsigned>(cores, nchunks));
-  std::vector<std::array<Worst, 3>> worst(nthreads);
-  auto work = [&](unsigned id) {
-    _vexSetMode(VEX_ERRMODE_IGNORE);
+  auto work = [&](auto &worst, auto next) {
     std::vector<mpc_t> r(kChunk);
     for (auto &v : r) mpc_init2(v, kRefPrec<T>);
     std::vector<Pair<T>> y(kChunk), bb(kChunk);
-    for (size_t c; (c = next.fetch_add(1)) < nchunks;) {
-      const size_t i0 = c * kChunk, m = std::min(kChunk, a.size() - i0);
+    for (size_t i0, m; next(i0, m);) {
       for (size_t j = 0; j < m; ++j) bb[j] = b.size() == 1 ? b[0] : b.empty() ? Pair<T>{} : b[i0 + j];
       for (size_t j = 0; j < m; ++j) exact<T>(f, r[j], a[i0 + j], bb[j]);
       for (int lv = 0; lv < 3; ++lv) {
         if (kernel[lv] == nullptr) continue;
         run<T>(f, kernel[lv], static_cast<int>(m), a.data() + i0, bb.data(), y.data());
         for (size_t j = 0; j < m; ++j)
-          worst[id][lv].take(measure<T>(f, r[j], y[j], a[i0 + j], bb[j]), i0 + j,
-                             {a[i0 + j][0], a[i0 + j][1], bb[j][0], bb[j][1]});
+          worst[lv].take(measure<T>(f, r[j], y[j], a[i0 + j], bb[j]), i0 + j,
+                         {a[i0 + j][0], a[i0 + j][1], bb[j][0], bb[j][1]});
       }
     }
     for (auto &v : r) mpc_clear(v);
-    mpfr_free_cache2(MPFR_FREE_LOCAL_CACHE);
   };
-  on_threads(nthreads, work);
-  std::array<CxSweep, 3> out;
-  for (int lv = 0; lv < 3; ++lv) {
-    Worst w;
-    for (auto &ws : worst) w.merge(ws[lv]);
-    out[lv] = w.s;
-    out[lv].count = a.size();
-  }
-  return out;
+  return sweep_chunks<CxSweep, std::array<double, 4>>(a.size(), kChunk, work,
+                                                       [](CxSweep &s, const auto &in) { s.worst = in; });
 }
 
 template <class T>

@@ -70,12 +70,7 @@ struct CxSweep {
   std::array<double, 4> worst = {};  // a, b of the worst ulp
   size_t count = 0;
 };
-struct CxRowSweep {
-  std::string row;  // "vzLn", "vzPowx(2.7,0.5)"
-  bool single;
-  bool built[3];
-  CxSweep level[3];
-};
+using CxRowSweep = RowOf<CxSweep>;
 std::vector<CxRowSweep> sweep_rows(const CxFunction &f, char type, size_t count, uint64_t seed);
 
 bool within(const CxFunction &f, bool single, int level, const CxSweep &s);

@@ -86,6 +86,13 @@ inline double check(F f, G scale, double a, double b, const std::vector<M> &mono
   return worst;
 }
 
+// Whether a table's worst error keeps its target; when not, says which degree is too low.
+inline bool meets_target(const char *tool, const char *name, int deg, double worst, double target) {
+  if (!(worst > target)) return true;
+  fprintf(stderr, "%s: %s degree %d too low: %.3g above %.3g\n", tool, name, deg, worst, target);
+  return false;
+}
+
 // Highest degree first from index 0, padded with zeros to `width`.
 inline void print_coeffs(const std::vector<M> &mono, int width) {
   const int n = static_cast<int>(mono.size());

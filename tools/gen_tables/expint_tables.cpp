@@ -66,11 +66,7 @@ bool print_pieces(const char *name, int deg, double target) {
     printf("}},\n");
   }
   printf("};\n// %s: degree %d, worst relative error %.3g (target %.3g)\n\n", name, deg, worst, target);
-  if (worst > target) {
-    fprintf(stderr, "expint_tables: %s degree %d too low: %.3g above %.3g\n", name, deg, worst, target);
-    return false;
-  }
-  return true;
+  return meets_target("expint_tables", name, deg, worst, target);
 }
 // The single EP polynomials, float coefficients in plain monomials (highest first): on (0, 1],
 // f = E1(x) + ln x in x; from 1 on, g = x e^x E1(x) in t = 1/x, t in (0, 1]. Checked relative
@@ -106,11 +102,7 @@ bool print_ep(const char *name, int deg, bool large, double target) {
   printf("const float %s[%d] = {", name, deg + 1);
   for (int i = deg; i >= 0; --i) printf("%af, ", static_cast<float>(mono[i].d()));
   printf("};\n// %s: degree %d, worst relative error %.3g (target %.3g)\n\n", name, deg, worst, target);
-  if (worst > target) {
-    fprintf(stderr, "expint_tables: %s degree %d too low: %.3g above %.3g\n", name, deg, worst, target);
-    return false;
-  }
-  return true;
+  return meets_target("expint_tables", name, deg, worst, target);
 }
 }  // namespace
 

@@ -60,11 +60,7 @@ double print_pieces(const char *name, int deg, double target) {
   }
   printf("};\n// %s: degree %d on [j/16, (j + 1)/16], worst relative error %.3g (target %.3g)\n\n", name, deg,
          worst, target);
-  if (worst > target) {
-    fprintf(stderr, "gamma_tables: %s degree %d too low: %.3g above %.3g\n", name, deg, worst, target);
-    return -1;
-  }
-  return worst;
+  return meets_target("gamma_tables", name, deg, worst, target) ? worst : -1;
 }
 
 // S(x) = lgamma x - (x - 1/2)(ln x - 1) - c for x >= 8 as z Q(t), t = 128 z^2 - 1.
@@ -93,11 +89,7 @@ bool print_stirling(const char *name, int deg, double target) {
   printf("const double %s[%d] = {", name, deg + 1);
   print_coeffs(mono, deg + 1);
   printf("};\n// %s: degree %d in t, worst absolute error of z Q %.3g (target %.3g)\n\n", name, deg, worst, target);
-  if (worst > target) {
-    fprintf(stderr, "gamma_tables: %s degree %d too low: %.3g above %.3g\n", name, deg, worst, target);
-    return false;
-  }
-  return true;
+  return meets_target("gamma_tables", name, deg, worst, target);
 }
 }  // namespace
 

@@ -80,30 +80,23 @@ int main() {
     for (int s = 0; s < 5; ++s)
       printf("//   %-20s %-9s  sine degree %d: 2^-%.1f  cosine degree %d: 2^-%.1f\n", unit_name[u], set_name[s],
              kTrigpiSinDeg[s], sbits[u][s], kTrigpiCosDeg[s], cbits[u][s]);
+  auto print_sets = [&](int s0, int s1, bool single) {  // sets [s0, s1) of each unit
+    for (int u = 0; u < 2; ++u) {
+      printf(" {\n");
+      for (int s = s0; s < s1; ++s) {
+        printf("  {");
+        print_poly(sc[u][s], single, kTrigpiMaxDeg);
+        printf(",\n   ");
+        print_poly(cc[u][s], single, kTrigpiMaxDeg);
+        printf("},\n");
+      }
+      printf(" },\n");
+    }
+  };
   printf("const TrigpiSet<double> trigpi_d[2][3] = {\n");
-  for (int u = 0; u < 2; ++u) {
-    printf(" {\n");
-    for (int s = 0; s < 3; ++s) {
-      printf("  {");
-      print_poly(sc[u][s], false, kTrigpiMaxDeg);
-      printf(",\n   ");
-      print_poly(cc[u][s], false, kTrigpiMaxDeg);
-      printf("},\n");
-    }
-    printf(" },\n");
-  }
+  print_sets(0, 3, false);
   printf("};\n\nconst TrigpiSet<float> trigpi_s[2][2] = {\n");
-  for (int u = 0; u < 2; ++u) {
-    printf(" {\n");
-    for (int s = 3; s < 5; ++s) {
-      printf("  {");
-      print_poly(sc[u][s], true, kTrigpiMaxDeg);
-      printf(",\n   ");
-      print_poly(cc[u][s], true, kTrigpiMaxDeg);
-      printf("},\n");
-    }
-    printf(" },\n");
-  }
+  print_sets(3, 5, true);
   printf("};\n\nconst double trigpi_scale[2][2] = {");
   for (int u = 0; u < 2; ++u) {
     const M k = pi_over(units[u]);
