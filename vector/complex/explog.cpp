@@ -22,6 +22,7 @@
 
 #include "frame/kernels.hpp"
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_explog.hpp"
 
 namespace zyn::vk::cx {
 namespace {
@@ -324,6 +325,17 @@ ZYN_CX_NAME(z, Powx)
 
 template <class C, class F, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
 using E = Row<Elem<C, F>, X, M, N>;
+// Exp, Ln, Log10 with their SSE forms for the usual element (sse_explog.hpp).
+template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &)>
+struct WithSse : Elem<C, F>, sse::Fast<C, L> {};
+template <class C>
+using P = decltype(C::re);
+template <class C, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
+using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>>>, X, M, N>;
+template <class C, const char *N>
+using LnE = Row<WithSse<C, Ln, sse::ln_lanes<P<C>, false>>, X87Kind::Extended, MxKind::MasksOnly, N>;
+template <class C, const char *N>
+using Log10E = Row<WithSse<C, Log10, sse::ln_lanes<P<C>, true>>, X87Kind::Extended, MxKind::MasksOnly, N>;
 template <class C, class Op, const char *N>
 using R = Row<Op, X87Kind::Extended, MxKind::MasksOnly, N>;
 
@@ -334,17 +346,17 @@ using namespace zyn::vk;
 using namespace zyn::vk::cx;
 
 // One computation per row: the levels a row's sharing asks for are the same kernel twice.
-ZYN_CX_UNARY(cExp, HA, C8, E<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
-ZYN_CX_UNARY(cExp, EP, C8, E<C8, Exp, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
-ZYN_CX_UNARY(zExp, HA, C16, E<C16, Exp, kzExpName>)
-ZYN_CX_UNARY(zExp, EP, C16, E<C16, Exp, kzExpName>)
-ZYN_CX_UNARY(cLn, LA, C8, E<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(cLn, HA, C8, E<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(cLn, EP, C8, E<C8, Ln, kcLnName>)
-ZYN_CX_UNARY(zLn, HA, C16, E<C16, Ln, kzLnName>)
-ZYN_CX_UNARY(zLn, EP, C16, E<C16, Ln, kzLnName>)
-ZYN_CX_UNARY(cLog10, HA, C8, E<C8, Log10, kcLog10Name>)
-ZYN_CX_UNARY(zLog10, HA, C16, E<C16, Log10, kzLog10Name>)
+ZYN_CX_UNARY(cExp, HA, C8, ExpE<C8, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(cExp, EP, C8, ExpE<C8, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(zExp, HA, C16, ExpE<C16, kzExpName>)
+ZYN_CX_UNARY(zExp, EP, C16, ExpE<C16, kzExpName>)
+ZYN_CX_UNARY(cLn, LA, C8, LnE<C8, kcLnName>)
+ZYN_CX_UNARY(cLn, HA, C8, LnE<C8, kcLnName>)
+ZYN_CX_UNARY(cLn, EP, C8, LnE<C8, kcLnName>)
+ZYN_CX_UNARY(zLn, HA, C16, LnE<C16, kzLnName>)
+ZYN_CX_UNARY(zLn, EP, C16, LnE<C16, kzLnName>)
+ZYN_CX_UNARY(cLog10, HA, C8, Log10E<C8, kcLog10Name>)
+ZYN_CX_UNARY(zLog10, HA, C16, Log10E<C16, kzLog10Name>)
 ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
 ZYN_CX_UNARY(cSqrt, EP, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
 ZYN_CX_UNARY(zSqrt, HA, C16, Row<SqrtRow<C16>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)

@@ -1,0 +1,183 @@
+// Complex Exp, Ln and Log10 of the usual element on SSE, two elements a register; a lone element
+// runs in both lanes, so an element's bits never depend on its place or stride. Only in
+// round-to-nearest without flush-to-zero or denormals-are-zero (plain_nearest); the other
+// elements, and every element in other states, take the row's scalar operation and its report.
+//
+// z rows: each part from pieces carried as unrounded hi + lo pairs, rounded once.
+//   Exp  x in [-708, 709], y zero or |y| in [2^-500, 2^20), both parts normal (or Im = y = +-0):
+//        e^x = 2^m T (1 + t) (T = 2^(j/128) from the table, t to 2^-60), cos y and sin y from
+//        the accurate reduction as hi + lo; T times the high part exact (Dekker), the rest
+//        added once, then scaled by 2^m exactly.
+//   Ln   parts zero or in [2^-480, 2^480], not both zero: x^2 + y^2 = S from exact squares;
+//        where fl(S) is in [1/2, 2], S - 1 = W as a double-double (the sum of the squares' pieces
+//        and -1 by two-sums) and ln(1 + W); elsewhere ln S = ln fl(S) + rest/fl(S). The
+//        logarithm's table parts and the correction joined by a two-sum; arg z by the
+//        double-double atan2 of the real rows.
+//   Log10 the same, Re times log10(e) as a double-double product, Im the rounded argument times
+//        log10(e).
+// c rows: parts widened to double, plain double arithmetic (relative error below 2^-40 before
+// the rounding to single): Exp x in [-87, 88], |y| < 2^20; Ln and Log10 finite, not both zero.
+#pragma once
+
+#include <immintrin.h>
+
+#include "vector/complex/complex_map.hpp"
+#include "vector/explog/exp_core.hpp"
+#include "vector/explog/ln_core.hpp"
+#include "vector/trig/trig_core.hpp"
+
+namespace zyn::vk::cx::sse {
+
+using V = __m128d;
+inline V k(double v) { return _mm_set1_pd(v); }
+inline V vabs(V x) { return _mm_andnot_pd(k(-0.0), x); }
+inline V sign_of(V x) { return _mm_and_pd(k(-0.0), x); }
+// atan2 from |y|, |x| and the signs of x and y, by the real rows' algorithm: the double-double
+// one (z) and the double one of the single rows (c); in sse_explog.cpp, apart from the
+// logarithm's helpers.
+V atan2_dd(V ay, V ax, V xsign, V ysign);
+V atan2_d(V ay, V ax, V xsign, V ysign);
+
+inline V within(V a, double lo, double hi) { return _mm_and_pd(_mm_cmpge_pd(a, k(lo)), _mm_cmple_pd(a, k(hi))); }
+
+// a^2 = p + e exactly (Dekker), |a| within [2^-480, 2^480].
+inline void square(V a, V &p, V &e) {
+  V h, l;
+  dd::split(a, h, l);
+  p = a * a;
+  e = ((h * h - p) + (h + h) * l) + l * l;
+}
+
+// cos y = ch + cl and sin y = sh + sl for 0 < |y| < 2^20, unrounded.
+struct SinCos {
+  V ch, cl, sh, sl;
+};
+template <bool kAccurate, const trig::Poly &P>
+inline SinCos sincos_pairs(V y) {
+  const trig::Reduced r = trig::reduce<kAccurate>(y);
+  const trig::Parts p = trig::sincos_parts<P>(r.hi, r.lo);
+  const V odd = trig::odd_mask(r.n);
+  __m128i q = _mm_cvtpd_epi32(r.n);
+  q = _mm_unpacklo_epi32(q, q);
+  const __m128i two = _mm_set1_epi64x(2);
+  const V ss = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(q, two), 62));
+  const V cs = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, _mm_set1_epi64x(1)), two), 62));
+  return {_mm_xor_pd(_mm_blendv_pd(p.ch, p.sh, odd), cs), _mm_xor_pd(_mm_blendv_pd(p.cl, p.sl, odd), cs),
+          _mm_xor_pd(_mm_blendv_pd(p.sh, p.ch, odd), ss), _mm_xor_pd(_mm_blendv_pd(p.sl, p.cl, odd), ss)};
+}
+
+// e^(x + iy); false when a lane is not usual.
+template <class P>
+inline bool exp_lanes(V x, V y, V &re, V &im) {
+  const V y0 = _mm_cmpeq_pd(y, _mm_setzero_pd());
+  if constexpr (sizeof(P) == 4) {
+    const V ok = _mm_and_pd(within(x, -87, 88), _mm_cmplt_pd(vabs(y), k(0x1p20)));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    const V e = exp2_wide<false>(x * k(kLog2e));
+    const trig::Reduced r = trig::reduce<false>(y);
+    V s, c;
+    trig::sincos_quadrant<trig::kDLa>(r.hi, r.lo, r.n, &s, &c);
+    re = e * c, im = _mm_blendv_pd(e * s, y, y0);
+    return true;
+  } else {
+    const V ok = _mm_and_pd(within(x, -708, 709), _mm_or_pd(within(vabs(y), 0x1p-500, 0x1.fffffffffffffp19), y0));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    __m128i n;
+    const V r = exp_reduce128<ExpBase::E, false>(x, n);
+    const __m128i j = _mm_and_si128(n, _mm_set1_epi64x(127)), js = _mm_slli_epi64(j, 45);
+    const __m128i e0 = _mm_load_si128(reinterpret_cast<const __m128i *>(exp128[_mm_cvtsi128_si32(j)]));
+    const __m128i e1 = _mm_load_si128(reinterpret_cast<const __m128i *>(exp128[_mm_extract_epi32(j, 2)]));
+    const V t = _mm_castsi128_pd(_mm_add_epi64(_mm_unpackhi_epi64(e0, e1), js));  // 2^(j/128)
+    const V tmp = expm1_poly(r, _mm_castsi128_pd(_mm_unpacklo_epi64(e0, e1)));   // e^x = 2^m t (1 + tmp)
+    const V scale = _mm_castsi128_pd(_mm_add_epi64(_mm_sub_epi64(_mm_slli_epi64(n, 45), js), _mm_set1_epi64x(0x3ff0000000000000LL)));
+    const SinCos sc = sincos_pairs<true, trig::kDHa>(y);
+    V th, tl;
+    dd::split(t, th, tl);
+    auto part = [&](V h, V l) {  // t (1 + tmp) (h + l), rounded once
+      V hh, hl;
+      dd::split(h, hh, hl);
+      const V p = t * h, e = (((th * hh - p) + th * hl) + tl * hh) + tl * hl;
+      return (p + (e + t * (l + (h + l) * tmp))) * scale;
+    };
+    re = part(sc.ch, sc.cl), im = _mm_blendv_pd(part(sc.sh, sc.sl), y, y0);
+    const V tiny = _mm_or_pd(_mm_cmplt_pd(vabs(re), k(0x1p-1022)), _mm_andnot_pd(y0, _mm_cmplt_pd(vabs(im), k(0x1p-1022))));
+    return _mm_movemask_pd(tiny) == 0;  // a part on the denormal grid: the scalar path rounds it once
+  }
+}
+
+// ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
+template <class P, bool kLog10>
+inline bool ln_lanes(V x, V y, V &re, V &im) {
+  constexpr double kL10h = 0x1.bcb7b1526e50ep-2, kL10l = 0x1.95355baaafad3p-57;  // log10(e)
+  const V ax = vabs(x), ay = vabs(y), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay);
+  const V one = k(1.0), zero = _mm_setzero_pd();
+  if constexpr (sizeof(P) == 4) {
+    const V ok = _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, zero)), _mm_cmpord_pd(x, y));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    // squares of singles are exact: S = v^2 + u^2 and W = S - 1 with one rounding each
+    const V v2 = v * v, s = v2 + u * u, w = (v2 - one) + u * u, near = within(v2, 0.5, 2);
+    const V mx = _mm_max_pd(w, one), mn = _mm_min_pd(w, one), un = mx + mn;
+    const V uu = _mm_blendv_pd(s, un, near), c = _mm_and_pd(near, (mx - un) + mn);
+    V hi, lo;
+    log_parts<0>(uu, ln_biased_exponent(uu), hi, lo);
+    re = (hi + (lo + c / uu)) * k(0.5);
+    im = atan2_d(ay, ax, sign_of(x), sign_of(y));
+    if constexpr (kLog10) re = re * k(kL10h), im = im * k(kL10h);
+    return true;
+  } else {
+    const V ok = _mm_and_pd(_mm_and_pd(_mm_or_pd(_mm_cmpeq_pd(u, zero), _mm_cmpge_pd(u, k(0x1p-480))), within(v, 0x1p-480, 0x1p480)),
+                            _mm_cmpord_pd(x, y));
+    if (_mm_movemask_pd(ok) != 3) return false;
+    V px, ex, py, ey, sh, t0, e, f, g, h, wh, wl;
+    square(v, px, ex);
+    square(u, py, ey);
+    dd::fast_two_sum(px, py, sh, t0);
+    dd::two_sum(ex, ey, e, f);
+    dd::two_sum(t0, e, g, h);
+    const V rest = h + f;  // S = sh + g + rest
+    const V near = within(sh, 0.5, 2);
+    dd::two_sum(sh - one, g, wh, wl);  // sh - 1 exact on [1/2, 2]
+    wl = wl + rest;
+    const V mx = _mm_max_pd(wh, one), mn = _mm_min_pd(wh, one), un = mx + mn;
+    const V uu = _mm_blendv_pd(sh, un, near), c = _mm_blendv_pd(g + rest, ((mx - un) + mn) + wl, near);
+    V hi, lo, rh, rl;
+    log_parts<1>(uu, ln_biased_exponent(uu), hi, lo);
+    dd::two_sum(hi, c / uu, rh, rl);
+    rl = rl + lo;
+    // below 2^-40 the quotient's rounding would show: W - W^2/2 is exact to 2^-80 there
+    const V tiny = _mm_and_pd(near, _mm_cmplt_pd(vabs(wh), k(0x1p-40)));
+    if (_mm_movemask_pd(tiny) != 0) rh = _mm_blendv_pd(rh, wh, tiny), rl = _mm_blendv_pd(rl, wl - wh * wh * k(0.5), tiny);
+    im = atan2_dd(ay, ax, sign_of(x), sign_of(y));
+    if constexpr (kLog10) {
+      V p, pe;
+      dd::two_prod(rh, k(kL10h), p, pe);
+      re = (p + (pe + (rh * k(kL10l) + rl * k(kL10h)))) * k(0.5);
+      im = im * k(kL10h);
+    } else {
+      re = (rh + rl) * k(0.5);
+    }
+    return true;
+  }
+}
+
+// The SSE forms of a one-input row: F(x, y, re, im) on two lanes.
+template <class C, bool (*F)(V, V, V &, V &)>
+struct Fast {
+  static constexpr bool kNearestOnly = true;
+  static bool vec(const C *p, const C *, C *r) {
+    const V e = load(p);
+    V re, im;
+    if (!F(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
+    store(r, _mm_unpacklo_pd(re, im));
+    return true;
+  }
+  static bool vec2(const C *p, C *r) {
+    V x, y, re, im;
+    load2(p, x, y);
+    if (!F(x, y, re, im)) return false;
+    store2(r, re, im);
+    return true;
+  }
+};
+
+}  // namespace zyn::vk::cx::sse
