@@ -22,6 +22,8 @@
 #include <immintrin.h>
 
 #include "vector/complex/complex_map.hpp"
+// before ln_core.hpp, whose two_sum in zyn::vk would make atan_core's calls ambiguous
+#include "vector/invtrig/invtrig_core.hpp"
 #include "vector/explog/exp_core.hpp"
 #include "vector/explog/ln_core.hpp"
 #include "vector/trig/trig_core.hpp"
@@ -32,12 +34,6 @@ using V = __m128d;
 inline V k(double v) { return _mm_set1_pd(v); }
 inline V vabs(V x) { return _mm_andnot_pd(k(-0.0), x); }
 inline V sign_of(V x) { return _mm_and_pd(k(-0.0), x); }
-// atan2 from |y|, |x| and the signs of x and y, by the real rows' algorithm: the double-double
-// one (z) and the double one of the single rows (c); in sse_explog.cpp, apart from the
-// logarithm's helpers.
-V atan2_dd(V ay, V ax, V xsign, V ysign);
-V atan2_d(V ay, V ax, V xsign, V ysign);
-
 inline V within(V a, double lo, double hi) { return _mm_and_pd(_mm_cmpge_pd(a, k(lo)), _mm_cmple_pd(a, k(hi))); }
 
 // a^2 = p + e exactly (Dekker), |a| within [2^-480, 2^480].
@@ -68,7 +64,7 @@ inline SinCos sincos_pairs(V y) {
 
 // e^(x + iy); false when a lane is not usual.
 template <class P>
-inline bool exp_lanes(V x, V y, V &re, V &im) {
+inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
   const V y0 = _mm_cmpeq_pd(y, _mm_setzero_pd());
   if constexpr (sizeof(P) == 4) {
     const V ok = _mm_and_pd(within(x, -87, 88), _mm_cmplt_pd(vabs(y), k(0x1p20)));
@@ -105,9 +101,34 @@ inline bool exp_lanes(V x, V y, V &re, V &im) {
   }
 }
 
+// atan2(y, x) = hi + lo (unrounded, |lo| below 2^-50 |hi|) from |y|, |x| (not both zero, the
+// smaller 0 or above 2^-960 times the larger) and the signs of x and y: the real rows' HA
+// reduction (u/v about c = 0, 1/2, 1; u - c v exact) and polynomial (2^-58), with the quotient
+// t rounded twice at most (below 0.5 ulp of the result, as |t| is below 0.2 of it where c is not
+// 0) and the sums with atan c and the quadrant's base carried by fast two-sums.
+inline __attribute__((always_inline)) void atan2_parts(V ay, V ax, V xs, V ys, V &hi, V &lo) {
+  using invtrig::DHa;
+  const auto &c = DHa::kc();
+  const V swap = _mm_cmplt_pd(ax, ay), u = _mm_min_pd(ay, ax), v = _mm_max_pd(ay, ax), zero = _mm_setzero_pd();
+  const V m1 = _mm_cmple_pd(v * k(7.0 / 16), u), m2 = _mm_cmple_pd(v * k(11.0 / 16), u);
+  const V cc = _mm_blendv_pd(_mm_and_pd(m1, k(0.5)), k(1), m2);
+  const V t = (u - cc * v) / (v + cc * u), z = t * t;
+  const V tl = t * (z * vo::poly<DHa::kAtanDeg>(z, DHa::set().atan));
+  const V ah = _mm_blendv_pd(_mm_and_pd(m1, k(c.atan_c[1][0])), k(c.atan_c[2][0]), m2);
+  const V al = _mm_blendv_pd(_mm_and_pd(m1, k(c.atan_c[1][1])), k(c.atan_c[2][1]), m2);
+  const V bh = _mm_blendv_pd(_mm_blendv_pd(zero, k(c.pi[0]), xs), k(c.pio2[0]), swap);  // xs: a sign as a mask
+  const V bl = _mm_blendv_pd(_mm_blendv_pd(zero, k(c.pi[1]), xs), k(c.pio2[1]), swap);
+  const V flip = _mm_xor_pd(_mm_and_pd(swap, k(-0.0)), xs);
+  V wh, we, sh, se;
+  dd::fast_two_sum(ah, t, wh, we);  // |atan c| > |t| or c = 0
+  const V wl = we + (al + tl);
+  dd::fast_two_sum(bh, _mm_xor_pd(wh, flip), sh, se);  // base 0 or above pi/4 >= |w|
+  hi = _mm_xor_pd(sh, ys), lo = _mm_xor_pd(se + (bl + _mm_xor_pd(wl, flip)), ys);
+}
+
 // ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
 template <class P, bool kLog10>
-inline bool ln_lanes(V x, V y, V &re, V &im) {
+inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   constexpr double kL10h = 0x1.bcb7b1526e50ep-2, kL10l = 0x1.95355baaafad3p-57;  // log10(e)
   const V ax = vabs(x), ay = vabs(y), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay);
   const V one = k(1.0), zero = _mm_setzero_pd();
@@ -121,7 +142,7 @@ inline bool ln_lanes(V x, V y, V &re, V &im) {
     V hi, lo;
     log_parts<0>(uu, ln_biased_exponent(uu), hi, lo);
     re = (hi + (lo + c / uu)) * k(0.5);
-    im = atan2_d(ay, ax, sign_of(x), sign_of(y));
+    im = invtrig::atan_core<invtrig::SHa, false, false>(ay, ax, sign_of(x), sign_of(y));
     if constexpr (kLog10) re = re * k(kL10h), im = im * k(kL10h);
     return true;
   } else {
@@ -147,14 +168,17 @@ inline bool ln_lanes(V x, V y, V &re, V &im) {
     // below 2^-40 the quotient's rounding would show: W - W^2/2 is exact to 2^-80 there
     const V tiny = _mm_and_pd(near, _mm_cmplt_pd(vabs(wh), k(0x1p-40)));
     if (_mm_movemask_pd(tiny) != 0) rh = _mm_blendv_pd(rh, wh, tiny), rl = _mm_blendv_pd(rl, wl - wh * wh * k(0.5), tiny);
-    im = atan2_dd(ay, ax, sign_of(x), sign_of(y));
+    V ah, al;
+    atan2_parts(ay, ax, sign_of(x), sign_of(y), ah, al);
     if constexpr (kLog10) {
-      V p, pe;
-      dd::two_prod(rh, k(kL10h), p, pe);
-      re = (p + (pe + (rh * k(kL10l) + rl * k(kL10h)))) * k(0.5);
-      im = im * k(kL10h);
+      auto times = [&](V h, V l) {  // (h + l) log10(e), rounded once; the sign of h kept (zeros)
+        V p, pe;
+        dd::two_prod(h, k(kL10h), p, pe);
+        return _mm_or_pd(p + (pe + (h * k(kL10l) + l * k(kL10h))), sign_of(h));
+      };
+      re = times(rh, rl) * k(0.5), im = times(ah, al);
     } else {
-      re = (rh + rl) * k(0.5);
+      re = (rh + rl) * k(0.5), im = ah + al;
     }
     return true;
   }
