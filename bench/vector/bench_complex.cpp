@@ -13,6 +13,9 @@
 
 using namespace zyn::bench;
 
+extern "C" __complex__ double clog10(__complex__ double);
+extern "C" __complex__ float clog10f(__complex__ float);
+
 namespace {
 double span(size_t i) { return -10 + 20 * (((i * 2654435761u) % 100003) + 0.5) / 100003.0; }
 double span_b(size_t i) { return span(i * 7 + 3); }
@@ -99,5 +102,16 @@ int main(int argc, char **argv) {
   unary<float>("cLn", _vexcLn, [](Cf z) { return std::log(z); });
   unary<float>("cSqrt", _vexcSqrt, [](Cf z) { return std::sqrt(z); });
   unary<float>("cSin", _vexcSin, [](Cf z) { return std::sin(z); });
+  // Log10 against glibc's clog10 and clog10f, Pow and Powx (b = -1.3 + 0.4i) of the c rows
+  // against cpowf.
+  unary<double>("zLog10", _vexzLog10, [](Cd z) { return Cd(clog10(z.__rep())); });
+  unary<float>("cLog10", _vexcLog10, [](Cf z) { return Cf(clog10f(z.__rep())); });
+  binary<float>("cPow", _vexcPow, [](Cf a, Cf b) { return std::pow(a, b); }, "glibc");
+  add_unary<float>("cPowx", "HA", [](int n, const float *a, float *y) { _vexcPowx(n / 2, zc(a), ZynComplex8{-1.3f, 0.4f}, zc(y)); },
+                   make<float>, kSizes);
+  add_unary<float>("cPowx", "glibc", [](int n, const float *a, float *y) {
+    for (int i = 0; i < n / 2; ++i) cc(y)[i] = std::pow(cc(a)[i], Cf(-1.3f, 0.4f));
+  }, make<float>, kSizes);
+  cmp.push_back({"cPowx", "HA", {"glibc"}});
   return run_all(argc, argv, cmp);
 }

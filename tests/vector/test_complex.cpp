@@ -231,41 +231,45 @@ TEST(Complex, AnnexGSpecialValuesCutsAndStatuses) {
   EXPECT_NEAR(y.im, std::exp(LD(a.re)) * std::sin(LD(a.im)), 1e-15 * y.im);
 }
 
-// Exp, Ln, Log10 on SSE: inputs on both sides of each edge of the fast form's range, in one
-// contiguous call of odd length (pairs and a lone element), against MPC at every level.
-TEST(Complex, ExpLnLog10AcrossTheFastRangeEdges) {
+// Exp, Ln, Log10, Pow on SSE: inputs on both sides of each edge of the fast form's range, in
+// one contiguous call of odd length (pairs and a lone element), against MPC at every level.
+// Pow: the exact integer powers left to the scalar path, |b| |ln a| (1-norms) about 2^10.
+TEST(Complex, ExpLnLog10PowAcrossTheFastRangeEdges) {
   const double kHalfPi = 1.5707963267948966, kR2 = 0.70710678118654757;
-  const std::vector<std::pair<const char *, std::vector<C16>>> edges = {
-      {"Exp", {{-708, 1}, {-708.01, 1}, {709, 0.5}, {709.01, 0.5}, {1, 0x1.fffffffffffffp19}, {1, 0x1p20},
-               {0.5, 0x1p-500}, {0.5, 0x1.fffffffffffffp-501}, {-700, kHalfPi}, {-87, 3}, {-87.5, 3}, {88, 1},
-               {88.5, 1}, {2, -0.0}, {-3, 7 * kHalfPi}}},
-      {"Ln", {{0x1p480, 3}, {0x1.0000000000001p480, 3}, {0x1p-480, 0x1p-480}, {1, 0x1.fffffffffffffp-481},
-              {kR2, kR2}, {kR2, 0}, {0x1.6a09e667f3bcdp-1, 0}, {1.4142135623730951, 0}, {1.4142135623730949, 0x1p-30},
-              {1 + 0x1p-30, 0x1p-20}, {0.6, 0.8}, {-0.8, -0.6}, {1, 0x1p-27}, {0x1.fffffffffffffp-1, 0x1p-26},
-              {-0.0, 3}}},
-      {"Log10", {{0x1p480, -3}, {0x1.0000000000001p480, 3}, {kR2, -kR2}, {1 + 0x1p-30, 0x1p-20}, {-0.6, 0.8},
-                 {1e-3, 1e3}, {-5, 0.0}}}};
+  using E = std::vector<std::pair<C16, C16>>;
+  const std::vector<std::pair<const char *, E>> edges = {
+      {"Exp", {{{-708, 1}, {}}, {{-708.01, 1}, {}}, {{709, 0.5}, {}}, {{709.01, 0.5}, {}}, {{1, 0x1.fffffffffffffp19}, {}},
+               {{1, 0x1p20}, {}}, {{0.5, 0x1p-500}, {}}, {{0.5, 0x1.fffffffffffffp-501}, {}}, {{-700, kHalfPi}, {}},
+               {{-87, 3}, {}}, {{-87.5, 3}, {}}, {{88, 1}, {}}, {{88.5, 1}, {}}, {{2, -0.0}, {}}, {{-3, 7 * kHalfPi}, {}}}},
+      {"Ln", {{{0x1p480, 3}, {}}, {{0x1.0000000000001p480, 3}, {}}, {{0x1p-480, 0x1p-480}, {}},
+              {{1, 0x1.fffffffffffffp-481}, {}}, {{kR2, kR2}, {}}, {{kR2, 0}, {}}, {{0x1.6a09e667f3bcdp-1, 0}, {}},
+              {{1.4142135623730951, 0}, {}}, {{1.4142135623730949, 0x1p-30}, {}}, {{1 + 0x1p-30, 0x1p-20}, {}},
+              {{0.6, 0.8}, {}}, {{-0.8, -0.6}, {}}, {{1, 0x1p-27}, {}}, {{0x1.fffffffffffffp-1, 0x1p-26}, {}}, {{-0.0, 3}, {}}}},
+      {"Log10", {{{0x1p480, -3}, {}}, {{0x1.0000000000001p480, 3}, {}}, {{kR2, -kR2}, {}}, {{1 + 0x1p-30, 0x1p-20}, {}},
+                 {{-0.6, 0.8}, {}}, {{1e-3, 1e3}, {}}, {{-5, 0.0}, {}}}},
+      {"Pow", {{{1, 1}, {3, 0}}, {{1, 1}, {3.5, 0}}, {{1.5, 0.5}, {64, 0}}, {{1.5, 0.5}, {65, 0}}, {{-2, 0.0}, {0.5, 0}},
+               {{-2, -0.0}, {0.5, 0}}, {{1, 1}, {620, 273.6}}, {{1, 1}, {630, 278}}, {{1e30, 1}, {1.2, 0}}, {{0.5, 2}, {0, 1e3}},
+               {{1e-20, 1e-20}, {-1.5, 0}}}}};
   for (const auto &[stem, as] : edges) {
     const cx::CxFunction &f = *cx::find(stem);
     for (char t : {'c', 'z'})
       for (int lv = 0; lv < 3; ++lv) {
         cx::CxSweep s;
-        auto check = [&]<class C>(std::vector<C> a) {
-          std::vector<C> y(a.size());
-          row<void(int, const C *, C *)>(t, stem, lv)(static_cast<int>(a.size()), a.data(), y.data());
-          for (size_t i = 0; i < a.size(); ++i) {
-            const oracle::Error e = cx::error<PartOf<C>>(f, {y[i].re, y[i].im}, {a[i].re, a[i].im});
+        auto check = [&]<class C>(C) {
+          std::vector<C> a, b, y(as.size());
+          using P = PartOf<C>;
+          for (const auto &[u, w] : as) a.push_back({P(u.re), P(u.im)}), b.push_back({P(w.re), P(w.im)});
+          const int n = static_cast<int>(a.size());
+          if (b[0].re != 0) row<void(int, const C *, const C *, C *)>(t, stem, lv)(n, a.data(), b.data(), y.data());
+          else row<void(int, const C *, C *)>(t, stem, lv)(n, a.data(), y.data());
+          for (int i = 0; i < n; ++i) {
+            const oracle::Error e = cx::error<P>(f, {y[i].re, y[i].im}, {a[i].re, a[i].im}, {b[i].re, b[i].im});
             s.max_ulp = std::max(s.max_ulp, e.ulp), s.max_rel = std::max(s.max_rel, e.rel);
           }
         };
         QuietErrors quiet;
-        if (t == 'z') {
-          check(as);
-        } else {
-          std::vector<C8> a8;
-          for (const C16 &a : as) a8.push_back({static_cast<float>(a.re), static_cast<float>(a.im)});
-          check(a8);
-        }
+        if (t == 'z') check(C16{});
+        else check(C8{});
         EXPECT_TRUE(cx::within(f, t == 'c', lv, s)) << t << stem << " " << kLevels[lv] << ": " << s.max_ulp << " ulp";
       }
   }

@@ -59,7 +59,7 @@ inline bool plain_nearest() {
 // second input is a vector of stride 0. An optional Op::vec(&x, &w, &r) computes the element
 // the same way on SSE registers and returns false where the scalar path (and report) is due;
 // an optional Op::vec2(&x, &r) does so for two elements of a one-input call (strided ones
-// gathered into a pair). An Op with kNearestOnly runs its SSE forms only where plain_nearest()
+// gathered into a pair), Op::vec2(&x, &w, &r) for two of a two-input call (gathered). An Op with kNearestOnly runs its SSE forms only where plain_nearest()
 // holds at entry; elsewhere every element takes the scalar path.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
@@ -85,6 +85,17 @@ void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
             ++i;
             continue;
           }
+        }
+      }
+    }
+    if constexpr (requires { Op::vec2(&a[i], &b[i], &y[i]); }) {  // two usual elements, two inputs
+      if (fast && i + 1 < n) {
+        const In ta[2] = {a[i], a[i + 1]}, tb[2] = {b[i], b[i + 1]};
+        Out r[2];
+        if (Op::vec2(ta, tb, r)) {
+          y[i] = r[0], y[i + 1] = r[1];
+          ++i;
+          continue;
         }
       }
     }

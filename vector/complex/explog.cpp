@@ -361,24 +361,30 @@ ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnl
 ZYN_CX_UNARY(cSqrt, EP, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
 ZYN_CX_UNARY(zSqrt, HA, C16, Row<SqrtRow<C16>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)
 
+// Pow with the single rows' SSE form (sse_explog.hpp); the double rows stay scalar.
+template <class C>
+struct PowRow : Pow<C> {};
+template <>
+struct PowRow<C8> : Pow<C8>, sse::Fast2<C8, sse::pow_lanes_c> {};
+
 #define ZYN_CX_POW(t, C)                                                                          \
   extern "C" void zyn_vk_##t##Pow_HA(int n, const C *a, const C *b, C *y) {                       \
-    each<R<C, Pow<C>, k##t##PowName>>(n, Vec<const C>{a, 1}, Vec<const C>{b, 1}, Vec<C>{y, 1});   \
+    each<R<C, PowRow<C>, k##t##PowName>>(n, Vec<const C>{a, 1}, Vec<const C>{b, 1}, Vec<C>{y, 1});   \
   }                                                                                               \
   extern "C" void zyn_vk_##t##PowI_HA(int n, const C *a, int inca, const C *b, int incb, C *y,    \
                                       int incy) {                                                 \
-    each<R<C, Pow<C>, k##t##PowName>>(n, Vec<const C>{a, inca}, Vec<const C>{b, incb},            \
+    each<R<C, PowRow<C>, k##t##PowName>>(n, Vec<const C>{a, inca}, Vec<const C>{b, incb},            \
                                       Vec<C>{y, incy});                                           \
   }                                                                                               \
   /* Powx: b = 1/2 through the Sqrt row of the type. */                                         \
   extern "C" void zyn_vk_##t##Powx_HA(int n, const C *a, C b, C *y) {                             \
     if (b.re == 0.5 && b.im == 0 && !std::signbit(b.im)) return zyn_vex_kernel_##t##Sqrt_ttab[1](n, a, y); \
-    each<R<C, Pow<C>, k##t##PowxName>>(n, Vec<const C>{a, 1}, Vec<const C>{&b, 0}, Vec<C>{y, 1}); \
+    each<R<C, PowRow<C>, k##t##PowxName>>(n, Vec<const C>{a, 1}, Vec<const C>{&b, 0}, Vec<C>{y, 1}); \
   }                                                                                               \
   extern "C" void zyn_vk_##t##PowxI_HA(int n, const C *a, int inca, C b, C *y, int incy) {        \
     if (b.re == 0.5 && b.im == 0 && !std::signbit(b.im))                                          \
       return zyn_vex_kernel_##t##SqrtI_ttab[1](n, a, inca, y, incy);                              \
-    each<R<C, Pow<C>, k##t##PowxName>>(n, Vec<const C>{a, inca}, Vec<const C>{&b, 0},             \
+    each<R<C, PowRow<C>, k##t##PowxName>>(n, Vec<const C>{a, inca}, Vec<const C>{&b, 0},             \
                                        Vec<C>{y, incy});                                          \
   }
 ZYN_CX_POW(c, C8)

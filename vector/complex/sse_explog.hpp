@@ -126,6 +126,18 @@ inline __attribute__((always_inline)) void atan2_parts(V ay, V ax, V xs, V ys, V
   hi = _mm_xor_pd(sh, ys), lo = _mm_xor_pd(se + (bl + _mm_xor_pd(wl, flip)), ys);
 }
 
+// ln sqrt(u^2 + v^2) for single parts u <= v, v > 0, in double (relative error below 2^-50):
+// squares of singles are exact, so S = v^2 + u^2 and, where v^2 is in [1/2, 2], W = S - 1 come
+// with one rounding each; there ln(1 + W), elsewhere ln S.
+inline __attribute__((always_inline)) V ln_modulus_c(V u, V v) {
+  const V one = k(1.0), v2 = v * v, s = v2 + u * u, w = (v2 - one) + u * u, near = within(v2, 0.5, 2);
+  const V mx = _mm_max_pd(w, one), mn = _mm_min_pd(w, one), un = mx + mn;
+  const V uu = _mm_blendv_pd(s, un, near), c = _mm_and_pd(near, (mx - un) + mn);
+  V hi, lo;
+  log_parts<0>(uu, ln_biased_exponent(uu), hi, lo);
+  return (hi + (lo + c / uu)) * k(0.5);
+}
+
 // ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
 template <class P, bool kLog10>
 inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
@@ -135,13 +147,7 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   if constexpr (sizeof(P) == 4) {
     const V ok = _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, zero)), _mm_cmpord_pd(x, y));
     if (_mm_movemask_pd(ok) != 3) return false;
-    // squares of singles are exact: S = v^2 + u^2 and W = S - 1 with one rounding each
-    const V v2 = v * v, s = v2 + u * u, w = (v2 - one) + u * u, near = within(v2, 0.5, 2);
-    const V mx = _mm_max_pd(w, one), mn = _mm_min_pd(w, one), un = mx + mn;
-    const V uu = _mm_blendv_pd(s, un, near), c = _mm_and_pd(near, (mx - un) + mn);
-    V hi, lo;
-    log_parts<0>(uu, ln_biased_exponent(uu), hi, lo);
-    re = (hi + (lo + c / uu)) * k(0.5);
+    re = ln_modulus_c(u, v);
     im = invtrig::atan_core<invtrig::SHa, false, false>(ay, ax, sign_of(x), sign_of(y));
     if constexpr (kLog10) re = re * k(kL10h), im = im * k(kL10h);
     return true;
@@ -184,6 +190,29 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   }
 }
 
+// a^b = exp(b ln a) for single elements, in double: ln a to 2^-52 (the argument by the
+// double-double atan2 above), b ln a by plain products, then Exp's single lanes, whose range
+// (Re in [-87, 88], |Im| < 2^20) keeps the result normal and finite. With |b| |ln a| (1-norms)
+// up to 2^10, b ln a is off by less than 2^-40, which moves a part of at least 2^-12 |f| by
+// less than 2^-28 of itself. Not usual: a zero, infinite or NaN part of a, b beyond 2^20 or NaN, and a real
+// integer b of at most 64 in size (the scalar path's exact powers, b = 0 among them).
+inline __attribute__((always_inline)) bool pow_lanes_c(V ar, V ai, V br, V bi, V &re, V &im) {
+  const V ax = vabs(ar), ay = vabs(ai), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay), abr = vabs(br);
+  const V whole = _mm_and_pd(_mm_and_pd(_mm_cmpeq_pd(bi, _mm_setzero_pd()), _mm_cmple_pd(abr, k(64))),
+                             _mm_cmpeq_pd(_mm_round_pd(br, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC), br));
+  V ok = _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, _mm_setzero_pd())),
+                    _mm_cmpord_pd(ar, ai));
+  ok = _mm_and_pd(ok, _mm_and_pd(_mm_cmplt_pd(abr, k(0x1p20)), _mm_cmplt_pd(vabs(bi), k(0x1p20))));
+  if (_mm_movemask_pd(_mm_andnot_pd(whole, ok)) != 3) return false;
+  V lh, ll;
+  atan2_parts(ay, ax, sign_of(ar), sign_of(ai), lh, ll);
+  const V lr = ln_modulus_c(u, v), li = lh + ll, wi = br * li + bi * lr;
+  const V size = (abr + vabs(bi)) * (vabs(lr) + vabs(li));
+  if (_mm_movemask_pd(_mm_cmple_pd(size, k(1024))) != 3 || !exp_lanes<float>(br * lr - bi * li, wi, re, im)) return false;
+  im = _mm_andnot_pd(_mm_cmpeq_pd(wi, _mm_setzero_pd()), im);  // +0 for a real power, as the scalar path
+  return true;
+}
+
 // The SSE forms of a one-input row: F(x, y, re, im) on two lanes.
 template <class C, bool (*F)(V, V, V &, V &)>
 struct Fast {
@@ -199,6 +228,28 @@ struct Fast {
     V x, y, re, im;
     load2(p, x, y);
     if (!F(x, y, re, im)) return false;
+    store2(r, re, im);
+    return true;
+  }
+};
+
+// The SSE forms of a two-input row: F(ar, ai, br, bi, re, im) on two lanes.
+template <class C, bool (*F)(V, V, V, V, V &, V &)>
+struct Fast2 {
+  static constexpr bool kNearestOnly = true;
+  static bool vec(const C *a, const C *b, C *r) {
+    const V ea = load(a), eb = load(b);
+    V re, im;
+    if (!F(_mm_unpacklo_pd(ea, ea), _mm_unpackhi_pd(ea, ea), _mm_unpacklo_pd(eb, eb), _mm_unpackhi_pd(eb, eb), re, im))
+      return false;
+    store(r, _mm_unpacklo_pd(re, im));
+    return true;
+  }
+  static bool vec2(const C *a, const C *b, C *r) {
+    V ar, ai, br, bi, re, im;
+    load2(a, ar, ai);
+    load2(b, br, bi);
+    if (!F(ar, ai, br, bi, re, im)) return false;
     store2(r, re, im);
     return true;
   }
