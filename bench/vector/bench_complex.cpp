@@ -57,6 +57,12 @@ void binary(const std::string &g, void (*k)(int, const Z<P> *, const Z<P> *, Z<P
   }, make<P>, make_b<P>, kSizes);
   cmp.push_back({g, "HA", {anchor}});
 }
+template <class P>
+void levels(const std::string &g, void (*la)(int, const Z<P> *, Z<P> *), void (*ep)(int, const Z<P> *, Z<P> *)) {
+  add_unary<P>(g, "LA", [la](int n, const P *a, P *y) { la(n / 2, zc(a), zc(y)); }, make<P>, kSizes);
+  add_unary<P>(g, "EP", [ep](int n, const P *a, P *y) { ep(n / 2, zc(a), zc(y)); }, make<P>, kSizes);
+  cmp.push_back({g, "EP", {"LA"}});
+}
 // A real result (Abs, Arg) in the first half of y.
 template <class P>
 void mixed(const std::string &g, void (*k)(int, const Z<P> *, P *), P (*f)(C<P>)) {
@@ -113,5 +119,8 @@ int main(int argc, char **argv) {
     for (int i = 0; i < n / 2; ++i) cc(y)[i] = std::pow(cc(a)[i], Cf(-1.3f, 0.4f));
   }, make<float>, kSizes);
   cmp.push_back({"cPowx", "HA", {"glibc"}});
+  // EP against LA where they are different kernels (cLn; zLn's LA is its HA kernel).
+  levels<float>("cLn", _vexcLn_21, _vexcLn_11);
+  levels<double>("zLn", _vexzLn_50, _vexzLn_26);
   return run_all(argc, argv, cmp);
 }

@@ -330,10 +330,10 @@ template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &)>
 struct WithSse : Elem<C, F>, sse::Fast<C, L> {};
 template <class C>
 using P = decltype(C::re);
-template <class C, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
-using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>>>, X, M, N>;
-template <class C, const char *N>
-using LnE = Row<WithSse<C, Ln, sse::ln_lanes<P<C>, false>>, X87Kind::Extended, MxKind::MasksOnly, N>;
+template <class C, const char *N, bool kCheap = false, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
+using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>, kCheap>>, X, M, N>;
+template <class C, const char *N, bool kCheap = false>
+using LnE = Row<WithSse<C, Ln, sse::ln_lanes<P<C>, false, kCheap>>, X87Kind::Extended, MxKind::MasksOnly, N>;
 template <class C, const char *N>
 using Log10E = Row<WithSse<C, Log10, sse::ln_lanes<P<C>, true>>, X87Kind::Extended, MxKind::MasksOnly, N>;
 template <class C, class Op, const char *N>
@@ -346,15 +346,15 @@ using namespace zyn::vk;
 using namespace zyn::vk::cx;
 
 // One computation per row: the levels a row's sharing asks for are the same kernel twice.
-ZYN_CX_UNARY(cExp, HA, C8, ExpE<C8, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
-ZYN_CX_UNARY(cExp, EP, C8, ExpE<C8, kcExpName, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(cExp, HA, C8, ExpE<C8, kcExpName, false, X87Kind::MasksOnly, MxKind::ModeDriven>)
+ZYN_CX_UNARY(cExp, EP, C8, ExpE<C8, kcExpName, true, X87Kind::MasksOnly, MxKind::ModeDriven>)
 ZYN_CX_UNARY(zExp, HA, C16, ExpE<C16, kzExpName>)
-ZYN_CX_UNARY(zExp, EP, C16, ExpE<C16, kzExpName>)
+ZYN_CX_UNARY(zExp, EP, C16, ExpE<C16, kzExpName, true>)
 ZYN_CX_UNARY(cLn, LA, C8, LnE<C8, kcLnName>)
 ZYN_CX_UNARY(cLn, HA, C8, LnE<C8, kcLnName>)
-ZYN_CX_UNARY(cLn, EP, C8, LnE<C8, kcLnName>)
+ZYN_CX_UNARY(cLn, EP, C8, LnE<C8, kcLnName, true>)
 ZYN_CX_UNARY(zLn, HA, C16, LnE<C16, kzLnName>)
-ZYN_CX_UNARY(zLn, EP, C16, LnE<C16, kzLnName>)
+ZYN_CX_UNARY(zLn, EP, C16, LnE<C16, kzLnName, true>)
 ZYN_CX_UNARY(cLog10, HA, C8, Log10E<C8, kcLog10Name>)
 ZYN_CX_UNARY(zLog10, HA, C16, Log10E<C16, kzLog10Name>)
 ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)

@@ -64,7 +64,7 @@ inline SinCos sincos_pairs(V y) {
 }
 
 // e^(x + iy); false when a lane is not usual.
-template <class P>
+template <class P, bool kCheap = false>
 inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
   const V y0 = _mm_cmpeq_pd(y, _mm_setzero_pd());
   if constexpr (sizeof(P) == 4) {
@@ -73,7 +73,7 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
     const V e = exp2_wide<false>(x * k(kLog2e));
     const trig::Reduced r = trig::reduce<false>(y);
     V s, c;
-    trig::sincos_quadrant<trig::kDLa>(r.hi, r.lo, r.n, &s, &c);
+    trig::sincos_quadrant<kCheap ? trig::kSLa : trig::kDLa>(r.hi, r.lo, r.n, &s, &c);
     re = e * c, im = _mm_blendv_pd(e * s, y, y0);
     return true;
   } else {
@@ -90,7 +90,8 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
     const SinCos sc = sincos_pairs<true, trig::kDHa>(y);
     V th, tl;
     dd::split(t, th, tl);
-    auto part = [&](V h, V l) {  // t (1 + tmp) (h + l), rounded once
+    auto part = [&](V h, V l) {  // t (1 + tmp) (h + l), rounded once (twice when cheap: 2.6 ulp)
+      if constexpr (kCheap) return t * (h + (l + (h + l) * tmp)) * scale;
       V hh, hl;
       dd::split(h, hh, hl);
       const V p = t * h, e = (((th * hh - p) + th * hl) + tl * hh) + tl * hl;
@@ -139,7 +140,19 @@ inline __attribute__((always_inline)) V ln_modulus_c(V u, V v) {
 }
 
 // ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
-template <class P, bool kLog10>
+// The cheap logarithm (EP): ln S from log_parts of degree 3 (2^-41 absolute), where S is in
+// [1/2, 2] from W = (v - 1)(v + 1) + u^2 (v - 1 exact there), and the argument by the
+// degree-4 atan2; normwise below 2^-27 (z rows).
+inline __attribute__((always_inline)) void ln_cheap(V x, V y, V u, V v, V &re, V &im) {
+  const V one = k(1.0), s = v * v + u * u, w = (v - one) * (v + one) + u * u, near = within(s, 0.5, 2);
+  const V un = one + w, uu = _mm_blendv_pd(s, un, near), c = _mm_and_pd(near, (one - un) + w);
+  V hi, lo;
+  log_parts<2, 3>(uu, ln_biased_exponent(uu), hi, lo);
+  re = (hi + (lo + c * (k(2.0) - uu))) * k(0.5);  // c / uu to 2^-53 of the result, uu in [1/2, 2]
+  im = invtrig::atan_core<invtrig::DEp, false, false>(vabs(y), vabs(x), sign_of(x), sign_of(y));
+}
+
+template <class P, bool kLog10, bool kCheap = false>
 inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   constexpr double kL10h = 0x1.bcb7b1526e50ep-2, kL10l = 0x1.95355baaafad3p-57;  // log10(e)
   const V ax = vabs(x), ay = vabs(y), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay);
@@ -147,6 +160,21 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   if constexpr (sizeof(P) == 4) {
     const V ok = _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, zero)), _mm_cmpord_pd(x, y));
     if (_mm_movemask_pd(ok) != 3) return false;
+    if constexpr (kCheap) {  // ln S with S rounded once (2^-53 absolute; |f| >= 2^-24 unless S = 1)
+      const V s = v * v + u * u;
+      V hi, lo;
+      log_parts<2, 2>(s, ln_biased_exponent(s), hi, lo);
+      re = (hi + lo) * k(0.5);
+      const __m128 f = invtrig::atan_core<invtrig::SEp, false, false>(_mm_cvtpd_ps(ay), _mm_cvtpd_ps(ax), _mm_cvtpd_ps(sign_of(x)),
+                                                                      _mm_cvtpd_ps(sign_of(y)));
+      im = _mm_cvtps_pd(f);
+      // the float form's range: its quotients and sums stay normal
+      const V fine = _mm_and_pd(within(v, 0x1p-100, 0x1p100),
+                                _mm_or_pd(_mm_cmpeq_pd(u, zero), _mm_cmpge_pd(u, v * k(0x1p-100))));
+      if (_mm_movemask_pd(fine) != 3)
+        im = _mm_blendv_pd(invtrig::atan_core<invtrig::DEp, false, false>(ay, ax, sign_of(x), sign_of(y)), im, fine);
+      return true;
+    }
     re = ln_modulus_c(u, v);
     im = invtrig::atan_core<invtrig::SHa, false, false>(ay, ax, sign_of(x), sign_of(y));
     if constexpr (kLog10) re = re * k(kL10h), im = im * k(kL10h);
@@ -155,7 +183,8 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
     const V ok = _mm_and_pd(_mm_and_pd(_mm_or_pd(_mm_cmpeq_pd(u, zero), _mm_cmpge_pd(u, k(0x1p-480))), within(v, 0x1p-480, 0x1p480)),
                             _mm_cmpord_pd(x, y));
     if (_mm_movemask_pd(ok) != 3) return false;
-    V px, ex, py, ey, sh, t0, e, f, g, h, wh, wl;
+    if constexpr (kCheap) return ln_cheap(x, y, u, v, re, im), true;
+    V px, ex, py, ey, sh, t0, e, f, g, h, wh = zero, wl = zero;
     square(v, px, ex);
     square(u, py, ey);
     dd::fast_two_sum(px, py, sh, t0);
@@ -163,16 +192,19 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
     dd::two_sum(t0, e, g, h);
     const V rest = h + f;  // S = sh + g + rest
     const V near = within(sh, 0.5, 2);
-    dd::two_sum(sh - one, g, wh, wl);  // sh - 1 exact on [1/2, 2]
-    wl = wl + rest;
-    const V mx = _mm_max_pd(wh, one), mn = _mm_min_pd(wh, one), un = mx + mn;
-    const V uu = _mm_blendv_pd(sh, un, near), c = _mm_blendv_pd(g + rest, ((mx - un) + mn) + wl, near);
+    V uu = sh, c = g + rest, tiny = zero;
+    if (_mm_movemask_pd(near) != 0) {  // per lane the same with or without the other lane
+      dd::two_sum(sh - one, g, wh, wl);  // sh - 1 exact on [1/2, 2]
+      wl = wl + rest;
+      const V mx = _mm_max_pd(wh, one), mn = _mm_min_pd(wh, one), un = mx + mn;
+      uu = _mm_blendv_pd(sh, un, near), c = _mm_blendv_pd(c, ((mx - un) + mn) + wl, near);
+      tiny = _mm_and_pd(near, _mm_cmplt_pd(vabs(wh), k(0x1p-40)));
+    }
     V hi, lo, rh, rl;
     log_parts<1>(uu, ln_biased_exponent(uu), hi, lo);
     dd::two_sum(hi, c / uu, rh, rl);
     rl = rl + lo;
     // below 2^-40 the quotient's rounding would show: W - W^2/2 is exact to 2^-80 there
-    const V tiny = _mm_and_pd(near, _mm_cmplt_pd(vabs(wh), k(0x1p-40)));
     if (_mm_movemask_pd(tiny) != 0) rh = _mm_blendv_pd(rh, wh, tiny), rl = _mm_blendv_pd(rl, wl - wh * wh * k(0.5), tiny);
     V ah, al;
     atan2_parts(ay, ax, sign_of(x), sign_of(y), ah, al);
