@@ -59,7 +59,8 @@ inline bool plain_nearest() {
 // second input is a vector of stride 0. An optional Op::vec(&x, &w, &r) computes the element
 // the same way on SSE registers and returns false where the scalar path (and report) is due;
 // an optional Op::vec2(&x, &r) does so for two elements of a one-input call (strided ones
-// gathered into a pair), Op::vec2(&x, &w, &r) for two of a two-input call (gathered). An Op with kNearestOnly runs its SSE forms only where plain_nearest()
+// gathered into a pair), Op::vec2(&x, &w, &r) for two of a two-input call (gathered), and
+// Op::vec4(&x, &r) for four of a one-input call (strided ones gathered). An Op with kNearestOnly runs its SSE forms only where plain_nearest()
 // holds at entry; elsewhere every element takes the scalar path.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
@@ -70,6 +71,24 @@ void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   bool fast = true;
   if constexpr (requires { Op::kNearestOnly; }) fast = plain_nearest();
   for (int i = 0; i < n; ++i) {
+    if constexpr (requires { Op::vec4(&a[i], &y[i]); }) {  // four usual elements
+      if (fast && i + 3 < n) {
+        if (a.inc == 1 && y.inc == 1) {
+          if (Op::vec4(&a[i], &y[i])) {
+            i += 3;
+            continue;
+          }
+        } else {
+          const In four[4] = {a[i], a[i + 1], a[i + 2], a[i + 3]};
+          Out r[4];
+          if (Op::vec4(four, r)) {
+            y[i] = r[0], y[i + 1] = r[1], y[i + 2] = r[2], y[i + 3] = r[3];
+            i += 3;
+            continue;
+          }
+        }
+      }
+    }
     if constexpr (requires { Op::vec2(&a[i], &y[i]); }) {  // two usual elements
       if (fast && i + 1 < n) {
         if (a.inc == 1 && y.inc == 1) {

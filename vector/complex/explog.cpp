@@ -326,16 +326,17 @@ ZYN_CX_NAME(z, Powx)
 template <class C, class F, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
 using E = Row<Elem<C, F>, X, M, N>;
 // Exp, Ln, Log10 with their SSE forms for the usual element (sse_explog.hpp).
-template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &)>
-struct WithSse : Elem<C, F>, sse::Fast<C, L> {};
+template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &), sse::V (*U)(sse::V, sse::V),
+          bool (*G)(sse::V, sse::V, sse::V &, sse::V &)>
+struct WithSse : Elem<C, F>, sse::Fast4<C, L, U, G> {};
 template <class C>
 using P = decltype(C::re);
 template <class C, const char *N, bool kCheap = false, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
-using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>, kCheap>>, X, M, N>;
-template <class C, const char *N, bool kCheap = false>
-using LnE = Row<WithSse<C, Ln, sse::ln_lanes<P<C>, false, kCheap>>, X87Kind::Extended, MxKind::MasksOnly, N>;
-template <class C, const char *N>
-using Log10E = Row<WithSse<C, Log10, sse::ln_lanes<P<C>, true>>, X87Kind::Extended, MxKind::MasksOnly, N>;
+using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>, kCheap>, sse::exp_usual<P<C>>, sse::exp_lanes<P<C>, kCheap, true>>, X, M, N>;
+template <class C, const char *N, bool kLog10 = false, bool kCheap = false>
+using LnE = Row<WithSse<C, std::conditional_t<kLog10, Log10, Ln>, sse::ln_lanes<P<C>, kLog10, kCheap>, sse::ln_usual<P<C>>,
+                        sse::ln_lanes<P<C>, kLog10, kCheap, true>>,
+                X87Kind::Extended, MxKind::MasksOnly, N>;
 template <class C, class Op, const char *N>
 using R = Row<Op, X87Kind::Extended, MxKind::MasksOnly, N>;
 
@@ -352,11 +353,11 @@ ZYN_CX_UNARY(zExp, HA, C16, ExpE<C16, kzExpName>)
 ZYN_CX_UNARY(zExp, EP, C16, ExpE<C16, kzExpName, true>)
 ZYN_CX_UNARY(cLn, LA, C8, LnE<C8, kcLnName>)
 ZYN_CX_UNARY(cLn, HA, C8, LnE<C8, kcLnName>)
-ZYN_CX_UNARY(cLn, EP, C8, LnE<C8, kcLnName, true>)
+ZYN_CX_UNARY(cLn, EP, C8, LnE<C8, kcLnName, false, true>)
 ZYN_CX_UNARY(zLn, HA, C16, LnE<C16, kzLnName>)
-ZYN_CX_UNARY(zLn, EP, C16, LnE<C16, kzLnName, true>)
-ZYN_CX_UNARY(cLog10, HA, C8, Log10E<C8, kcLog10Name>)
-ZYN_CX_UNARY(zLog10, HA, C16, Log10E<C16, kzLog10Name>)
+ZYN_CX_UNARY(zLn, EP, C16, LnE<C16, kzLnName, false, true>)
+ZYN_CX_UNARY(cLog10, HA, C8, LnE<C8, kcLog10Name, true>)
+ZYN_CX_UNARY(zLog10, HA, C16, LnE<C16, kzLog10Name, true>)
 ZYN_CX_UNARY(cSqrt, HA, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
 ZYN_CX_UNARY(cSqrt, EP, C8, Row<SqrtRow<C8>, X87Kind::Extended, MxKind::MasksOnly, kcSqrtName>)
 ZYN_CX_UNARY(zSqrt, HA, C16, Row<SqrtRow<C16>, X87Kind::Double, MxKind::MasksOnly, kzSqrtName>)

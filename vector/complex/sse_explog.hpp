@@ -5,8 +5,8 @@
 //
 // z rows: each part from pieces carried as unrounded hi + lo pairs, rounded once.
 //   Exp  x in [-708, 709] (|f| normal), y zero or |y| in [2^-500, 2^20): e^x = 2^m T (1 + t)
-//        (T = 2^(j/128) from the table, t to 2^-60), cos y and sin y from the accurate
-//        reduction as hi + lo; T times the high part exact (Dekker), the rest added once, then
+//        (T = 2^(j/128) from the table, t to 2^-60), cos y and sin y from a three-piece
+//        reduction (reduce3) as hi + lo; T times the high part exact (Dekker), the rest added once, then
 //        scaled by 2^m: exact, or for a denormal part a rounding on the denormal grid, whose
 //        ulp is at least 2^21 times the first rounding's.
 //   Ln   parts zero or in [2^-480, 2^480], not both zero: x^2 + y^2 = S from exact squares;
@@ -45,14 +45,28 @@ inline void square(V a, V &p, V &e) {
   e = ((h * h - p) + (h + h) * l) + l * l;
 }
 
+// y = n pi/2 + hi + lo for |y| < 2^20 in three pieces of pi/2 (32, 32, 53 bits): y - n C1 and
+// n C2 exact, their difference kept by a two-sum, n C3 (C3 to 2^-123) added to the rest;
+// absolute error below 2^-95, so below 2^-69 relative where |hi| >= 2^-26 (a part not
+// cancelled), with a shorter dependency chain than the real rows' four pieces.
+inline trig::Reduced reduce3(V y) {
+  trig::Reduced r;
+  r.n = _mm_round_pd(y * k(trig::kTwoOverPi), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  V s, e;
+  dd::two_sum(y - r.n * k(data::trig_pio2_4[0]), r.n * k(-data::trig_pio2_4[1]), s, e);
+  r.hi = s, r.lo = e - r.n * k(0x1.3198a2e037073p-69);
+  return r;
+}
+
 // cos y = ch + cl and sin y = sh + sl for 0 < |y| < 2^20, unrounded.
 struct SinCos {
   V ch, cl, sh, sl;
 };
-template <bool kAccurate, const trig::Poly &P>
+template <const trig::Poly &P>
 inline SinCos sincos_pairs(V y) {
-  const trig::Reduced r = trig::reduce<kAccurate>(y);
-  const trig::Parts p = trig::sincos_parts<P>(r.hi, r.lo);
+  const trig::Reduced r = reduce3(y);
+  trig::Parts p = trig::sincos_parts<P>(r.hi, r.lo);
+  p.cl = p.cl - r.lo * p.sl;  // lo sin(hi), not lo hi: |lo| reaches 2^-50, beyond ulp(hi)
   const V odd = trig::odd_mask(r.n);
   __m128i q = _mm_cvtpd_epi32(r.n);
   q = _mm_unpacklo_epi32(q, q);
@@ -63,13 +77,19 @@ inline SinCos sincos_pairs(V y) {
           _mm_xor_pd(_mm_blendv_pd(p.sh, p.ch, odd), ss), _mm_xor_pd(_mm_blendv_pd(p.sl, p.cl, odd), ss)};
 }
 
-// e^(x + iy); false when a lane is not usual.
-template <class P, bool kCheap = false>
+// The lanes Exp takes (all-ones).
+template <class P>
+inline __attribute__((always_inline)) V exp_usual(V x, V y) {
+  if constexpr (sizeof(P) == 4) return _mm_and_pd(within(x, -87, 88), _mm_cmplt_pd(vabs(y), k(0x1p20)));
+  return _mm_and_pd(within(x, -708, 709), _mm_or_pd(within(vabs(y), 0x1p-500, 0x1.fffffffffffffp19), _mm_cmpeq_pd(y, _mm_setzero_pd())));
+}
+
+// e^(x + iy); false when a lane is not usual (kChecked: known usual).
+template <class P, bool kCheap = false, bool kChecked = false>
 inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
   const V y0 = _mm_cmpeq_pd(y, _mm_setzero_pd());
+  if (!kChecked && _mm_movemask_pd(exp_usual<P>(x, y)) != 3) return false;
   if constexpr (sizeof(P) == 4) {
-    const V ok = _mm_and_pd(within(x, -87, 88), _mm_cmplt_pd(vabs(y), k(0x1p20)));
-    if (_mm_movemask_pd(ok) != 3) return false;
     const V e = exp2_wide<false>(x * k(kLog2e));
     const trig::Reduced r = trig::reduce<false>(y);
     V s, c;
@@ -77,8 +97,6 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
     re = e * c, im = _mm_blendv_pd(e * s, y, y0);
     return true;
   } else {
-    const V ok = _mm_and_pd(within(x, -708, 709), _mm_or_pd(within(vabs(y), 0x1p-500, 0x1.fffffffffffffp19), y0));
-    if (_mm_movemask_pd(ok) != 3) return false;
     __m128i n;
     const V r = exp_reduce128<ExpBase::E, false>(x, n);
     const __m128i j = _mm_and_si128(n, _mm_set1_epi64x(127)), js = _mm_slli_epi64(j, 45);
@@ -87,7 +105,7 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
     const V t = _mm_castsi128_pd(_mm_add_epi64(_mm_unpackhi_epi64(e0, e1), js));  // 2^(j/128)
     const V tmp = expm1_poly(r, _mm_castsi128_pd(_mm_unpacklo_epi64(e0, e1)));   // e^x = 2^m t (1 + tmp)
     const V scale = _mm_castsi128_pd(_mm_add_epi64(_mm_sub_epi64(_mm_slli_epi64(n, 45), js), _mm_set1_epi64x(0x3ff0000000000000LL)));
-    const SinCos sc = sincos_pairs<true, trig::kDHa>(y);
+    const SinCos sc = sincos_pairs<trig::kDHa>(y);
     V th, tl;
     dd::split(t, th, tl);
     auto part = [&](V h, V l) {  // t (1 + tmp) (h + l), rounded once (twice when cheap: 2.6 ulp)
@@ -152,14 +170,23 @@ inline __attribute__((always_inline)) void ln_cheap(V x, V y, V u, V v, V &re, V
   im = invtrig::atan_core<invtrig::DEp, false, false>(vabs(y), vabs(x), sign_of(x), sign_of(y));
 }
 
-template <class P, bool kLog10, bool kCheap = false>
+// The lanes Ln and Log10 take (all-ones).
+template <class P>
+inline __attribute__((always_inline)) V ln_usual(V x, V y) {
+  const V ax = vabs(x), ay = vabs(y), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay), zero = _mm_setzero_pd();
+  if constexpr (sizeof(P) == 4)
+    return _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, zero)), _mm_cmpord_pd(x, y));
+  return _mm_and_pd(_mm_and_pd(_mm_or_pd(_mm_cmpeq_pd(u, zero), _mm_cmpge_pd(u, k(0x1p-480))), within(v, 0x1p-480, 0x1p480)),
+                    _mm_cmpord_pd(x, y));
+}
+
+template <class P, bool kLog10, bool kCheap = false, bool kChecked = false>
 inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   constexpr double kL10h = 0x1.bcb7b1526e50ep-2, kL10l = 0x1.95355baaafad3p-57;  // log10(e)
   const V ax = vabs(x), ay = vabs(y), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay);
   const V one = k(1.0), zero = _mm_setzero_pd();
+  if (!kChecked && _mm_movemask_pd(ln_usual<P>(x, y)) != 3) return false;
   if constexpr (sizeof(P) == 4) {
-    const V ok = _mm_and_pd(_mm_and_pd(_mm_cmple_pd(v, k(0x1.fffffffffffffp1023)), _mm_cmpgt_pd(v, zero)), _mm_cmpord_pd(x, y));
-    if (_mm_movemask_pd(ok) != 3) return false;
     if constexpr (kCheap) {  // ln S with S rounded once (2^-53 absolute; |f| >= 2^-24 unless S = 1)
       const V s = v * v + u * u;
       V hi, lo;
@@ -180,9 +207,6 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
     if constexpr (kLog10) re = re * k(kL10h), im = im * k(kL10h);
     return true;
   } else {
-    const V ok = _mm_and_pd(_mm_and_pd(_mm_or_pd(_mm_cmpeq_pd(u, zero), _mm_cmpge_pd(u, k(0x1p-480))), within(v, 0x1p-480, 0x1p480)),
-                            _mm_cmpord_pd(x, y));
-    if (_mm_movemask_pd(ok) != 3) return false;
     if constexpr (kCheap) return ln_cheap(x, y, u, v, re, im), true;
     V px, ex, py, ey, sh, t0, e, f, g, h, wh = zero, wl = zero;
     square(v, px, ex);
@@ -261,6 +285,20 @@ struct Fast {
     load2(p, x, y);
     if (!F(x, y, re, im)) return false;
     store2(r, re, im);
+    return true;
+  }
+};
+
+// Four elements a step: U (the usual lanes) on both pairs first, then G, F on lanes known to be
+// usual, so that the two pairs' long dependency chains interleave.
+template <class C, bool (*F)(V, V, V &, V &), V (*U)(V, V), bool (*G)(V, V, V &, V &)>
+struct Fast4 : Fast<C, F> {
+  static bool vec4(const C *p, C *r) {
+    V x0, y0, x1, y1, re0, im0, re1, im1;
+    load2(p, x0, y0), load2(p + 2, x1, y1);
+    if (_mm_movemask_pd(_mm_and_pd(U(x0, y0), U(x1, y1))) != 3) return false;
+    G(x0, y0, re0, im0), G(x1, y1, re1, im1);
+    store2(r, re0, im0), store2(r + 2, re1, im1);
     return true;
   }
 };
