@@ -158,14 +158,21 @@ inline __attribute__((always_inline)) V ln_modulus_c(V u, V v) {
 }
 
 // ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
-// The cheap logarithm (EP): ln S from log_parts of degree 3 (2^-41 absolute), where S is in
-// [1/2, 2] from W = (v - 1)(v + 1) + u^2 (v - 1 exact there), and the argument by the
-// degree-4 atan2; normwise below 2^-27 (z rows).
+// The cheap logarithm (EP, z rows): ln S, where S is in [1/2, 2] from W = (v - 1)(v + 1) + u^2
+// (v - 1 exact there), and the argument by the degree-4 atan2 (2^-27).
 inline __attribute__((always_inline)) void ln_cheap(V x, V y, V u, V v, V &re, V &im) {
   const V one = k(1.0), s = v * v + u * u, w = (v - one) * (v + one) + u * u, near = within(s, 0.5, 2);
   const V un = one + w, uu = _mm_blendv_pd(s, un, near), c = _mm_and_pd(near, (one - un) + w);
-  V hi, lo;
-  log_parts<2, 3>(uu, ln_biased_exponent(uu), hi, lo);
+  // ln uu: the reduction of the EP parts (r = 512 or 1024 next to 1, u from one product), both
+  // parts of the HA table, ln(1 + u) to degree 4 (2^-50 absolute): 2^-37 of ln uu at most
+  const V m = _mm_or_pd(_mm_and_pd(uu, _mm_castsi128_pd(_mm_set1_epi64x(0x000fffffffffffffLL))),
+                        _mm_castsi128_pd(_mm_set1_epi64x(0x3f50000000000000LL)));
+  const V rr = (_mm_cvtps_pd(_mm_rcp_ps(_mm_cvtpd_ps(m))) + k(0x1.8p52)) - k(0x1.8p52), t = m * rr - one;
+  const V p = (t * t) * (k(-0.5) + t * (k(1.0 / 3) + t * k(-0.25)));
+  const __m128i j = _mm_srli_epi64(_mm_sub_epi64(_mm_castpd_si128(rr), _mm_set1_epi64x(0x4080000000000000LL)), 43);
+  const V e0 = _mm_load_pd(ln_ha[_mm_cvtsi128_si32(j)]), e1 = _mm_load_pd(ln_ha[_mm_extract_epi32(j, 2)]);
+  const V kk = ln_biased_exponent(uu), hi = kk * k(kLn2HaHigh) + _mm_unpacklo_pd(e0, e1);  // exact, 0 next to 1
+  const V lo = t + (p + (kk * k(kLn2HaLow) + _mm_unpackhi_pd(e0, e1)));
   re = (hi + (lo + c * (k(2.0) - uu))) * k(0.5);  // c / uu to 2^-53 of the result, uu in [1/2, 2]
   im = invtrig::atan_core<invtrig::DEp, false, false>(vabs(y), vabs(x), sign_of(x), sign_of(y));
 }
