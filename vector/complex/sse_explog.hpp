@@ -62,10 +62,27 @@ inline trig::Reduced reduce3(V y) {
 struct SinCos {
   V ch, cl, sh, sl;
 };
+// trig::sincos_parts of form 2 with both degree-6 polynomials by Estrin's scheme (depth 3
+// instead of 6: the element's chain is what bounds its time; the terms are small corrections,
+// so the different roundings stay far below the result's ulp).
+template <const trig::Poly &P>
+inline __attribute__((always_inline)) trig::Parts sincos_parts_estrin(V hi, V lo) {
+  static_assert(P.form == 2 && P.ns == 6 && P.nc == 6);
+  const V z = hi * hi, z2 = z * z, hz = k(0.5) * z, one = k(1.0);
+  auto estrin = [&](const double *c) {
+    return (k(c[0]) + k(c[1]) * z) + z2 * ((k(c[2]) + k(c[3]) * z) + z2 * (k(c[4]) + k(c[5]) * z));
+  };
+  trig::Parts r;
+  r.sh = hi, r.ch = one - hz;
+  r.sl = (hi * z) * estrin(P.s) + lo * (one - hz);
+  r.cl = ((one - r.ch) - hz) + (z2 * estrin(P.c) - hi * lo);
+  return r;
+}
+
 template <const trig::Poly &P>
 inline SinCos sincos_pairs(V y) {
   const trig::Reduced r = reduce3(y);
-  trig::Parts p = trig::sincos_parts<P>(r.hi, r.lo);
+  trig::Parts p = sincos_parts_estrin<P>(r.hi, r.lo);
   p.cl = p.cl - r.lo * p.sl;  // lo sin(hi), not lo hi: |lo| reaches 2^-50, beyond ulp(hi)
   const V odd = trig::odd_mask(r.n);
   __m128i q = _mm_cvtpd_epi32(r.n);
