@@ -25,7 +25,6 @@
 #include <immintrin.h>
 
 #include "vector/complex/complex_map.hpp"
-// before ln_core.hpp, whose two_sum in zyn::vk would make atan_core's calls ambiguous
 #include "vector/explog/exp_core.hpp"
 #include "vector/explog/ln_core.hpp"
 #include "vector/invtrig/invtrig_core.hpp"
@@ -178,8 +177,7 @@ inline __attribute__((always_inline)) V ln_modulus_c(V u, V v) {
   return (hi + (lo + c / uu)) * k(0.5);
 }
 
-// ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual.
-// The cheap logarithm (EP, z rows): ln S, where S is in [1/2, 2] from W = (v - 1)(v + 1) + u^2
+// The cheap logarithm (EP, z rows): ln S, from W = (v - 1)(v + 1) + u^2 where S is in [1/2, 2]
 // (v - 1 exact there), and the argument by the degree-4 atan2 (2^-27).
 inline __attribute__((always_inline)) void ln_cheap(V x, V y, V u, V v, V &re, V &im) {
   const V one = k(1.0), s = v * v + u * u, w = (v - one) * (v + one) + u * u, near = within(s, 0.5, 2);
@@ -210,6 +208,8 @@ inline __attribute__((always_inline)) V ln_usual(V x, V y) {
       _mm_cmpord_pd(x, y));
 }
 
+// ln|z| and arg z (times log10(e) for kLog10); false when a lane is not usual (kChecked: known
+// usual).
 template <class P, bool kLog10, bool kCheap = false, bool kChecked = false>
 inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   constexpr double kL10h = 0x1.bcb7b1526e50ep-2, kL10l = 0x1.95355baaafad3p-57;  // log10(e)
@@ -217,7 +217,9 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
   const V one = k(1.0), zero = _mm_setzero_pd();
   if (!kChecked && _mm_movemask_pd(ln_usual<P>(x, y)) != 3) return false;
   if constexpr (sizeof(P) == 4) {
-    if constexpr (kCheap) {  // ln S with S rounded once (2^-53 absolute; |f| >= 2^-24 unless S = 1)
+    // EP: S rounded once, ln S by the EP parts of degree 2 (2^-30 absolute, so 2^-17 of ln S
+    // where that is above 2^-13; next to 1, u^2/3 of it), the argument by the float atan2
+    if constexpr (kCheap) {
       const V s = v * v + u * u;
       V hi, lo;
       log_parts<2, 2>(s, ln_biased_exponent(s), hi, lo);
