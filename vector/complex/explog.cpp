@@ -326,13 +326,17 @@ ZYN_CX_NAME(z, Powx)
 template <class C, class F, const char *N, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
 using E = Row<Elem<C, F>, X, M, N>;
 // Exp, Ln, Log10 with their SSE forms for the usual element (sse_explog.hpp).
+// Ln and Log10 four elements a step (their two pairs interleave: about 10% faster), Exp two
+// (four measured about 10% slower).
 template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &), sse::V (*U)(sse::V, sse::V),
           bool (*G)(sse::V, sse::V, sse::V &, sse::V &)>
 struct WithSse : Elem<C, F>, sse::Fast4<C, L, U, G> {};
+template <class C, class F, bool (*L)(sse::V, sse::V, sse::V &, sse::V &)>
+struct WithSse2 : Elem<C, F>, sse::Fast<C, L> {};
 template <class C>
 using P = decltype(C::re);
 template <class C, const char *N, bool kCheap = false, X87Kind X = X87Kind::Extended, MxKind M = MxKind::MasksOnly>
-using ExpE = Row<WithSse<C, Exp, sse::exp_lanes<P<C>, kCheap>, sse::exp_usual<P<C>>, sse::exp_lanes<P<C>, kCheap, true>>, X, M, N>;
+using ExpE = Row<WithSse2<C, Exp, sse::exp_lanes<P<C>, kCheap>>, X, M, N>;
 template <class C, const char *N, bool kLog10 = false, bool kCheap = false>
 using LnE = Row<WithSse<C, std::conditional_t<kLog10, Log10, Ln>, sse::ln_lanes<P<C>, kLog10, kCheap>, sse::ln_usual<P<C>>,
                         sse::ln_lanes<P<C>, kLog10, kCheap, true>>,

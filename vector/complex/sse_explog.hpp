@@ -1,6 +1,6 @@
 // Complex Exp, Ln and Log10 (and the c rows of Pow) of the usual element on SSE, two elements a
-// register (four a step); a lone element runs in both lanes, so an element's bits never depend
-// on its place or stride. Only in round-to-nearest without flush-to-zero or denormals-are-zero
+// register (Ln, Log10 four a step); a lone element runs in both lanes, so an element's bits
+// never depend on its place or stride. Only in round-to-nearest without flush-to-zero or denormals-are-zero
 // (plain_nearest); the other elements, and every element in other states, take the row's
 // scalar operation and its report.
 //
@@ -103,11 +103,11 @@ inline __attribute__((always_inline)) V exp_usual(V x, V y) {
                     _mm_or_pd(within(vabs(y), 0x1p-500, 0x1.fffffffffffffp19), _mm_cmpeq_pd(y, _mm_setzero_pd())));
 }
 
-// e^(x + iy); false when a lane is not usual (kChecked: known usual).
-template <class P, bool kCheap = false, bool kChecked = false>
+// e^(x + iy); false when a lane is not usual.
+template <class P, bool kCheap = false>
 inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
   const V y0 = _mm_cmpeq_pd(y, _mm_setzero_pd());
-  if (!kChecked && _mm_movemask_pd(exp_usual<P>(x, y)) != 3) return false;
+  if (_mm_movemask_pd(exp_usual<P>(x, y)) != 3) return false;
   if constexpr (sizeof(P) == 4) {
     const V e = exp2_wide<false>(x * k(kLog2e));
     const trig::Reduced r = trig::reduce<false>(y);
