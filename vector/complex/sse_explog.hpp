@@ -1,8 +1,8 @@
 // Complex Exp, Ln and Log10 (and the c rows of Pow) of the usual element on SSE, two elements a
 // register (Ln, Log10 four a step); a lone element runs in both lanes, so an element's bits
-// never depend on its place or stride. Only in round-to-nearest without flush-to-zero or denormals-are-zero
-// (plain_nearest); the other elements, and every element in other states, take the row's
-// scalar operation and its report.
+// never depend on its place or stride. Only in round-to-nearest without flush-to-zero or
+// denormals-are-zero (plain_nearest); the other elements, and every element in other states,
+// take the row's scalar operation and its report.
 //
 // z rows at HA: each part from pieces carried as unrounded hi + lo pairs, rounded once.
 //   Exp  x in [-708, 709] (|f| normal), y zero or |y| in [2^-500, 2^20): e^x = 2^m T (1 + t)
