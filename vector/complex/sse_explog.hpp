@@ -283,8 +283,9 @@ inline __attribute__((always_inline)) bool ln_lanes(V x, V y, V &re, V &im) {
 // double-double atan2 above), b ln a by plain products, then Exp's single lanes, whose range
 // (Re in [-87, 88], |Im| < 2^20) keeps the result normal and finite. With |b| |ln a| (1-norms)
 // up to 2^10, b ln a is off by less than 2^-40, which moves a part of at least 2^-12 |f| by
-// less than 2^-28 of itself. Not usual: a zero, infinite or NaN part of a, b beyond 2^20 or NaN, and a real
-// integer b of at most 64 in size (the scalar path's exact powers, b = 0 among them).
+// less than 2^-28 of itself. Not usual: a zero, infinite or NaN part of a, b beyond 2^20 or
+// NaN, and a real integer b of at most 64 in size (the scalar path's exact powers, b = 0 among
+// them).
 inline __attribute__((always_inline)) bool pow_lanes_c(V ar, V ai, V br, V bi, V &re, V &im) {
   const V ax = vabs(ar), ay = vabs(ai), v = _mm_max_pd(ax, ay), u = _mm_min_pd(ax, ay), abr = vabs(br);
   const V whole = _mm_and_pd(_mm_and_pd(_mm_cmpeq_pd(bi, _mm_setzero_pd()), _mm_cmple_pd(abr, k(64))),
