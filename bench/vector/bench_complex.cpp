@@ -13,6 +13,9 @@
 
 using namespace zyn::bench;
 
+extern "C" __complex__ double clog10(__complex__ double);
+extern "C" __complex__ float clog10f(__complex__ float);
+
 namespace {
 double span(size_t i) { return -10 + 20 * (((i * 2654435761u) % 100003) + 0.5) / 100003.0; }
 double span_b(size_t i) { return span(i * 7 + 3); }
@@ -53,6 +56,12 @@ void binary(const std::string &g, void (*k)(int, const Z<P> *, const Z<P> *, Z<P
     for (int i = 0; i < n / 2; ++i) cc(y)[i] = f(cc(a)[i], cc(b)[i]);
   }, make<P>, make_b<P>, kSizes);
   cmp.push_back({g, "HA", {anchor}});
+}
+template <class P>
+void levels(const std::string &g, void (*la)(int, const Z<P> *, Z<P> *), void (*ep)(int, const Z<P> *, Z<P> *)) {
+  add_unary<P>(g, "LA", [la](int n, const P *a, P *y) { la(n / 2, zc(a), zc(y)); }, make<P>, kSizes);
+  add_unary<P>(g, "EP", [ep](int n, const P *a, P *y) { ep(n / 2, zc(a), zc(y)); }, make<P>, kSizes);
+  cmp.push_back({g, "EP", {"LA"}});
 }
 // A real result (Abs, Arg) in the first half of y.
 template <class P>
@@ -121,5 +130,19 @@ int main(int argc, char **argv) {
   unary<float>("cTanh", _vexcTanh, [](Cf z) { return std::tanh(z); });
   unary<float>("cCos", _vexcCos, [](Cf z) { return std::cos(z); });
   unary<float>("cTan", _vexcTan, [](Cf z) { return std::tan(z); });
+  // Log10 against glibc's clog10 and clog10f, Pow and Powx (b = -1.3 + 0.4i) of the c rows
+  // against cpowf.
+  unary<double>("zLog10", _vexzLog10, [](Cd z) { return Cd(clog10(z.__rep())); });
+  unary<float>("cLog10", _vexcLog10, [](Cf z) { return Cf(clog10f(z.__rep())); });
+  binary<float>("cPow", _vexcPow, [](Cf a, Cf b) { return std::pow(a, b); }, "glibc");
+  add_unary<float>("cPowx", "HA", [](int n, const float *a, float *y) { _vexcPowx(n / 2, zc(a), ZynComplex8{-1.3f, 0.4f}, zc(y)); },
+                   make<float>, kSizes);
+  add_unary<float>("cPowx", "glibc", [](int n, const float *a, float *y) {
+    for (int i = 0; i < n / 2; ++i) cc(y)[i] = std::pow(cc(a)[i], Cf(-1.3f, 0.4f));
+  }, make<float>, kSizes);
+  cmp.push_back({"cPowx", "HA", {"glibc"}});
+  // EP against LA where they are different kernels (cLn; zLn's LA is its HA kernel).
+  levels<float>("cLn", _vexcLn_21, _vexcLn_11);
+  levels<double>("zLn", _vexzLn_50, _vexzLn_26);
   return run_all(argc, argv, cmp);
 }

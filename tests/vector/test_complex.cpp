@@ -232,6 +232,87 @@ TEST(Complex, AnnexGSpecialValuesCutsAndStatuses) {
   EXPECT_NEAR(y.im, std::exp(LD(a.re)) * std::sin(LD(a.im)), 1e-15 * y.im);
 }
 
+// Exp, Ln, Log10, Pow on SSE: inputs on both sides of each edge of the fast form's range, in
+// one contiguous call of odd length (pairs and a lone element), against MPC at every level.
+// Pow: the exact integer powers left to the scalar path, |b| |ln a| (1-norms) about 2^10.
+TEST(Complex, ExpLnLog10PowAcrossTheFastRangeEdges) {
+  const double kHalfPi = 1.5707963267948966, kR2 = 0.70710678118654757;
+  using E = std::vector<std::pair<C16, C16>>;
+  const std::vector<std::pair<const char *, E>> edges = {
+      {"Exp", {{{-708, 1}, {}}, {{-708.01, 1}, {}}, {{709, 0.5}, {}}, {{709.01, 0.5}, {}}, {{1, 0x1.fffffffffffffp19}, {}},
+               {{1, 0x1p20}, {}}, {{0.5, 0x1p-500}, {}}, {{0.5, 0x1.fffffffffffffp-501}, {}}, {{-700, kHalfPi}, {}},
+               {{-87, 3}, {}}, {{-87.5, 3}, {}}, {{88, 1}, {}}, {{88.5, 1}, {}}, {{2, -0.0}, {}}, {{-3, 7 * kHalfPi}, {}}}},
+      {"Ln", {{{0x1p480, 3}, {}}, {{0x1.0000000000001p480, 3}, {}}, {{0x1p-480, 0x1p-480}, {}},
+              {{1, 0x1.fffffffffffffp-481}, {}}, {{kR2, kR2}, {}}, {{kR2, 0}, {}}, {{0x1.6a09e667f3bcdp-1, 0}, {}},
+              {{1.4142135623730951, 0}, {}}, {{1.4142135623730949, 0x1p-30}, {}}, {{1 + 0x1p-30, 0x1p-20}, {}},
+              {{0.6, 0.8}, {}}, {{-0.8, -0.6}, {}}, {{1, 0x1p-27}, {}}, {{0x1.fffffffffffffp-1, 0x1p-26}, {}}, {{-0.0, 3}, {}}}},
+      {"Log10", {{{0x1p480, -3}, {}}, {{0x1.0000000000001p480, 3}, {}}, {{kR2, -kR2}, {}}, {{1 + 0x1p-30, 0x1p-20}, {}},
+                 {{-0.6, 0.8}, {}}, {{1e-3, 1e3}, {}}, {{-5, 0.0}, {}}}},
+      {"Pow", {{{1, 1}, {3, 0}}, {{1, 1}, {3.5, 0}}, {{1.5, 0.5}, {64, 0}}, {{1.5, 0.5}, {65, 0}}, {{-2, 0.0}, {0.5, 0}},
+               {{-2, -0.0}, {0.5, 0}}, {{1, 1}, {620, 273.6}}, {{1, 1}, {630, 278}}, {{1e30, 1}, {1.2, 0}}, {{0.5, 2}, {0, 1e3}},
+               {{1e-20, 1e-20}, {-1.5, 0}}}}};
+  for (const auto &[stem, as] : edges) {
+    const cx::CxFunction &f = *cx::find(stem);
+    for (char t : {'c', 'z'})
+      for (int lv = 0; lv < 3; ++lv) {
+        cx::CxSweep s;
+        auto check = [&]<class C>(C) {
+          std::vector<C> a, b, y(as.size());
+          using P = PartOf<C>;
+          for (const auto &[u, w] : as) a.push_back({P(u.re), P(u.im)}), b.push_back({P(w.re), P(w.im)});
+          const int n = static_cast<int>(a.size());
+          if (b[0].re != 0) row<void(int, const C *, const C *, C *)>(t, stem, lv)(n, a.data(), b.data(), y.data());
+          else row<void(int, const C *, C *)>(t, stem, lv)(n, a.data(), y.data());
+          for (int i = 0; i < n; ++i) {
+            const oracle::Error e = cx::error<P>(f, {y[i].re, y[i].im}, {a[i].re, a[i].im}, {b[i].re, b[i].im});
+            s.max_ulp = std::max(s.max_ulp, e.ulp), s.max_rel = std::max(s.max_rel, e.rel);
+          }
+        };
+        QuietErrors quiet;
+        if (t == 'z') check(C16{});
+        else check(C8{});
+        EXPECT_TRUE(cx::within(f, t == 'c', lv, s)) << t << stem << " " << kLevels[lv] << ": " << s.max_ulp << " ulp";
+      }
+  }
+}
+
+// The SSE forms run only in round-to-nearest without flush-to-zero or denormals-are-zero: in
+// the other MXCSR states every element takes the scalar path, whose results do not depend on
+// MXCSR there, so they agree bit for bit; cExp keeps the caller's x87 rounding, which moves them.
+TEST(Complex, ExpLnLog10DirectedRoundingAndFlushTakeTheScalarPath) {
+  FpRestore restore;
+  std::vector<C16> a(65);
+  // |a|^2 above 2: the scalar logarithm takes its SSE squares (which MXCSR rounds) only below
+  for (size_t i = 0; i < a.size(); ++i) a[i] = {5 + std::sin(i * 1.7) * 3, std::cos(i * 2.3) * 9};
+  std::vector<C8> a8;
+  for (const C16 &v : a) a8.push_back({static_cast<float>(v.re), static_cast<float>(v.im)});
+  const uint32_t base = _mm_getcsr() & ~0xe040u;
+  const uint32_t states[] = {0x2000, 0x4000, 0x6000, 0x8040};  // down, up, toward zero; FTZ and DAZ
+  for (const char *stem : {"Exp", "Ln", "Log10"}) {
+    std::vector<C16> y0(a.size()), y(a.size());
+    std::vector<C8> y80(a.size()), y8(a.size());
+    for (size_t m = 0; m < std::size(states); ++m) {
+      _mm_setcsr(base | states[m]);
+      row<void(int, const C16 *, C16 *)>('z', stem, 1)(65, a.data(), (m ? y : y0).data());
+      if (std::string(stem) != "Exp") row<void(int, const C8 *, C8 *)>('c', stem, 1)(65, a8.data(), (m ? y8 : y80).data());
+      _mm_setcsr(base);
+      for (size_t i = 0; m && i < a.size(); ++i) {
+        ASSERT_TRUE(same(y[i].re, y0[i].re) && same(y[i].im, y0[i].im)) << "z" << stem << " MXCSR " << states[m] << " at " << i;
+        ASSERT_TRUE(same(y8[i].re, y80[i].re) && same(y8[i].im, y80[i].im)) << "c" << stem << " MXCSR " << states[m] << " at " << i;
+      }
+    }
+  }
+  int moved = 0;
+  std::vector<C8> down(a.size()), up(a.size());
+  set_x87_cw((restore.cw & ~0xc00) | 0x400);
+  _vexcExp(65, a8.data(), down.data());
+  set_x87_cw((restore.cw & ~0xc00) | 0x800);
+  _vexcExp(65, a8.data(), up.data());
+  set_x87_cw(restore.cw);
+  for (size_t i = 0; i < a.size(); ++i) moved += !same(down[i].re, up[i].re) || !same(down[i].im, up[i].im);
+  EXPECT_GT(moved, 0) << "cExp ignores the x87 rounding";
+}
+
 // Records: both parts; the real side of Abs and CIS with imaginary part 0; the index from the
 // start of the whole vector in elements of a; a callback's res1 and res1Im landing in y.
 ErrorContext g_seen;

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <type_traits>
 
@@ -44,25 +45,81 @@ inline void report(int status, int i, const A *a1, const A *a2, R *r1, const cha
     frame::ReportErrorZ(status, i, a1, a2, r1, r1, name);
 }
 
+// Whether the floating-point state is the one error-free transformations and shifter constants
+// assume: MXCSR rounding to nearest without flush-to-zero or denormals-are-zero, and the x87
+// word rounding to nearest (a row that keeps the caller's x87 word rounds its scalar results
+// there).
+inline bool plain_nearest() {
+  uint16_t cw;
+  asm volatile("fnstcw %0" : "=m"(cw));
+  return (_mm_getcsr() & (0x6000u | 0x8000u | 0x40u)) == 0 && (cw & 0xc00) == 0;
+}
+
 // Op::eval(x, w, r) returns the status; w is x for a function of one input, and a scalar
 // second input is a vector of stride 0. An optional Op::vec(&x, &w, &r) computes the element
 // the same way on SSE registers and returns false where the scalar path (and report) is due;
-// an optional Op::vec2(&x, &r) does so for two elements of a contiguous one-input call.
+// an optional Op::vec2(&x, &r) does so for two elements of a one-input call (strided ones
+// gathered into a pair), Op::vec2(&x, &w, &r) for two of a two-input call (gathered), and
+// Op::vec4(&x, &r) for four of a one-input call (strided ones gathered). An Op with kNearestOnly runs its SSE forms only where plain_nearest()
+// holds at entry; elsewhere every element takes the scalar path.
 template <class Op, class In, class Out>
 void each(int n, Vec<const In> a, Vec<const In> b, Vec<Out> y) {
   FpScope<Op::kX87, Op::kMx> fp;
   if constexpr (requires { &Op::parts; }) {  // a part-wise operation: contiguous vectors of parts
     if (a.inc == 1 && b.inc == 1 && y.inc == 1 && n > 0) return Op::parts(2 * n, &a.p->re, &b.p->re, &y.p->re);
   }
+  bool fast = true;
+  if constexpr (requires { Op::kNearestOnly; }) fast = plain_nearest();
   for (int i = 0; i < n; ++i) {
-    if constexpr (requires { Op::vec2(&a[i], &y[i]); }) {  // two usual elements of a contiguous call
-      if (a.inc == 1 && y.inc == 1 && i + 1 < n && Op::vec2(&a[i], &y[i])) {
-        ++i;
-        continue;
+    if constexpr (requires { Op::vec4(&a[i], &y[i]); }) {  // four usual elements
+      if (fast && i + 3 < n) {
+        if (a.inc == 1 && y.inc == 1) {
+          if (Op::vec4(&a[i], &y[i])) {
+            i += 3;
+            continue;
+          }
+        } else {
+          const In four[4] = {a[i], a[i + 1], a[i + 2], a[i + 3]};
+          Out r[4];
+          if (Op::vec4(four, r)) {
+            y[i] = r[0], y[i + 1] = r[1], y[i + 2] = r[2], y[i + 3] = r[3];
+            i += 3;
+            continue;
+          }
+        }
+      }
+    }
+    if constexpr (requires { Op::vec2(&a[i], &y[i]); }) {  // two usual elements
+      if (fast && i + 1 < n) {
+        if (a.inc == 1 && y.inc == 1) {
+          if (Op::vec2(&a[i], &y[i])) {
+            ++i;
+            continue;
+          }
+        } else if constexpr (requires { Op::kNearestOnly; }) {
+          const In two[2] = {a[i], a[i + 1]};
+          Out r[2];
+          if (Op::vec2(two, r)) {
+            y[i] = r[0], y[i + 1] = r[1];
+            ++i;
+            continue;
+          }
+        }
+      }
+    }
+    if constexpr (requires { Op::vec2(&a[i], &b[i], &y[i]); }) {  // two usual elements, two inputs
+      if (fast && i + 1 < n) {
+        const In ta[2] = {a[i], a[i + 1]}, tb[2] = {b[i], b[i + 1]};
+        Out r[2];
+        if (Op::vec2(ta, tb, r)) {
+          y[i] = r[0], y[i + 1] = r[1];
+          ++i;
+          continue;
+        }
       }
     }
     if constexpr (requires { Op::vec(&a[i], &b[i], &y[i]); }) {  // an SSE form for the usual element
-      if (Op::vec(&a[i], &b[i], &y[i])) continue;
+      if (fast && Op::vec(&a[i], &b[i], &y[i])) continue;
     }
     Out r;
     const int status = Op::eval(a[i], b[i], r);
