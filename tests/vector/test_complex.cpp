@@ -276,9 +276,29 @@ TEST(Complex, ExpLnLog10PowAcrossTheFastRangeEdges) {
   }
 }
 
-// The SSE forms run only in round-to-nearest without flush-to-zero or denormals-are-zero: in
-// the other MXCSR states every element takes the scalar path, whose results do not depend on
-// MXCSR there, so they agree bit for bit; cExp keeps the caller's x87 rounding, which moves them.
+// The SSE forms run only where a call starts in round-to-nearest without flush-to-zero or
+// denormals-are-zero: in the other MXCSR states every element takes the extended-precision path,
+// whose results do not depend on MXCSR there, so a call of `stem` on `a` (normal parts, an odd
+// count: fours, pairs and a lone element) gives the same bits rounding down, up, toward zero,
+// and under FTZ and DAZ.
+template <class C>
+void off_nearest_same_bits(char t, const char *stem, const std::vector<C> &a) {
+  const int n = static_cast<int>(a.size());
+  auto k = row<void(int, const C *, C *)>(t, stem, 1);
+  std::vector<C> first(n), y(n);
+  FpRestore restore;
+  const uint32_t base = restore.csr & ~0xe040u, modes[] = {0x2000, 0x4000, 0x6000, 0x8000, 0x40};
+  for (uint32_t mode : modes) {
+    _mm_setcsr(base | mode);
+    k(n, a.data(), (mode == modes[0] ? first : y).data());
+    _mm_setcsr(restore.csr);
+    for (int i = 0; i < n && mode != modes[0]; ++i)
+      ASSERT_TRUE(same(y[i].re, first[i].re) && same(y[i].im, first[i].im))
+          << t << stem << " MXCSR " << std::hex << mode << " at " << std::hexfloat << a[i].re << ", " << a[i].im;
+  }
+}
+
+// cExp keeps the caller's x87 rounding, which moves its results.
 TEST(Complex, ExpLnLog10DirectedRoundingAndFlushTakeTheScalarPath) {
   FpRestore restore;
   std::vector<C16> a(65);
@@ -286,21 +306,9 @@ TEST(Complex, ExpLnLog10DirectedRoundingAndFlushTakeTheScalarPath) {
   for (size_t i = 0; i < a.size(); ++i) a[i] = {5 + std::sin(i * 1.7) * 3, std::cos(i * 2.3) * 9};
   std::vector<C8> a8;
   for (const C16 &v : a) a8.push_back({static_cast<float>(v.re), static_cast<float>(v.im)});
-  const uint32_t base = _mm_getcsr() & ~0xe040u;
-  const uint32_t states[] = {0x2000, 0x4000, 0x6000, 0x8040};  // down, up, toward zero; FTZ and DAZ
   for (const char *stem : {"Exp", "Ln", "Log10"}) {
-    std::vector<C16> y0(a.size()), y(a.size());
-    std::vector<C8> y80(a.size()), y8(a.size());
-    for (size_t m = 0; m < std::size(states); ++m) {
-      _mm_setcsr(base | states[m]);
-      row<void(int, const C16 *, C16 *)>('z', stem, 1)(65, a.data(), (m ? y : y0).data());
-      if (std::string(stem) != "Exp") row<void(int, const C8 *, C8 *)>('c', stem, 1)(65, a8.data(), (m ? y8 : y80).data());
-      _mm_setcsr(base);
-      for (size_t i = 0; m && i < a.size(); ++i) {
-        ASSERT_TRUE(same(y[i].re, y0[i].re) && same(y[i].im, y0[i].im)) << "z" << stem << " MXCSR " << states[m] << " at " << i;
-        ASSERT_TRUE(same(y8[i].re, y80[i].re) && same(y8[i].im, y80[i].im)) << "c" << stem << " MXCSR " << states[m] << " at " << i;
-      }
-    }
+    off_nearest_same_bits('z', stem, a);
+    if (std::string(stem) != "Exp") off_nearest_same_bits('c', stem, a8);
   }
   int moved = 0;
   std::vector<C8> down(a.size()), up(a.size());
@@ -456,9 +464,7 @@ TEST(Complex, AbsArgSpecialAmongUsualElements) {
 // (the hyperbolic part h at 1/4, 1/2, 340, 680 and the next double, up to the single overflow;
 // the other part t from 2^-500 to 2^20, at the reductions' switch (2^10, 2^-8 from pi/2), near
 // pi/2 with a tiny h, where the quotients' denominator is smallest) both sides within the
-// bounds against MPC; and the caller's MXCSR (flush-to-zero,
-// each directed rounding) leaves the elements to the scalar path, bit for bit as under
-// denormals-are-zero, which the SSE path also declines.
+// bounds against MPC; and off round-to-nearest the same bits in every MXCSR state.
 template <class C>
 void trig_hyper_edges(char t) {
   using P = PartOf<C>;
@@ -487,21 +493,7 @@ void trig_hyper_edges(char t) {
                                              << s.worst[0] << ", " << s.worst[1];
     for (auto v : cx::inputs<P>(f, 200, 3))
       if (std::fpclassify(v[0]) != FP_SUBNORMAL && std::fpclassify(v[1]) != FP_SUBNORMAL) a.push_back({v[0], v[1]});
-    const int n = static_cast<int>(a.size());
-    auto k = row<void(int, const C *, C *)>(t, stem, 1);
-    std::vector<C> want(n), got(n);
-    FpRestore restore;
-    const uint32_t csr = restore.csr & ~0xe040u;
-    _mm_setcsr(csr | 0x40u);  // denormals-are-zero
-    k(n, a.data(), want.data());
-    for (uint32_t mode : {0x8000u, 0x2000u, 0x4000u, 0x6000u}) {  // flush-to-zero, down, up, toward zero
-      _mm_setcsr(csr | mode);
-      k(n, a.data(), got.data());
-      _mm_setcsr(restore.csr);
-      for (int i = 0; i < n; ++i)
-        ASSERT_TRUE(same(got[i].re, want[i].re) && same(got[i].im, want[i].im))
-            << t << stem << " MXCSR " << std::hex << mode << " at " << std::hexfloat << a[i].re << ", " << a[i].im;
-    }
+    off_nearest_same_bits(t, stem, a);
   }
 }
 TEST(Complex, TrigHyperbolicSseEdgesAndCallerModes) {
@@ -509,10 +501,7 @@ TEST(Complex, TrigHyperbolicSseEdgesAndCallerModes) {
   trig_hyper_edges<C16>('z');
 }
 
-// The inverse rows compute the usual element on SSE only in round-to-nearest without flushing;
-// every other caller state takes the extended-precision path, whose results do not depend on
-// it: the same bits in each directed rounding and under FTZ or DAZ (normal parts only, as DAZ
-// reads denormal single inputs as zero), at odd counts so that pairs and single elements mix.
+// The inverse rows off round-to-nearest: near the cuts' ends and over the plane.
 template <class C>
 void inverse_rows_off_nearest(char t) {
   using P = PartOf<C>;
@@ -520,18 +509,7 @@ void inverse_rows_off_nearest(char t) {
   std::uniform_real_distribution<double> part(-10, 10);
   std::vector<C> a = {{1, 0x1p-30}, {P(0x1p-30), 1}, {-1.5, P(0x1p-20)}, {P(0x1p-100), P(-0x1p90)}};
   while (a.size() < 41) a.push_back({P(part(gen)), P(part(gen))});
-  const int n = static_cast<int>(a.size());
-  const uint32_t kModes[] = {0x2000, 0x4000, 0x6000, 0x8000, 0x40};  // down, up, zero, FTZ, DAZ
-  FpRestore restore;
-  for (const char *stem : {"Asin", "Acos", "Atan", "Asinh", "Acosh", "Atanh"}) {
-    std::vector<C> first(n), y(n);
-    for (uint32_t mode : kModes) {
-      _mm_setcsr((_mm_getcsr() & ~0xe040u) | mode);
-      row<void(int, const C *, C *)>(t, stem, 1)(n, a.data(), (mode == kModes[0] ? first : y).data());
-      for (int i = 0; i < n && mode != kModes[0]; ++i)
-        ASSERT_TRUE(same(y[i].re, first[i].re) && same(y[i].im, first[i].im)) << t << stem << " mode " << mode << " at " << i;
-    }
-  }
+  for (const char *stem : {"Asin", "Acos", "Atan", "Asinh", "Acosh", "Atanh"}) off_nearest_same_bits(t, stem, a);
 }
 TEST(Complex, InverseRowsOffNearestTakeTheExtendedPath) {
   inverse_rows_off_nearest<C8>('c');

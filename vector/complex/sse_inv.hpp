@@ -17,9 +17,9 @@
 // 2^-48) and round once to single.
 // Lanes decline (the scalar path takes the element) a part zero, non-finite or outside
 // [2^-300, 2^300] (so no sum, square or quotient overflows or leaves the normal range), and in
-// c rows a result part below the smallest normal single. The caller's MXCSR must round to
-// nearest with FTZ and DAZ off (read at each vec and vec2, and once a call by an element loop
-// that honours kNearestOnly), else every element goes the scalar way.
+// c rows a result part below the smallest normal single. The element loop runs the lanes only
+// where the call starts in round-to-nearest with FTZ and DAZ off (kNearestOnly), else every
+// element goes the scalar way.
 #pragma once
 
 #include <immintrin.h>
@@ -244,9 +244,6 @@ struct AtanL {
   }
 };
 
-// Round to nearest, FTZ and DAZ off.
-ZYN_VO_INLINE bool nearest_mode() { return (_mm_getcsr() & 0xe040) == 0; }
-
 // Lanes whose parts are both in [2^-300, 2^300] in magnitude (false for zeros and NaN).
 ZYN_VO_INLINE V usual(V x, V y) {
   const V lo = set(0x1p-300), hi = set(0x1p300), ax = vabs(x), ay = vabs(y);
@@ -259,7 +256,7 @@ template <class C, class F, class L>
 struct InvRow : Elem<C, F> {
   using P = decltype(C::re);
   static constexpr bool kDD = sizeof(P) == 8;
-  static constexpr bool kNearestOnly = true;  // for an element loop that reads the mode once a call
+  static constexpr bool kNearestOnly = true;  // the element loop reads the mode once a call
   // The two lanes' results, or false when a lane is not usual.
   static bool lanes(V x, V y, V &re, V &im) {
     if (_mm_movemask_pd(usual(x, y)) != 3) return false;
@@ -271,7 +268,6 @@ struct InvRow : Elem<C, F> {
     return true;
   }
   static bool vec(const C *p, const C *, C *r) {
-    if (!nearest_mode()) return false;
     const V e = load(p);
     V re, im;
     if (!lanes(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
@@ -279,7 +275,6 @@ struct InvRow : Elem<C, F> {
     return true;
   }
   static bool vec2(const C *p, C *r) {
-    if (!nearest_mode()) return false;
     V x, y, re, im;
     load2(p, x, y);
     if (!lanes(x, y, re, im)) return false;

@@ -13,9 +13,9 @@
 // by their exact residual, each part rounded once: below 1 ulp (z rows), and 0.5 + 2^-28 ulp
 // after the rounding to single (c rows).
 // Taken: 2^-500 <= |h| <= 680 (340 for Tanh, Tan), 2^-500 <= |t| < 2^20 (2^19), nothing to
-// report (c rows: the larger part in [2 min, max / 2] of single), and the caller's MXCSR
-// rounding to nearest without flush-to-zero or denormals-are-zero; every other element takes
-// the scalar path.
+// report (c rows: the larger part in [2 min, max / 2] of single), and the call starting in
+// round-to-nearest without flush-to-zero or denormals-are-zero (kNearestOnly, read once a call
+// by the element loop); every other element takes the scalar path.
 #pragma once
 
 #include <immintrin.h>
@@ -32,11 +32,6 @@ using V = __m128d;
 using dd::set;
 
 enum class Kind { Sinh, Cosh, Tanh, Sin, Cos, Tan };
-
-// The caller's MXCSR rounds to nearest and keeps denormals.
-inline bool nearest_no_flush() {
-  return (_mm_getcsr() & (_MM_ROUND_MASK | _MM_FLUSH_ZERO_MASK | _MM_DENORMALS_ZERO_MASK)) == 0;
-}
 
 // A value hi + lo, not normalized: |lo| below 2^-6 |hi| for the exponential's pairs, 0.2 |hi|
 // for the sine and cosine the quotients take.
@@ -222,7 +217,7 @@ inline __attribute__((always_inline)) bool lanes(V x, V y, V &re, V &im) {
   // the quotients take sinh, cosh of 2|h| and sin, cos of 2t
   const V ok = _mm_and_pd(_mm_and_pd(_mm_cmpge_pd(ah, tiny), _mm_cmple_pd(ah, set(kQuot ? 340.0 : 680.0))),
                           _mm_and_pd(_mm_cmpge_pd(at, tiny), _mm_cmplt_pd(at, set(kQuot ? 0x1p19 : 0x1p20))));
-  if (_mm_movemask_pd(ok) != 3 || !nearest_no_flush()) return false;
+  if (_mm_movemask_pd(ok) != 3) return false;
   const V hsign = _mm_and_pd(h, sign);
   const V half = set(0.5);
   auto half_of = [&](V v) { return _mm_mul_pd(v, half); };  // exact: no part near underflow
@@ -259,6 +254,7 @@ inline __attribute__((always_inline)) bool lanes(V x, V y, V &re, V &im) {
 template <class C, class F, Kind K>
 struct Sse : Elem<C, F> {
   using P = decltype(C::re);
+  static constexpr bool kNearestOnly = true;  // the element loop reads the mode once a call
   static __attribute__((always_inline)) bool vec(const C *p, const C *, C *r) {
     const V e = load(p);
     V re, im;
