@@ -6,11 +6,11 @@
 //
 // z rows at HA: each part from pieces carried as unrounded hi + lo pairs, rounded once.
 //   Exp  x in [-708, 709] (|f| normal), y zero or |y| in [2^-500, 2^20): e^x = 2^m T (1 + t)
-//        (T = 2^(j/128) from the table, t to 2^-60), cos y and sin y as hi + lo from a
-//        three-piece reduction (reduce3) and Estrin polynomials; T times the high part by
+//        (T = 2^(j/128) from the table, t to 2^-60), cos y and sin y as hi + lo
+//        (ddv::sin_cos, 2^-56); T times the high part by
 //        Dekker's product (to 2^-105), the rest added once, then scaled by 2^m: exact, or for a
 //        denormal part a rounding on the denormal grid, whose ulp is at least 2^21 times the
-//        first rounding's. Measured 0.79 ulp.
+//        first rounding's. Measured 0.82 ulp.
 //   Ln   parts zero or in [2^-480, 2^480], not both zero: x^2 + y^2 = S from exact squares;
 //        where fl(S) is in [1/2, 2], S - 1 = W as a double-double (the sum of the squares' pieces
 //        and -1 by two-sums) and ln(1 + W); elsewhere ln S = ln fl(S) + rest/fl(S). The
@@ -25,6 +25,7 @@
 #include <immintrin.h>
 
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_dd.hpp"
 #include "vector/explog/exp_core.hpp"
 #include "vector/explog/ln_core.hpp"
 #include "vector/invtrig/invtrig_core.hpp"
@@ -33,67 +34,11 @@
 namespace zyn::vk::cx::sse {
 
 using V = __m128d;
+using ddv::square;
 inline V k(double v) { return _mm_set1_pd(v); }
 inline V vabs(V x) { return _mm_andnot_pd(k(-0.0), x); }
 inline V sign_of(V x) { return _mm_and_pd(k(-0.0), x); }
 inline V within(V a, double lo, double hi) { return _mm_and_pd(_mm_cmpge_pd(a, k(lo)), _mm_cmple_pd(a, k(hi))); }
-
-// a^2 = p + e exactly (Dekker), |a| within [2^-480, 2^480].
-inline void square(V a, V &p, V &e) {
-  V h, l;
-  dd::split(a, h, l);
-  p = a * a;
-  e = ((h * h - p) + (h + h) * l) + l * l;
-}
-
-// y = n pi/2 + hi + lo for |y| < 2^20 in three pieces of pi/2 (32, 32, 53 bits): y - n C1 and
-// n C2 exact, their difference kept by a two-sum, n C3 (C3 to 2^-123) added to the rest;
-// absolute error below 2^-95, so below 2^-69 relative where |hi| >= 2^-26 (a part not
-// cancelled), with a shorter dependency chain than the real rows' four pieces.
-inline trig::Reduced reduce3(V y) {
-  trig::Reduced r;
-  r.n = _mm_round_pd(y * k(trig::kTwoOverPi), _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
-  V s, e;
-  dd::two_sum(y - r.n * k(data::trig_pio2_4[0]), r.n * k(-data::trig_pio2_4[1]), s, e);
-  r.hi = s, r.lo = e - r.n * k(0x1.3198a2e037073p-69);
-  return r;
-}
-
-// cos y = ch + cl and sin y = sh + sl for 0 < |y| < 2^20, unrounded.
-struct SinCos {
-  V ch, cl, sh, sl;
-};
-// trig::sincos_parts of form 2 with both degree-6 polynomials by Estrin's scheme (depth 3
-// instead of 6: the element's chain is what bounds its time; the terms are small corrections,
-// so the different roundings stay far below the result's ulp).
-template <const trig::Poly &P>
-inline __attribute__((always_inline)) trig::Parts sincos_parts_estrin(V hi, V lo) {
-  static_assert(P.form == 2 && P.ns == 6 && P.nc == 6);
-  const V z = hi * hi, z2 = z * z, hz = k(0.5) * z, one = k(1.0);
-  auto estrin = [&](const double *c) {
-    return (k(c[0]) + k(c[1]) * z) + z2 * ((k(c[2]) + k(c[3]) * z) + z2 * (k(c[4]) + k(c[5]) * z));
-  };
-  trig::Parts r;
-  r.sh = hi, r.ch = one - hz;
-  r.sl = (hi * z) * estrin(P.s) + lo * (one - hz);
-  r.cl = ((one - r.ch) - hz) + (z2 * estrin(P.c) - hi * lo);
-  return r;
-}
-
-template <const trig::Poly &P>
-inline SinCos sincos_pairs(V y) {
-  const trig::Reduced r = reduce3(y);
-  trig::Parts p = sincos_parts_estrin<P>(r.hi, r.lo);
-  p.cl = p.cl - r.lo * p.sl;  // lo sin(hi), not lo hi: |lo| reaches 2^-50, beyond ulp(hi)
-  const V odd = trig::odd_mask(r.n);
-  __m128i q = _mm_cvtpd_epi32(r.n);
-  q = _mm_unpacklo_epi32(q, q);
-  const __m128i two = _mm_set1_epi64x(2);
-  const V ss = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(q, two), 62));
-  const V cs = _mm_castsi128_pd(_mm_slli_epi64(_mm_and_si128(_mm_add_epi64(q, _mm_set1_epi64x(1)), two), 62));
-  return {_mm_xor_pd(_mm_blendv_pd(p.ch, p.sh, odd), cs), _mm_xor_pd(_mm_blendv_pd(p.cl, p.sl, odd), cs),
-          _mm_xor_pd(_mm_blendv_pd(p.sh, p.ch, odd), ss), _mm_xor_pd(_mm_blendv_pd(p.sl, p.cl, odd), ss)};
-}
 
 // The lanes Exp takes (all-ones).
 template <class P>
@@ -125,7 +70,7 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
     const V tmp = expm1_poly(r, _mm_castsi128_pd(_mm_unpacklo_epi64(e0, e1)));    // e^x = 2^m t (1 + tmp)
     const V scale = _mm_castsi128_pd(
         _mm_add_epi64(_mm_sub_epi64(_mm_slli_epi64(n, 45), js), _mm_set1_epi64x(0x3ff0000000000000LL)));
-    const SinCos sc = sincos_pairs<trig::kDHa>(y);
+    const ddv::Trig sc = ddv::sin_cos<false, false, false>(y);
     // t h = p + e: Dekker's product with the halves cut by masks (26 high bits, the 27 others),
     // exact but for the rounding of the last partial product, below 2^-105 |t h|
     const V top = _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL)), th = _mm_and_pd(t, top), tl = t - th;
@@ -135,7 +80,7 @@ inline __attribute__((always_inline)) bool exp_lanes(V x, V y, V &re, V &im) {
       const V p = t * h, e = (((th * hh - p) + th * hl) + tl * hh) + tl * hl;
       return (p + (e + t * (l + (h + l) * tmp))) * scale;
     };
-    re = part(sc.ch, sc.cl), im = _mm_blendv_pd(part(sc.sh, sc.sl), y, y0);
+    re = part(sc.c.hi, sc.c.lo), im = _mm_blendv_pd(part(sc.s.hi, sc.s.lo), y, y0);
     return true;
   }
 }
