@@ -14,10 +14,10 @@
 //   keeps the plain formula for them. c rows in double need no scaling. A zero divisor is
 //   reported as STATUS_SINGULARITY whatever the dividend, with Annex G's result, as the real Div.
 // Abs, Arg: the lanes of the Hypot and Atan2 kernels of the part type and the same level on the
-//   parts of the elements in registers (sse_mixed.hpp), their scalar path's status reported as
-//   the complex row's own (both parts in the record). CIS: the SinCos row on the parts of up to
-//   64 elements at a time, its reports collected and made the complex row's own (the real side
-//   with imaginary part 0).
+//   parts of the elements in registers (sse_mixed.hpp; zArg HA's usual element: sse_arg.hpp),
+//   their scalar path's status reported as the complex row's own (both parts in the record).
+// CIS: the SinCos row on the parts of up to 64 elements at a time, its reports collected and made
+//   the complex row's own (the real side with imaginary part 0).
 #include <immintrin.h>
 
 #include <algorithm>

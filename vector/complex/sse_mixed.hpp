@@ -1,13 +1,14 @@
 // Abs and Arg on SSE registers: the lanes of the real Hypot and Atan2 kernels run on the parts
 // of two (z) or four (c) elements a vector, two vectors a step, deinterleaved in registers. A step with a lane the
 // kernel's fast path declines goes element by element through the kernel's scalar path, whose
-// status the complex row reports as its own. Every element gets the real row's bits, wherever
-// it stands and whatever the strides.
+// status the complex row reports as its own. Every element gets the real row's bits (but zAbs HA
+// and the usual element of zArg HA, sse_arg.hpp), wherever it stands and whatever the strides.
 #pragma once
 
 #include <immintrin.h>
 
 #include "vector/complex/complex_map.hpp"
+#include "vector/complex/sse_arg.hpp"
 #include "vector/hypot/hypot_core.hpp"
 #include "vector/invtrig/invtrig_core.hpp"
 
@@ -43,13 +44,38 @@ void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
     y[i] = r;
     if (status != 0) report(status, i, a.p, a.p, y.p, name);
   };
+  // An Fn with fast() and usual() gives the lanes usual() marks fast()'s result, in round-to-nearest
+  // without FTZ/DAZ (read once a call).
+  constexpr bool kFast = requires(const V (&x)[2][2], V (&f)[2]) { Fn::fast(x, f); };
+  bool fast = false;
+  if constexpr (kFast) fast = plain_nearest();
   int i = 0;
   for (; i + 2 * L <= n; i += 2 * L) {  // two vectors a step: their chains overlap
-    V in[2][2], r[2];
+    V in[2][2], r[2], f[2] = {};
     for (int h = 0; h < 2; ++h) {
       V re, im;
       parts(a, i + h * L, re, im);
       in[h][0] = kSwap ? im : re, in[h][1] = kSwap ? re : im;
+    }
+    int u = 0;
+    if constexpr (kFast) {
+      if (fast && (u = Fn::usual(in[0][0], in[0][1]) | Fn::usual(in[1][0], in[1][1]) << L) != 0) {
+        if (u == (1 << 2 * L) - 1) {
+          u &= ~Fn::fast(in, f, true);
+          if (u == (1 << 2 * L) - 1) {
+            if constexpr (kUnit) {
+              S::store(&y[i], f[0]), S::store(&y[i + L], f[1]);
+            } else {
+              alignas(16) T t[2 * L];
+              S::store(t, f[0]), S::store(t + L, f[1]);
+              for (int k = 0; k < 2 * L; ++k) y[i + k] = t[k];
+            }
+            continue;
+          }
+        } else {
+          u &= ~Fn::fast(in, f);
+        }
+      }
     }
     if constexpr (requires { Fn::common(in[0][0], in[0][1], r[0]); }) {  // the common case first
       if (kUnit && Fn::common(in[0][0], in[0][1], r[0]) && Fn::common(in[1][0], in[1][1], r[1])) {
@@ -60,20 +86,32 @@ void real_lanes(int n, Vec<const C> a, Vec<T> y, const char *name) {
     const int bad = K::bad(in[0]) | K::bad(in[1]) << L;
     K::eval(in[0], &r[0]);
     K::eval(in[1], &r[1]);
-    if (kUnit && bad == 0) {
+    if (kUnit && bad == 0 && u == 0) {
       S::store(&y[i], r[0]), S::store(&y[i + L], r[1]);
       continue;
     }
-    alignas(16) T t[2 * L];
+    alignas(16) T t[2 * L], ft[2 * L];
     S::store(t, r[0]), S::store(t + L, r[1]);
+    if (u != 0) S::store(ft, f[0]), S::store(ft + L, f[1]);
     for (int k = 0; k < 2 * L; ++k) {
-      if (bad >> k & 1) slow(i + k);
+      if (u >> k & 1) y[i + k] = ft[k];
+      else if (bad >> k & 1) slow(i + k);
       else y[i + k] = t[k];
     }
   }
   for (; i < n; ++i) {  // one element in every lane
     const V in[2] = {S::set1(kSwap ? a[i].im : a[i].re), S::set1(kSwap ? a[i].re : a[i].im)};
     V r;
+    if constexpr (kFast) {
+      if (fast && (Fn::usual(in[0], in[1]) & 1)) {
+        const V two[2][2] = {{in[0], in[1]}, {in[0], in[1]}};
+        V f[2];
+        if ((Fn::fast(two, f) & 1) == 0) {
+          y[i] = vo::lane0(f[0]);
+          continue;
+        }
+      }
+    }
     if (K::bad(in)) {
       slow(i);
     } else {
@@ -98,10 +136,13 @@ using HypotLanes =
                  kLv == 0 ? hyp::kLA : kLv == 2 ? hyp::kEP : sizeof(T) == 8 ? hyp::kHAMasked : hyp::kHA>;
 template <int kLv, class Ha, class La, class Ep>
 using AtLevel = std::conditional_t<kLv == 0, La, std::conditional_t<kLv == 1, Ha, Ep>>;
+// zArg HA takes the table form (sse_arg.hpp) for the usual element.
 template <class T, int kLv>
-using Atan2Lanes = invtrig::Atan2Fn<T,
-                                    std::conditional_t<sizeof(T) == 8, AtLevel<kLv, invtrig::DHa, invtrig::DLa, invtrig::DEp>,
-                                                       AtLevel<kLv, invtrig::SHa, invtrig::SLa, invtrig::SEp>>,
-                                    invtrig::kAtan2>;
+using Atan2Lanes = std::conditional_t<
+    sizeof(T) == 8 && kLv == 1, arg::ArgHa,
+    invtrig::Atan2Fn<T,
+                     std::conditional_t<sizeof(T) == 8, AtLevel<kLv, invtrig::DHa, invtrig::DLa, invtrig::DEp>,
+                                        AtLevel<kLv, invtrig::SHa, invtrig::SLa, invtrig::SEp>>,
+                     invtrig::kAtan2>>;
 
 }  // namespace zyn::vk::cx
