@@ -23,16 +23,18 @@ namespace zyn::vk::cx::arg {
 // atan(c) as hi + lo for c = (1 + m/64) 2^(e-8), index 64 e + m, e = 0..8 (the last c = 1).
 struct AtanTable {
   static constexpr int kSize = 8 * 64 + 1;
-  alignas(16) double v[kSize][2];
-  AtanTable() {
+  alignas(16) double v[kSize][2] = {};
+  // Folded by the compiler (its arbitrary-precision builtins): no code runs at load, so loading
+  // the module leaves the floating-point state as it was.
+  constexpr AtanTable() {
     for (int i = 0; i < kSize; ++i) {
-      const long double t = std::atan(std::ldexp(1 + (i % 64) / 64.0L, i / 64 - 8));
+      const long double t = __builtin_atanl(__builtin_ldexpl(1 + (i % 64) / 64.0L, i / 64 - 8));
       v[i][0] = static_cast<double>(t);
       v[i][1] = static_cast<double>(t - v[i][0]);
     }
   }
 };
-inline const AtanTable kAtanTable;
+inline constexpr AtanTable kAtanTable{};
 
 // The real HA Atan2 lanes, with the table form in front for the usual element.
 struct ArgHa : invtrig::Atan2Fn<double, invtrig::DHa, invtrig::kAtan2> {
