@@ -13,7 +13,6 @@
 #include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
-extern "C" void openblas_set_num_threads(int);
 
 namespace {
 
@@ -137,11 +136,3 @@ BENCHMARK(BM_Anchor_BasicCov)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Pooled)->ArgNames({"threads", "group_cov"})->Args({1, 0})->Args({2, 0})->Args({1, 1})->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Partial)->ArgName("p")->Arg(100)->Arg(500)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Repair)->ArgName("p")->Arg(100)->Arg(500)->Unit(benchmark::kMillisecond)->UseRealTime();
-
-int main(int argc, char **argv) {
-  openblas_set_num_threads(1);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

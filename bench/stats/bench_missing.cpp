@@ -12,7 +12,6 @@
 #include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
-extern "C" void openblas_set_num_threads(int);
 
 namespace {
 
@@ -78,11 +77,3 @@ void BM_Missing(benchmark::State &state) {
 BENCHMARK(BM_Anchor_BasicCov)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Missing)->ArgNames({"em", "da"})->Args({0, 0})->Args({1, 0})->Args({41, 0})->Args({0, 10})
     ->Unit(benchmark::kMillisecond)->UseRealTime();
-
-int main(int argc, char **argv) {
-  openblas_set_num_threads(1);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

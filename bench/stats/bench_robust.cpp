@@ -14,7 +14,6 @@
 #include "bench/stats/bench_common.hpp"
 #include "zyn/stats.h"
 
-extern "C" void openblas_set_num_threads(int);
 
 namespace {
 
@@ -170,11 +169,3 @@ BENCHMARK(BM_Anchor_MahPlainLoop)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_MahDistance)->ArgName("threads")->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_BasicCov)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Robust)->ArgNames({"threads", "tbs"})->Args({1, 0})->Args({2, 0})->Args({1, 1})->Args({2, 1})->Args({1, 2})->Unit(benchmark::kMillisecond)->UseRealTime();
-
-int main(int argc, char **argv) {
-  openblas_set_num_threads(1);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

@@ -15,7 +15,6 @@
 #include "zyn/stats.h"
 
 extern "C" {
-void openblas_set_num_threads(int);
 void dsyrk_(const char *, const char *, const int *, const int *, const double *,
             const double *, const int *, const double *, double *, const int *, size_t, size_t);
 }
@@ -186,11 +185,3 @@ BENCHMARK(BM_Anchor_CovTwoPass)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_DsyrkCentred)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Anchor_CovReadOnce)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Cov)->Apply(methods_and_threads);
-
-int main(int argc, char **argv) {
-  openblas_set_num_threads(1);  // the anchor and zyn's blocks both on one BLAS thread
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}

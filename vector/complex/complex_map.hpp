@@ -158,6 +158,28 @@ inline void store2(C *p, __m128d re, __m128d im) {
   store(p, _mm_unpacklo_pd(re, im)), store(p + 1, _mm_unpackhi_pd(re, im));
 }
 
+// The SSE forms of a one-input row from F(x, y, re, im), which computes the parts of two elements
+// held in lanes and returns false where the scalar path is due; a lone element runs in both lanes,
+// so it gets the bits it gets in a pair. The element loop runs them in round-to-nearest only.
+template <class C, bool (*F)(__m128d, __m128d, __m128d &, __m128d &)>
+struct Lanes {
+  static constexpr bool kNearestOnly = true;
+  static bool vec(const C *p, const C *, C *r) {
+    const __m128d e = load(p);
+    __m128d re, im;
+    if (!F(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
+    store(r, _mm_unpacklo_pd(re, im));
+    return true;
+  }
+  static bool vec2(const C *p, C *r) {
+    __m128d x, y, re, im;
+    load2(p, x, y);
+    if (!F(x, y, re, im)) return false;
+    store2(r, re, im);
+    return true;
+  }
+};
+
 // A function F on one element of C: the parts in double, the result rounded once to C's parts,
 // overflow and underflow found from the rounded result.
 template <class C, class F>

@@ -249,25 +249,8 @@ inline __attribute__((always_inline)) bool pow_lanes_c(V ar, V ai, V br, V bi, V
   return true;
 }
 
-// The SSE forms of a one-input row: F(x, y, re, im) on two lanes.
 template <class C, bool (*F)(V, V, V &, V &)>
-struct Fast {
-  static constexpr bool kNearestOnly = true;
-  static bool vec(const C *p, const C *, C *r) {
-    const V e = load(p);
-    V re, im;
-    if (!F(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
-    store(r, _mm_unpacklo_pd(re, im));
-    return true;
-  }
-  static bool vec2(const C *p, C *r) {
-    V x, y, re, im;
-    load2(p, x, y);
-    if (!F(x, y, re, im)) return false;
-    store2(r, re, im);
-    return true;
-  }
-};
+using Fast = Lanes<C, F>;
 
 // Four elements a step: U (the usual lanes) on both pairs first, then G, F on lanes known to be
 // usual, so that the two pairs' long dependency chains interleave.

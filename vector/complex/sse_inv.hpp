@@ -251,36 +251,22 @@ ZYN_VO_INLINE V usual(V x, V y) {
                     _mm_and_pd(_mm_cmpge_pd(ay, lo), _mm_cmple_pd(ay, hi)));
 }
 
+// The two lanes' results of L, or false when a lane is not usual (or, in single, a result part
+// falls below the normal range).
+template <class C, class L>
+bool inv_lanes(V x, V y, V &re, V &im) {
+  constexpr bool kDD = sizeof(C::re) == 8;
+  if (_mm_movemask_pd(usual(x, y)) != 3) return false;
+  L::template run<kDD>(x, y, re, im);
+  if constexpr (!kDD) {
+    const V m = set(static_cast<double>(std::numeric_limits<float>::min()));
+    if (_mm_movemask_pd(_mm_or_pd(_mm_cmplt_pd(vabs(re), m), _mm_cmplt_pd(vabs(im), m))) != 0) return false;
+  }
+  return true;
+}
+
 // The row: Elem's scalar path, with vec and vec2 on the lanes of L.
 template <class C, class F, class L>
-struct InvRow : Elem<C, F> {
-  using P = decltype(C::re);
-  static constexpr bool kDD = sizeof(P) == 8;
-  static constexpr bool kNearestOnly = true;  // the element loop reads the mode once a call
-  // The two lanes' results, or false when a lane is not usual.
-  static bool lanes(V x, V y, V &re, V &im) {
-    if (_mm_movemask_pd(usual(x, y)) != 3) return false;
-    L::template run<kDD>(x, y, re, im);
-    if constexpr (!kDD) {  // a single result below the normal range goes the scalar way
-      const V m = set(static_cast<double>(std::numeric_limits<float>::min()));
-      if (_mm_movemask_pd(_mm_or_pd(_mm_cmplt_pd(vabs(re), m), _mm_cmplt_pd(vabs(im), m))) != 0) return false;
-    }
-    return true;
-  }
-  static bool vec(const C *p, const C *, C *r) {
-    const V e = load(p);
-    V re, im;
-    if (!lanes(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
-    store(r, _mm_unpacklo_pd(re, im));
-    return true;
-  }
-  static bool vec2(const C *p, C *r) {
-    V x, y, re, im;
-    load2(p, x, y);
-    if (!lanes(x, y, re, im)) return false;
-    store2(r, re, im);
-    return true;
-  }
-};
+struct InvRow : Elem<C, F>, Lanes<C, inv_lanes<C, L>> {};
 
 }  // namespace zyn::vk::cx::inv

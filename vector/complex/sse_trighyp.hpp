@@ -164,23 +164,6 @@ inline __attribute__((always_inline)) bool lanes(V x, V y, V &re, V &im) {
 
 // The row's element operation: the scalar evaluation F, with the SSE form of kind K.
 template <class C, class F, Kind K>
-struct Sse : Elem<C, F> {
-  using P = decltype(C::re);
-  static constexpr bool kNearestOnly = true;  // the element loop reads the mode once a call
-  static __attribute__((always_inline)) bool vec(const C *p, const C *, C *r) {
-    const V e = load(p);
-    V re, im;
-    if (!lanes<K, P>(_mm_unpacklo_pd(e, e), _mm_unpackhi_pd(e, e), re, im)) return false;
-    store(r, _mm_unpacklo_pd(re, im));
-    return true;
-  }
-  static __attribute__((always_inline)) bool vec2(const C *p, C *r) {
-    V x, y, re, im;
-    load2(p, x, y);
-    if (!lanes<K, P>(x, y, re, im)) return false;
-    store2(r, re, im);
-    return true;
-  }
-};
+struct Sse : Elem<C, F>, Lanes<C, lanes<K, decltype(C::re)>> {};
 
 }  // namespace zyn::vk::cx::trighyp
